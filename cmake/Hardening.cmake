@@ -1,0 +1,24 @@
+# Warnings, hardening and the static C++ run time, for every target of the tree.
+
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES CXX)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+add_compile_definitions(_FILE_OFFSET_BITS=64)
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Wold-style-cast
+                    -Wcast-qual -Wundef -Wformat=2 -Wno-format-nonliteral)
+if(CVSTOP_WERROR)
+  add_compile_options(-Werror)
+endif()
+
+if(CVSTOP_SANITIZE)
+  add_compile_options(-fsanitize=${CVSTOP_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${CVSTOP_SANITIZE})
+else()
+  add_compile_options(-fstack-protector-strong)
+  # Fortification needs optimisation, and says so with a warning where there is none.
+  add_compile_options($<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+  add_link_options(-Wl,-z,relro,-z,now,-z,noexecstack)
+  # The program must start on hosts without a C++ run time, and as fast as a C program.
+  add_link_options(-static-libstdc++ -static-libgcc)
+endif()
