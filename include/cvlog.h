@@ -5,6 +5,9 @@
 #pragma once
 
 #include <string>
+#include <string_view>
+
+#include "UniqueFd.h"
 
 /// The levels of logmsgf.
 inline constexpr int kLogProgress = 2;
@@ -33,6 +36,9 @@ class CVLogger {
     /// Creates no directory. Returns 0, or an errno value; the logger then drops its records.
     int open(const char* host, const char* logName, const char* processName, OpenCallback* callback);
 
+    /// Does the same with the file of that path; open calls it with the product's.
+    int openFile(const char* path, const char* host, const char* processName, OpenCallback* callback);
+
     void setVerbosity(int verbosity) { m_verbosity = verbosity; }
     [[nodiscard]] int verbosity() const { return m_verbosity; }
     void setTracing(bool on) { m_tracing = on; }
@@ -45,9 +51,13 @@ class CVLogger {
     void write(const char* label, const char* function, const char* text);
 
   private:
-    int m_fd = -1;
+    void append(std::string_view label, std::string_view function, std::string_view text);
+
+    UniqueFd m_fd;
     int m_verbosity = 0;
     bool m_tracing = false;
+    /// Whether the last write left a line without its end.
+    bool m_lineIsOpen = false;
     std::string m_host;
     std::string m_process;
 };
@@ -76,11 +86,13 @@ void logmsgf(int level, const char* function, const char* format, ...) __attribu
 /// Writes the command-line arguments to the default logger, in one record.
 void logparams(int count, char* const* arguments);
 
-/// Makes later records carry the calling process's id.
+/// Makes later records carry the id that the calling process has now; before, they carry the writing process's.
 void log_set_pid();
 
-/// The verbosity that applies, given the one configured for the process and the one for the product.
+/// The verbosity that applies, given the one configured for the process and the one for the product: the larger.
 int log_get_verbose(int process, int product);
 void log_set_process_kokaconf_verbose(int verbosity);
+/// What was set last; 0 before.
 int log_get_process_kokaconf_verbose();
+/// The verbosity of the product libraries' default logger, where there is one.
 void log_set_verbosity_filter(int verbosity);
