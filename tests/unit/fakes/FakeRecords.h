@@ -1,0 +1,9 @@
+/// The records that the fake process lister hands out, so that a test can tell whether all were freed.
+#pragma once
+
+namespace fakes {
+
+/// Remembers a record until it is freed.
+void keepRecord(void* record);
+
+} // namespace fakes

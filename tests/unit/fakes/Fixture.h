@@ -1,0 +1,45 @@
+/// The ground that every test of the program stands on.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "Arguments.h"
+#include "Messages.h"
+#include "World.h"
+#include "cvlog.h"
+#include "front.h"
+
+namespace fakes {
+
+/// An empty host, and the program's globals as they are before main.
+class ProgramTest : public ::testing::Test {
+  protected:
+    ProgramTest() { clear(); }
+
+    static void clear() {
+        world().reset();
+        Args.argIndex = 1;
+        Args.excludeListFile.clear();
+        Args.killLevel = 0;
+        Args.waitTime = 30;
+        Args.listMode = false;
+        Args.verbose = true;
+        Args.verbosity = 0;
+        Args.quiet = false;
+        Args.thirdParty = false;
+        Args.programName.clear();
+        CVLogger::s_default = &g_logger;
+        CVLogger::s_defaultLib = &g_logger;
+        g_logger.setVerbosity(0);
+        g_logger.setTracing(false);
+        outline[0] = '\0';
+        lc_messages[0] = '\0';
+    }
+
+    void TearDown() override { EXPECT_EQ(liveRecords(), 0U) << "records of the process lister were not freed"; }
+
+    World& host = world();
+};
+
+} // namespace fakes

@@ -1,0 +1,358 @@
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Fixture.h"
+
+// The program's main, renamed by the build of this test.
+int cvstop_main(int argc, char** argv);
+
+using fakes::ChildResult;
+using fakes::Journal;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+namespace {
+
+const std::string kPrompt =
+    "Corvane software will be shut down.  This may cause backups to fail.\nDo you wish to proceed? (y/n) ";
+const std::string kUsage = "Usage:\n cvstop [ -k | -kill [ -3 | -third_party ] [ -q | -quiet ] ]\n"
+                           " cvstop -l | -list [ -3 | -third_party ]\n"
+                           " cvstop -h | -help\n";
+const std::string kInitiated = "log 2 Main: ********************cvstop initiated********************";
+const std::string kNothing = "Gathering process information.\nNothing to terminate.\n";
+
+class MainTest : public fakes::ProgramTest {
+  protected:
+    /// Runs the program with these words after its name. The journal ends with the number of records not freed.
+    static ChildResult run(const std::vector<std::string>& words, std::string_view input = "") {
+        return fakes::inChild(
+            [&] {
+                std::vector<std::string> all = words;
+                all.insert(all.begin(), "cvstop");
+                std::vector<char*> argv;
+                for (std::string& word : all) {
+                    argv.push_back(word.data());
+                }
+                argv.push_back(nullptr);
+                std::atexit([] { fakes::world().record("records " + std::to_string(fakes::liveRecords())); });
+                std::exit(cvstop_main(static_cast<int>(all.size()), argv.data()));
+            },
+            input);
+    }
+
+    /// Where an entry that begins so stands in the journal; its length when there is none.
+    static std::ptrdiff_t at(const ChildResult& result, const std::string& beginning) {
+        const auto found = std::find_if(result.journal.begin(), result.journal.end(),
+                                        [&](const std::string& entry) { return entry.rfind(beginning, 0) == 0; });
+        return found - result.journal.begin();
+    }
+};
+
+// --- confirmation ----------------------------------------------------------------------------------------------------
+
+class Confirmed : public MainTest, public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(Confirmed, RunsAFullShutdown) {
+    const ChildResult result = run({}, GetParam());
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.output, kPrompt + kNothing);
+    EXPECT_EQ(result.count("gauge cvstop.default 1"), 1U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Main, Confirmed, ::testing::Values("y\n", "Yes\n", "Y"));
+
+class Refused : public MainTest, public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(Refused, PrintsThatTheShutdownIsAbortedAndTouchesNothing) {
+    host.add("halvd", 10);
+    const ChildResult result = run({}, GetParam());
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.output, kPrompt + "Shutdown aborted.\n");
+    EXPECT_THAT(result.of({"list", "kill", "probe", "system", "telemetry"}), IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Main, Refused, ::testing::Values("n\n", "\n", "", "ok\n", " y\n"));
+
+TEST_F(MainTest, ClosedStandardInputIsARefusal) {
+    const ChildResult result = fakes::inChild([] {
+        fclose(stdin);
+        char name[] = "cvstop";
+        char* argv[] = {name, nullptr};
+        std::exit(cvstop_main(1, argv));
+    });
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.output, kPrompt + "Shutdown aborted.\n");
+}
+
+TEST_F(MainTest, TheConfirmationComesAfterTheChecksAndBeforeParsing) {
+    const ChildResult result = run({}, "y\n");
+    EXPECT_LT(at(result, "hask_is_server"), at(result, "msg MsgCvs0003N"));
+    EXPECT_LT(at(result, "logparams 0"), at(result, "msg MsgCvs0003N"));
+    EXPECT_LT(at(result, "msg MsgCvs0003N"), at(result, "telemetry init"));
+}
+
+TEST_F(MainTest, WithArgumentsNoConfirmationIsAsked) {
+    const ChildResult result = run({"-k"}, "n\n");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.output, kNothing);
+    EXPECT_EQ(result.count("msg MsgCvs0003N"), 0U);
+}
+
+TEST_F(MainTest, ATranslatedPromptIsAsked) {
+    host.translations["MsgCvs0003N"] = "Wirklich? ";
+    EXPECT_EQ(run({}, "n\n").output, "Wirklich? Shutdown aborted.\n");
+}
+
+TEST_F(MainTest, WithoutEvenANameItAsksToo) {
+    const ChildResult result = fakes::inChild([] {
+        char* argv[] = {nullptr};
+        std::exit(cvstop_main(0, argv));
+    });
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.output, kPrompt + "Shutdown aborted.\n");
+}
+
+TEST_F(MainTest, WithoutEvenANameAYesIsAShutdown) {
+    const ChildResult result = fakes::inChild(
+        [] {
+            char* argv[] = {nullptr, nullptr};
+            std::exit(cvstop_main(0, argv));
+        },
+        "y\n");
+    EXPECT_EQ(result.signal, 0);
+    EXPECT_EQ(result.output, kPrompt + kNothing);
+}
+
+// --- start -----------------------------------------------------------------------------------------------------------
+
+TEST_F(MainTest, TheStepsAreInOrder) {
+    const ChildResult result = run({"-l"});
+    const std::vector<std::string> steps = {"getlocale",
+                                            "enter Initialize ",
+                                            "geteuid",
+                                            "leave Initialize",
+                                            kInitiated,
+                                            "logparams 1 -l",
+                                            "enter Arguments::parse",
+                                            "leave Arguments::parse",
+                                            "log_set_verbosity_filter 0",
+                                            "enter Main ",
+                                            "list 1 0",
+                                            "leave Main",
+                                            "enter Arguments::~Arguments "};
+    for (std::size_t step = 1; step < steps.size(); ++step) {
+        EXPECT_LT(at(result, steps[step - 1]), at(result, steps[step])) << steps[step];
+    }
+    EXPECT_LT(at(result, steps.back()), static_cast<std::ptrdiff_t>(result.journal.size()));
+    EXPECT_EQ(result.count("log_set_process_kokaconf_verbose 0"), 1U);
+    EXPECT_EQ(result.count("log_get_process_kokaconf_verbose"), 1U);
+}
+
+TEST_F(MainTest, TheArgumentsAreLoggedWithoutTheProgramsName) {
+    EXPECT_EQ(run({"-k", "-q"}).count("logparams 2 -k -q"), 1U);
+}
+
+TEST_F(MainTest, EveryLookupUsesTheLocaleOfTheStart) {
+    host.localeName = "ja_JP.UTF-8";
+    const ChildResult result = fakes::inChild([] {
+        char name[] = "cvstop";
+        char option[] = "-k";
+        char* argv[] = {name, option, nullptr};
+        cvstop_main(2, argv);
+        bool areRight = !fakes::world().lookups.empty();
+        for (const fakes::Lookup& lookup : fakes::world().lookups) {
+            areRight = areRight && lookup.locale == "ja_JP.UTF-8" && lookup.reserved == 0;
+        }
+        std::exit(areRight ? 0 : 1);
+    });
+    EXPECT_EQ(result.status, 0);
+}
+
+TEST_F(MainTest, OtherThanRootIsRefusedWhateverTheArguments) {
+    host.euid = 1000;
+    for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{{}, {"-h"}, {"-k"}, {"-x"}}) {
+        const ChildResult result = run(words, "y\n");
+        EXPECT_EQ(result.status, 132);
+        EXPECT_EQ(result.output, "Must be Administrator.\n");
+        EXPECT_THAT(result.of({"log", "logparams", "telemetry", "list"}), IsEmpty());
+    }
+}
+
+TEST_F(MainTest, AServerHostIsRefusedBeforeAnyPromptOrParsing) {
+    host.isServer = 1;
+    for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{{}, {"-h"}, {"-k"}}) {
+        const ChildResult result = run(words, "y\n");
+        EXPECT_EQ(result.status, 55);
+        EXPECT_EQ(result.output, "Currently only supported on clients.\n");
+        EXPECT_THAT(result.of({"log", "logparams", "telemetry"}),
+                    ElementsAre("log 16 Initialize: Attempt to run cvstop on a server, clients support only"));
+    }
+}
+
+TEST_F(MainTest, AnUnreadableConfigurationIsRefused) {
+    host.configResult = 1;
+    EXPECT_EQ(run({"-h"}).status, 110);
+}
+
+TEST_F(MainTest, WithoutALogDirectoryTheProgramRunsToItsNormalEnd) {
+    host.logDirectoryExists = false;
+    host.mkdirResult = -1;
+    host.mkdirStatus = 13;
+    const ChildResult result = run({"-k"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.output, "Unable to create log file.  status=13.  Continuing without logging.\n" + kNothing);
+}
+
+// --- parse results ---------------------------------------------------------------------------------------------------
+
+struct ParseCase {
+    std::vector<std::string> words;
+    int status;
+    std::string output;
+};
+
+class ParseOutcome : public MainTest, public ::testing::WithParamInterface<ParseCase> {};
+
+TEST_P(ParseOutcome, IsPrintedAndBecomesTheStatus) {
+    host.add("halvd", 10);
+    const ChildResult result = run(GetParam().words, "y\n");
+    EXPECT_EQ(result.status, GetParam().status);
+    EXPECT_EQ(result.output, GetParam().output);
+    EXPECT_EQ(result.error, "");
+    EXPECT_THAT(result.of({"list", "kill", "system"}), IsEmpty());
+    EXPECT_EQ(result.count("telemetry init"), 1U);
+    EXPECT_EQ(result.count("telemetry destroy"), 1U);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Main, ParseOutcome,
+    ::testing::Values(ParseCase{{"-h"}, 0, kUsage}, ParseCase{{"-k", "-h"}, 0, kUsage},
+                      ParseCase{{"-HELP", "-x"}, 0, kUsage}, ParseCase{{"-x"}, 20, "Unknown option [-x]\n" + kUsage},
+                      ParseCase{{"-K"}, 20, "Unknown option [-K]\n" + kUsage},
+                      ParseCase{{"-%n%s"}, 20, "Unknown option [-%n%s]\n" + kUsage},
+                      ParseCase{{"-q"}, 20, "Invalid argument. Quiet must be combined with kill.\n"},
+                      ParseCase{{"-3"}, 20, "Invalid argument. Third party must be combined with -k or -l.\n"},
+                      ParseCase{{"-q", "-3"}, 20, "Invalid argument. Third party must be combined with -k or -l.\n"},
+                      ParseCase{{"-l", "-q"}, 20, "Invalid argument. List cannot be combined with quiet\n"},
+                      ParseCase{{"-q", "-l"}, 20, "Invalid argument. List cannot be combined with quiet\n"},
+                      ParseCase{
+                          {"-k", "-b"}, 20, "Exclude-list file not specified with -b or -e (-excludelist) option\n"}));
+
+// --- modes -----------------------------------------------------------------------------------------------------------
+
+TEST_F(MainTest, ListModePrintsTheListAndEndsWithZero) {
+    host.add("halvd", 10);
+    host.add("holder", 11, 2);
+    const ChildResult result = run({"-l"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.output, "Name  Path                         Pid Category   \n"
+                             "----- ---------------------------- --- -----------\n"
+                             "halvd /usr/quarn/corvane/bin/halvd 10  Corvane    \n");
+    EXPECT_EQ(result.count("list 1 0"), 1U);
+    EXPECT_EQ(result.count("records 0"), 1U) << "the snapshot is destroyed before the exit";
+    EXPECT_THAT(result.of({"kill", "system"}), IsEmpty());
+}
+
+TEST_F(MainTest, ListModeWithThirdPartiesIncludesThem) {
+    host.add("halvd", 10);
+    host.add("holder", 11, 2);
+    host.add("editor", 12, 4);
+    const ChildResult result = run({"-l", "-3"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.output, "Name   Path                          Pid Category   \n"
+                             "------ ----------------------------- --- -----------\n"
+                             "halvd  /usr/quarn/corvane/bin/halvd  10  Corvane    \n"
+                             "holder /usr/quarn/corvane/bin/holder 11  Third Party\n"
+                             "editor /usr/quarn/corvane/bin/editor 12  Third Party\n");
+    EXPECT_EQ(result.count("list 7 0"), 1U);
+}
+
+TEST_F(MainTest, ListWinsOverKill) {
+    host.add("halvd", 10);
+    const ChildResult result = run({"-k", "-l"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.output.rfind("Name ", 0), 0U) << "no message of shutdown mode";
+    EXPECT_THAT(result.of({"kill", "system", "probe"}), IsEmpty());
+}
+
+TEST_F(MainTest, ListModeWithNothingRunningPrintsNothing) {
+    const ChildResult result = run({"-l"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.output, "");
+}
+
+TEST_F(MainTest, ShutdownModeWithThirdPartiesAsksForAllCategories) {
+    EXPECT_EQ(run({"-k", "-3"}).count("list 7 0"), 1U);
+    EXPECT_EQ(run({"-k"}).count("list 1 0"), 1U);
+}
+
+TEST_F(MainTest, AShutdownThatFoundSomethingEndsWithOneAndFreesTheSnapshot) {
+    host.add("pazukiko", 10).stopsOn = "pazukiko -terminate";
+    const ChildResult result = run({"-k"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.count("records 0"), 1U);
+    EXPECT_EQ(result.output, "Gathering process information.\nInitiating Orderly shutdown, 1 processes active\n"
+                             "Requesting termination of /usr/quarn/corvane/bin/pazukiko.\n"
+                             "All Corvane specified processes terminated normally.\n");
+}
+
+TEST_F(MainTest, TheTraceOfMainStaysOpenUntilTheSnapshotIsGone) {
+    host.add("pazukiko", 10).stopsOn = "pazukiko -terminate";
+    const ChildResult result = run({"-k"});
+    EXPECT_LT(at(result, "enter Main "), at(result, "list 1 0"));
+    EXPECT_LT(at(result, "system "), at(result, "leave Main"));
+}
+
+TEST_F(MainTest, QuietKillPrintsNothingAtAll) {
+    host.add("zeld", 10).diesOf = {SIGKILL};
+    const ChildResult result = run({"-k", "-q"});
+    EXPECT_EQ(result.output, "");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.count("log 2 Main: Attempting to kill remaining 1 process(es) "), 1U);
+}
+
+// --- failures --------------------------------------------------------------------------------------------------------
+
+class BadExcludeList : public MainTest, public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(BadExcludeList, EndsWith130BeforeAnythingIsListedOrStopped) {
+    host.add("halvd", 10);
+    const ChildResult result = run({GetParam(), "-b", "/nonexistent/list"});
+    EXPECT_EQ(result.status, 130);
+    const std::string gathering = GetParam() == std::string("-k") ? "Gathering process information.\n" : "";
+    EXPECT_EQ(result.output, gathering + "Failed to load user-specified exclude list: /nonexistent/list\n");
+    EXPECT_THAT(result.of({"list", "kill", "system"}), IsEmpty());
+    EXPECT_EQ(result.count("log 16 Main: Exception-Failed to load user specified exclude list."), 1U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Main, BadExcludeList, ::testing::Values("-k", "-list"));
+
+TEST_F(MainTest, ABadExcludeListIsReportedEvenWhenQuiet) {
+    const ChildResult result = run({"-k", "-q", "-b", "/nonexistent/list"});
+    EXPECT_EQ(result.output, "Failed to load user-specified exclude list: /nonexistent/list\n");
+    EXPECT_EQ(result.status, 130);
+}
+
+TEST_F(MainTest, AnEmptyExcludeListIsANormalRun) {
+    const ChildResult result = run({"-k", "-b", "/dev/null"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.output, kNothing);
+}
+
+TEST_F(MainTest, AFailingListerEndsWith130InBothModes) {
+    host.listerStatus = 12;
+    const ChildResult list = run({"-l"});
+    EXPECT_EQ(list.status, 130);
+    EXPECT_EQ(list.output, "find_process_CV failed with status 12\n");
+    const ChildResult kill = run({"-k", "-q"});
+    EXPECT_EQ(kill.status, 130);
+    EXPECT_EQ(kill.output, "find_process_CV failed with status 12\n");
+    EXPECT_THAT(kill.of({"kill", "system"}), IsEmpty());
+}
+
+} // namespace
