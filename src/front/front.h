@@ -2,13 +2,19 @@
 #pragma once
 
 #include <iosfwd>
+#include <memory>
 #include <string>
 
+#include "Processes.h"
 #include "cvlog.h"
 #include "cvmessages.h"
 #include "cvshutdown.h"
+#include "cvtelemetry.h"
 
 extern CVLogger g_logger;
+
+/// Open only while the command line is parsed.
+extern cvtelemetry_t telemetry;
 
 // The names of the user's locale, filled once at the start of main; lc_messages is declared with the messages.
 extern char lc_ctype[256];
@@ -31,6 +37,9 @@ void applyVerbosity();
 /// Asks once. Only an answer whose first character is y or Y is a yes.
 bool confirmAction(const std::string& prompt, std::ostream& out, std::istream& in);
 
-/// Stops the product. Returns the program's exit status: 0 when the snapshot is empty at the end, else 1. What the
-/// taking of the snapshot throws comes through.
+/// Takes the snapshot of the run. Ends the program with status 130, and a log record alone, when that throws a standard
+/// exception.
+std::unique_ptr<Processes> takeSnapshot(Proc_categories categories);
+
+/// Stops the product. Returns the program's exit status: 0 when the snapshot is empty at the end, else 1.
 int runShutdownMode(Proc_categories categories);

@@ -70,9 +70,6 @@ class Processes {
 
   private:
     void loadExcludelist();
-    [[nodiscard]] bool isWatched(const CV_Process_s* proc, bool all) const;
-    int collectActive(bool all, char* names, std::size_t size) const;
-    void reportSurvivors(bool quiet) const;
 
     /// The first record; the object owns the whole list.
     CV_Process_s* procs = nullptr;

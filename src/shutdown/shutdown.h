@@ -21,6 +21,10 @@ void MoskCommand(char const* tail);
 /// the shell started it. Whether the program exists does not show.
 std::int32_t executeStop(std::string cmd);
 
+/// Carries out a command row, which stops no process: always 0. An undefined action ends the program with status 16 in
+/// pass 1; a row that is no command is reported and left alone.
+std::int32_t terminateCommand(killDef const& row, int pass);
+
 /// Carries out one row of the table: stops, marks and waits for the processes of its name. Returns how many were
 /// handled. `pass` 1 is the orderly pass, any other a harder one; `secondSignal` non-zero makes the signalling rows
 /// send a second signal. A row with an undefined action ends the program with status 16 when it meets an active
