@@ -253,14 +253,18 @@ int adopt(const Outcome& outcome) {
     return 0;
 }
 
+int load(const char* path) {
+    const Outcome outcome = readFile(path);
+    if (!outcome.error.empty()) {
+        report(outcome.error);
+    }
+    return adopt(outcome);
+}
+
 } // namespace hostconf
 
 int CV_read_master_config() {
-    const hostconf::Outcome outcome = hostconf::readFile(product::kHostConfiguration);
-    if (!outcome.error.empty()) {
-        hostconf::report(outcome.error);
-    }
-    return hostconf::adopt(outcome);
+    return hostconf::load(product::kHostConfiguration);
 }
 
 const CV_master_config* get_master_config_ptr() {

@@ -32,4 +32,7 @@ Outcome readFile(const char* path);
 /// which changes nothing.
 int adopt(const Outcome& outcome);
 
+/// Reads a file and adopts it; CV_read_master_config does so with the product's. An error goes to syslog.
+int load(const char* path);
+
 } // namespace hostconf

@@ -1,8 +1,11 @@
 #include "hostconf.h"
 
 #include <array>
+#include <cstdarg>
+#include <cstdio>
 #include <string>
 
+#include <syslog.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -17,6 +20,46 @@ using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
+
+/// What went to the system log, as "IDENT PRIORITY TEXT".
+std::vector<std::string> systemLog;
+
+std::string systemLogIdent;
+
+void rememberRecord(int priority, const char* format, std::va_list arguments) {
+    std::array<char, 1024> text{};
+    std::vsnprintf(text.data(), text.size(), format, arguments);
+    systemLog.push_back(systemLogIdent + ' ' + std::to_string(priority) + ' ' + text.data());
+}
+
+} // namespace
+
+extern "C" {
+void __wrap_openlog(const char* ident, int options, int facility);
+void __wrap_syslog(int priority, const char* format, ...);
+void __wrap___syslog_chk(int priority, int flag, const char* format, ...);
+
+void __wrap_openlog(const char* ident, int, int) {
+    systemLogIdent = ident;
+}
+
+void __wrap_syslog(int priority, const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    rememberRecord(priority, format, arguments);
+    va_end(arguments);
+}
+
+/// The name that syslog has in fortified builds.
+void __wrap___syslog_chk(int priority, int, const char* format, ...) {
+    std::va_list arguments;
+    va_start(arguments, format);
+    rememberRecord(priority, format, arguments);
+    va_end(arguments);
+}
+}
+
+namespace {
 
 TEST(HostConf, ReadsEveryKey) {
     const hostconf::Outcome outcome = hostconf::parse("# the client\n"
@@ -153,6 +196,27 @@ TEST(HostConfAdopt, FailureChangesNothing) {
     EXPECT_NE(hostconf::adopt(hostconf::parse("[host]\nrole=wrong\nname=other\n", "")), 0);
     EXPECT_EQ(get_master_config_ptr()->name, "db7");
     EXPECT_TRUE(get_master_config_ptr()->isServer);
+}
+
+TEST(HostConfLoad, ReasonGoesToTheSystemLogOnly) {
+    const TempFolder folder;
+    systemLog.clear();
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    const std::string bad = folder.write("bad", "[host]\nrole=100%s\n");
+    EXPECT_NE(hostconf::load(bad.c_str()), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_THAT(systemLog,
+                ElementsAre("cvstop " + std::to_string(LOG_ERR) + ' ' + bad + ": [host] role: bad value '100%s'"));
+}
+
+TEST(HostConfLoad, SuccessIsSilentAndAdopted) {
+    const TempFolder folder;
+    systemLog.clear();
+    EXPECT_EQ(hostconf::load(folder.write("good", "[host]\nrole=client\nname=db9\n").c_str()), 0);
+    EXPECT_EQ(get_master_config_ptr()->name, "db9");
+    EXPECT_THAT(systemLog, IsEmpty());
 }
 
 TEST(HaskIsServer, AnswersForThisHostOnly) {
