@@ -132,7 +132,8 @@ TEST_F(ProcessesTest, ANewSnapshotFreesTheOldOneAndStartsAgain) {
     Processes processes(CAT_CORVANE, 0);
     processes.list()->signalled = 1;
     host.fleet.pop_front();
-    EXPECT_EQ(processes.getProcesses(2, kEverything), processes.list());
+    const CV_Process_s* first = processes.getProcesses(2, kEverything);
+    EXPECT_EQ(first, processes.list());
     EXPECT_THAT(pids(processes.list()), ElementsAre(11));
     EXPECT_EQ(processes.list()->signalled, 0);
     EXPECT_EQ(fakes::liveRecords(), 1U);
