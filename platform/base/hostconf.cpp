@@ -35,6 +35,8 @@ constexpr std::size_t kMaxNameLength = 253;
 /// How much of a bad value the error repeats.
 constexpr std::size_t kShownValueLength = 64;
 
+// PropertyTree's own conversions are not used: they read "5x" as 5 and an empty value as a value.
+
 bool setRole(const std::string& value, CV_master_config& config) {
     config.isServer = value == "server";
     return config.isServer || value == "client";
@@ -66,6 +68,7 @@ struct Key {
     bool (*set)(const std::string& value, CV_master_config& config);
 };
 
+/// Every key there is; all others are unknown.
 constexpr Key kKeys[] = {
     {"host", "role", setRole},
     {"host", "name", setName},
@@ -154,7 +157,7 @@ std::string findBadLine(std::string_view text) {
     return {};
 }
 
-/// Returns an errno value.
+/// Returns an errno value. O_NONBLOCK: the start of the program must not hang on a FIFO in the file's place.
 int readWhole(const char* path, std::string& text) {
     const UniqueFd fd(::open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
     struct stat status {};
@@ -205,6 +208,7 @@ void logUnknownKeys() {
     unknownKeysToLog().clear();
 }
 
+/// Host names do not mind case, RFC 4343.
 bool isSameHost(const char* host, const std::string& name) {
     return !name.empty() && ::strcasecmp(host, name.c_str()) == 0;
 }

@@ -135,7 +135,8 @@ void CVLogger::append(std::string_view label, std::string_view function, std::st
         return;
     }
     const ErrnoKeeper keeper;
-    // A full disk may have taken the beginning of a record; the next one must not continue its line.
+    // A full disk, or a limit on file sizes, may have taken the beginning of a record; the next one must not continue
+    // its line.
     if (m_lineIsOpen && writeOnce(m_fd.get(), "\n") == 0) {
         return;
     }

@@ -72,6 +72,7 @@ std::string_view withoutFinalNewline(std::string_view text) {
 
 } // namespace
 
+/// Not strftime, whose %z has no colon.
 std::string timestamp(const std::tm& when, long nanoseconds) {
     const long offset = std::labs(when.tm_gmtoff) / 60;
     std::array<char, 128> text{};
@@ -85,6 +86,7 @@ std::string recordLine(const Record& record) {
     const std::string whole = head(record).append(withoutFinalNewline(record.text));
     constexpr std::size_t kRoom = kMaxLine - 1;
     std::string_view rest = whole;
+    // `cut` is the last place between two characters where the mark would still fit.
     std::string line;
     std::size_t cut = 0;
     while (!rest.empty() && line.size() <= kRoom) {

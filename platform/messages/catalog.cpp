@@ -21,6 +21,8 @@ namespace catalog {
 
 namespace {
 
+/// The bytes of setlocale(3)'s "language[_territory][.codeset][@modifier]". The name becomes part of a path that root
+/// opens, and comes from the caller's environment.
 bool isNameByte(char byte) {
     return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') || (byte >= '0' && byte <= '9') ||
            std::strchr("_-.@", byte) != nullptr;
@@ -30,6 +32,7 @@ bool isPlainName(std::string_view name) {
     return std::all_of(name.begin(), name.end(), [](char byte) { return byte != '\0' && isNameByte(byte); });
 }
 
+/// glibc takes both spellings, in any case.
 bool isUtf8Codeset(const std::string& codeset) {
     return ::strcasecmp(codeset.c_str(), "UTF-8") == 0 || ::strcasecmp(codeset.c_str(), "UTF8") == 0;
 }
