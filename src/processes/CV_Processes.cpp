@@ -1,5 +1,7 @@
 #include "Processes.h"
 
+// The check in ExcludeProcess holds in every build: without this, a release build does not even declare what it calls.
+#undef NDEBUG
 #include <cassert>
 #include <csignal>
 #include <cstdlib>
@@ -90,7 +92,7 @@ CV_Process_s* Processes::findNextProcess(std::string name) {
 
 void Processes::ExcludeProcess(const char* name) {
     if (lastProc != nullptr) {
-        // Not assert: it vanishes from a release build, and this text is what those who read aborts look for.
+        // Not assert(lastProc == NULL): the text of the abort would be another than the one that is looked for.
         __assert_fail("lastProc == __null", kUnit, __LINE__, __PRETTY_FUNCTION__);
     }
     free_process_list(exclude_process(procs, name));
