@@ -16,6 +16,7 @@ bool parsePort(std::string_view text, std::uint16_t& port) {
     return result.ec == std::errc() && result.ptr == end && port != 0;
 }
 
+/// memcpy, because a sockaddr_storage may not be written through a pointer to another type.
 template <class Sockaddr> void store(const Sockaddr& from, NumericAddress& address) {
     address = {};
     std::memcpy(&address.storage, &from, sizeof from);
