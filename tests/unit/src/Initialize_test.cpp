@@ -158,6 +158,15 @@ TEST_F(InitializeTest, VerbosityAboveFourSwitchesTracingOn) {
     EXPECT_TRUE(g_logger.tracing());
 }
 
+TEST_F(InitializeTest, WithVerboseClearTheVerbosityIsNotApplied) {
+    Args.verbose = false;
+    Args.verbosity = 3;
+    g_logger.setVerbosity(7);
+    applyVerbosity();
+    EXPECT_EQ(g_logger.verbosity(), 7);
+    EXPECT_THAT(host.of({"log_set_process_kokaconf_verbose", "log_set_verbosity_filter"}), IsEmpty());
+}
+
 TEST_F(InitializeTest, TheGlobalsAreThereBeforeMain) {
     const Journal traces = fakes::ofKinds(host.startup, {"enter", "leave"});
     ASSERT_EQ(traces.size(), 2U);

@@ -532,6 +532,27 @@ TEST_F(StopRowTest, ACommandRowOfAnyOtherTypeEndsTheProgramWith16InPassOneOnly) 
     }
 }
 
+TEST_F(StopRowTest, TheCommandBranchReportsARowThatIsNoCommand) {
+    const killDef row = rowOf("halvd", KILL);
+    EXPECT_EQ(host.run([&] { EXPECT_EQ(terminateCommand(row, 1), 0); }), "Unimplemented command, halvd 0\n");
+    EXPECT_THAT(host.of({"msg", "log"}),
+                ElementsAre("msg MsgCvs0085N", "log 16 terminateAllProcesses: Unimplemented command, halvd 0"));
+    Args.quiet = true;
+    EXPECT_EQ(host.run([&] { terminateCommand(row, 1); }), "");
+    EXPECT_EQ(host.of({"log"}).size(), 2U);
+    EXPECT_EQ(terminateCommand(row, 2), 0);
+    EXPECT_EQ(host.of({"log"}).size(), 2U) << "nothing in other passes";
+}
+
+TEST_F(StopRowTest, NoCommandIsBuiltFromAThirdPartysPath) {
+    host.add("java", 10, 2).path = "/stranger/java";
+    snapshot();
+    for (const kill_type killType : {KILL, KILLH, KILL9, NOARGS, SKIP, TERMINATE_T, NORMAL_TERMINATE, REMOVE}) {
+        stop(rowOf("java", killType));
+        EXPECT_EQ(command.find("/stranger"), std::string::npos) << killType;
+    }
+}
+
 // --- table errors ----------------------------------------------------------------------------------------------------
 
 class UndefinedKind : public StopRowTest, public ::testing::WithParamInterface<int> {
