@@ -1,0 +1,110 @@
+#include "proc.h"
+
+#include <climits>
+#include <cstdlib>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include "cvshutdown.h"
+
+namespace lister {
+
+namespace {
+
+/// The kernel reads no more of a script's first line (BINPRM_BUF_SIZE, Linux 5.1).
+constexpr std::size_t kShebangSize = 256;
+constexpr std::size_t kCommandLineSize = 64U << 10U;
+constexpr std::size_t kSmallFileSize = 8192;
+/// The kernel keeps 15 bytes of a process's name (TASK_COMM_LEN).
+constexpr std::size_t kCommSize = 15;
+
+/// An interpreter that nobody but root could have put there.
+bool isTrustedInterpreter(const Caller& caller, const std::string& path, const FileStatus& status) {
+    return isInterpreterName(lastComponent(path)) && !isBelow(path, caller.installRoot()) && status.owner == 0 &&
+           (status.mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
+/// "#!/usr/bin/env python3" names the interpreter by its name alone.
+bool namesInterpreter(std::string_view firstBytes, const std::string& interpreter) {
+    const std::optional<Shebang> shebang = parseShebang(firstBytes);
+    if (!shebang) {
+        return false;
+    }
+    if (lastComponent(shebang->interpreter) == "env") {
+        return lastComponent(interpreter).starts_with(shebang->argument) && !shebang->argument.empty();
+    }
+    char resolved[PATH_MAX];
+    return realpath(std::string(shebang->interpreter).c_str(), resolved) != nullptr && interpreter == resolved;
+}
+
+/// The kernel names a process that it started from a "#!" file after that file.
+bool isNamedAfter(const PinnedProcess& process, std::string_view script) {
+    const std::optional<std::string> text = process.read("stat", kSmallFileSize);
+    const std::optional<StatLine> stat = text ? parseStat(*text) : std::nullopt;
+    return stat && stat->comm == lastComponent(script).substr(0, kCommSize);
+}
+
+std::string firstBytesOf(int script) {
+    char bytes[kShebangSize];
+    const ssize_t count = ::read(script, bytes, sizeof bytes);
+    return {bytes, static_cast<std::size_t>(count > 0 ? count : 0)};
+}
+
+/// The path below the install root that the process's script argument really leads to.
+std::optional<std::string> resolveScript(const Caller& caller, const PinnedProcess& process) {
+    const std::optional<std::string> commandLine = process.read("cmdline", kCommandLineSize);
+    const std::optional<std::string_view> argument = commandLine ? scriptArgument(*commandLine) : std::nullopt;
+    char resolved[PATH_MAX];
+    if (!argument || realpath(std::string(*argument).c_str(), resolved) == nullptr ||
+        !isBelow(resolved, caller.installRoot())) {
+        return std::nullopt;
+    }
+    return resolved;
+}
+
+/// argv and comm are the process's own to forge: nobody but root or the script's owner makes a process of the product.
+bool mayRun(const PinnedProcess& process, const FileStatus& script) {
+    const std::optional<std::string> status = process.read("status", kSmallFileSize);
+    const std::optional<uid_t> user = status ? parseEffectiveUid(*status) : std::nullopt;
+    return user && (*user == 0 || *user == script.owner);
+}
+
+bool isScriptOf(const PinnedProcess& process, const std::string& script, const std::string& interpreter) {
+    const UniqueFd file(open(script.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    const std::optional<FileStatus> status = file ? statusOf(file.get(), "", AT_EMPTY_PATH) : std::nullopt;
+    return status && S_ISREG(status->mode) &&
+           (namesInterpreter(firstBytesOf(file.get()), interpreter) || isNamedAfter(process, script)) &&
+           mayRun(process, *status);
+}
+
+} // namespace
+
+Verdict judgeScript(const Caller& caller, const PinnedProcess& process) {
+    const std::optional<std::string> interpreter = process.link("exe");
+    const std::optional<FileStatus> status = process.status("exe");
+    if (!interpreter || !status) {
+        return {0, Reason::Vanished, ""};
+    }
+    // A product script that calls the program is not stopped by it.
+    if (!isTrustedInterpreter(caller, *interpreter, *status) || caller.isAncestor(process.pid())) {
+        return {0, Reason::NoRelation, ""};
+    }
+    const std::optional<std::string> script = resolveScript(caller, process);
+    if (!script || !isScriptOf(process, *script, *interpreter)) {
+        return {0, Reason::NoRelation, ""};
+    }
+    if (const std::optional<Reason> reason = outOfScope(caller, process)) {
+        return {0, *reason, *script};
+    }
+    // The argument was resolved from the caller's root: it must be the process's, too.
+    if (!caller.hasMountNamespace(process) && !caller.sharesInstallRoot(process)) {
+        return {0, Reason::NotTheHostsFile, *script};
+    }
+    if (!isFitPath(*script)) {
+        return {CAT_OTHER_THIRD_PARTY, Reason::UnfitPath, *script};
+    }
+    return {CAT_CORVANE, Reason::ProductScript, *script};
+}
+
+} // namespace lister
