@@ -1,0 +1,167 @@
+"""A client host in a box, as the program tests see it: lay a fleet, run the program, read what happened."""
+import collections
+import dataclasses
+import importlib.machinery
+import importlib.util
+import os
+import pathlib
+import re
+import shlex
+import subprocess
+
+REPO = pathlib.Path(__file__).resolve().parents[2]
+BUILD = pathlib.Path(os.environ.get("CVSTOP_BUILD", "build/dev"))
+if not BUILD.is_absolute():
+    BUILD = REPO / BUILD
+BIN = "/usr/quarn/corvane/bin"
+CVSTOP = f"{BIN}/cvstop"
+CANNOT_BOX = 125
+
+
+def _load_make_tree():
+    loader = importlib.machinery.SourceFileLoader("make_tree", str(REPO / "sandbox" / "make-tree"))
+    module = importlib.util.module_from_spec(importlib.util.spec_from_loader("make_tree", loader))
+    loader.exec_module(module)
+    return module
+
+
+lay_tree = _load_make_tree().lay_tree
+
+Start = collections.namedtuple("Start", "pid argv")
+Signal = collections.namedtuple("Signal", "time pid name signal")
+Record = collections.namedtuple("Record", "time pid level function text")
+
+RECORD = re.compile(r"^(\S+) client cvstop\[(\d+)\] (\w+) ([^:]+(?:::[^: ]+)?): (.*)$")
+
+# Runs the fleet, then the program, then looks at who is left. The standard streams are files: what a test compares is
+# what the program wrote, not what passed through a shell.
+SCRIPT = """
+/opt/starter/start --start /usr/quarn/sandbox/fleet || exit 99
+{before}
+{command} <{stdin} >/usr/quarn/sandbox/stdout 2>/usr/quarn/sandbox/stderr
+echo $? >/usr/quarn/sandbox/status
+{after}
+for pid in /proc/[0-9]*; do
+  printf '%s %s %s\\n' "${{pid#/proc/}}" "$(sed 's/.*) //;s/ .*//' "$pid/stat" 2>/dev/null)" \
+    "$(readlink "$pid/exe" 2>/dev/null)"
+done >/usr/quarn/sandbox/left
+"""
+
+
+@dataclasses.dataclass
+class Result:
+    stdout: str
+    stderr: str
+    status: int
+    starts: list
+    signals: list
+    ends: dict
+    pids: dict
+    log: list
+    alive: set
+    tree: pathlib.Path
+
+    def pid(self, name, instance=0):
+        return self.pids[name][instance]
+
+    def signals_of(self, name, instance=0):
+        """The signals that one process noticed, in order, without the polite request of a stop command."""
+        return [s.signal for s in self.signals if s.pid == self.pid(name, instance) and s.signal != "SIGUSR1"]
+
+    def commands(self):
+        """The argv of each stop command and tool that ran, in the order of their start."""
+        return [" ".join(s.argv) for s in self.starts if s.argv[1:2] not in (["--serve"], ["--start"])]
+
+    def is_alive(self, name, instance=0):
+        return self.pid(name, instance) in self.alive
+
+    def texts(self, function=None, level=None):
+        return [r.text for r in self.log if function in (None, r.function) and level in (None, r.level)]
+
+
+class Host:
+    """One client host. Its tree lives as long as the test, so the program can be run in it more than once."""
+
+    def __init__(self, folder, fleet=""):
+        self.tree = lay_tree(BUILD, fleet, folder)
+
+    @property
+    def quarn(self):
+        return self.tree / "quarn"
+
+    def write(self, path, data):
+        """Writes a file of the box, given its path in the box."""
+        target = self.tree / ("quarn" + path[len("/usr/quarn"):] if path.startswith("/usr/quarn") else path.lstrip("/"))
+        target.parent.mkdir(parents=True, exist_ok=True)
+        target.write_bytes(data if isinstance(data, bytes) else data.encode())
+        return path
+
+    def shell(self, script, options=(), timeout=200):
+        return subprocess.run(
+            [REPO / "sandbox/box", "--tree", self.tree, "--timeout", str(timeout), *options, "--", "sh", "-c", script],
+            capture_output=True, timeout=timeout + 30, check=False)
+
+    def run(self, *args, stdin="/dev/null", before="", after="", command=None, env=None, options=()):
+        """Starts the fleet, runs the program with the arguments (or `command`), and reads what happened."""
+        if command is None:
+            command = shlex.join([CVSTOP, *args])
+        settings = [word for name, value in (env or {}).items() for word in ("--env", f"{name}={value}")]
+        box = self.shell(SCRIPT.format(before=before, command=command, stdin=stdin, after=after), [*settings, *options])
+        if box.returncode != 0:
+            raise RuntimeError(f"the box ended with {box.returncode}: {box.stderr.decode(errors='replace')}")
+        return self.read_result()
+
+    def file(self, name):
+        return (self.quarn / "sandbox" / name).read_text(errors="replace")
+
+    def read_result(self):
+        starts, signals, ends, pids = [], [], {}, collections.defaultdict(list)
+        for line in self.file("journal").splitlines():
+            time, kind, pid, *rest = line.split("\t")
+            pid = int(pid)
+            if kind == "start":
+                starts.append(Start(pid, rest))
+            elif kind == "ready":
+                pids[rest[0]].append(pid)
+            elif kind == "signal":
+                signals.append(Signal(float(time), pid, *rest))
+            elif kind == "end":
+                ends[pid] = rest[1]
+        left = [line.split(" ", 2) for line in self.file("left").splitlines()]
+        return Result(
+            stdout=self.file("stdout"), stderr=self.file("stderr"), status=int(self.file("status")), starts=starts,
+            signals=signals, ends=ends, pids=pids, log=self.read_log(),
+            alive={int(pid) for pid, state, _ in left if state not in ("Z", "X", "")}, tree=self.tree)
+
+    def read_log(self):
+        path = self.quarn / "corvane/logs/cvstop/cvstop.log"
+        if not path.is_file():
+            return []
+        records = []
+        for line in path.read_text().splitlines():
+            match = RECORD.match(line)
+            assert match, f"no log record: {line!r}"
+            time, pid, level, function, text = match.groups()
+            records.append(Record(time, int(pid), level, function, text))
+        return records
+
+
+def table(rows, header=False):
+    """The listing of (name, path, pid, category) rows as it must look."""
+    labels = ("Name", "Path", "Pid", "Category")
+    rows = [tuple(str(cell) for cell in row) for row in rows]
+    shown = [labels, *rows] if header else rows
+    widths = [max(len(row[column]) for row in shown) for column in range(4)]
+    widths[3] = max(len("Third Party"), widths[3])
+    text = [" ".join(cell.ljust(width) for cell, width in zip(row, widths)) for row in shown]
+    if header:
+        text.insert(1, " ".join("-" * width for width in widths))
+    return "".join(line + "\n" for line in text)
+
+
+def product(result, name, instance=0, path=None):
+    return (name, path or f"{BIN}/{name}", result.pid(name, instance), "Corvane")
+
+
+def third(result, name, path):
+    return (name, path, result.pid(name), "Third Party")

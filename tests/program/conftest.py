@@ -1,0 +1,55 @@
+"""Fixtures of the program tests: the real program in a box with real processes."""
+import os
+import subprocess
+import uuid
+
+import pytest
+
+import box
+
+
+def pytest_configure(config):
+    config.addinivalue_line("markers", "sanitized: also run with the program that was built with sanitizers")
+
+
+def _sandbox_fault():
+    folder = box.BUILD / "sandbox-trees" / f"probe-{uuid.uuid4().hex}"
+    for name in ("quarn", "opt"):
+        (folder / name).mkdir(parents=True)
+    probe = subprocess.run([box.REPO / "sandbox/box", "--tree", folder, "--", "true"], capture_output=True, check=False)
+    return probe.stderr.decode() if probe.returncode == box.CANNOT_BOX else None
+
+
+@pytest.fixture(scope="session")
+def sandbox():
+    fault = _sandbox_fault()
+    if fault is None:
+        return
+    if os.environ.get("CVSTOP_ALLOW_SANDBOX_SKIP") == "1":
+        pytest.skip(f"the sandbox cannot be built here: {fault}")
+    pytest.fail(f"the sandbox cannot be built here (CVSTOP_ALLOW_SANDBOX_SKIP=1 skips these tests): {fault}")
+
+
+@pytest.fixture
+def host(sandbox, request):
+    """Makes client hosts for a test, each in a tree of its own below the build folder."""
+    made = []
+
+    def make(fleet=""):
+        name = "".join(c if c.isalnum() else "-" for c in request.node.name)[:60]
+        made.append(box.BUILD / "sandbox-trees" / f"{name}-{uuid.uuid4().hex[:8]}")
+        return box.Host(made[-1], fleet)
+
+    yield make
+    failed = getattr(request.node, "failed", False)
+    for tree in made:
+        if not failed:
+            subprocess.run(["rm", "-rf", tree], check=True)
+
+
+@pytest.hookimpl(hookwrapper=True)
+def pytest_runtest_makereport(item, call):
+    outcome = yield
+    # The tree of a failed test stays, for whoever looks into it.
+    if call.when == "call" and outcome.get_result().failed:
+        item.failed = True

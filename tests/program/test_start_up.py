@@ -1,0 +1,223 @@
+"""The start-up ladder, the command line and bad input, as the caller of the program meets them."""
+import pytest
+
+from box import BIN, CVSTOP
+
+pytestmark = pytest.mark.sanitized
+FLEET = f"{BIN}/momuhe\n"
+USAGE = (f"Usage:\n {CVSTOP} [ -k | -kill [ -3 | -third_party ] [ -q | -quiet ] ]\n"
+         f" {CVSTOP} -l | -list [ -3 | -third_party ]\n {CVSTOP} -h | -help\n")
+CONFIRM = "Corvane software will be shut down.  This may cause backups to fail.\nDo you wish to proceed? (y/n) "
+HOST_CONF = "/usr/quarn/corvane/host.conf"
+
+
+def untouched(result):
+    return result.is_alive("momuhe") and result.signals == []
+
+
+@pytest.mark.parametrize("arguments", [(), ("-k",), ("-h",), ("-x",)])
+def test_not_root(host, arguments):
+    command = " ".join(["setpriv --reuid 65534 --clear-groups", CVSTOP, *arguments])
+    result = host(FLEET).run(command=command)
+    assert (result.stdout, result.status) == ("Must be Administrator.\n", 132)
+    assert untouched(result) and result.log == []
+
+
+def test_log_directory_that_cannot_be_created(host):
+    here = host(FLEET)
+    (here.quarn / "corvane/logs").rmdir()
+    here.write("/usr/quarn/corvane/logs", "a file stands in the way\n")
+    result = here.run("-h")
+    assert result.stdout == "Unable to create log file.  status=20.  Continuing without logging.\n" + USAGE
+    assert result.status == 0
+
+
+def test_log_directory_is_created_and_an_existing_one_left_alone(host):
+    here = host(FLEET)
+    assert here.run("-h").stdout == USAGE
+    folder = here.quarn / "corvane/logs/cvstop"
+    assert folder.stat().st_mode & 0o777 == 0o755
+    folder.chmod(0o700)
+    assert here.run("-h").stdout == USAGE
+    assert folder.stat().st_mode & 0o777 == 0o700
+
+
+@pytest.mark.parametrize("text", [
+    None, b"", b"[host]\n", b"[host]\nrole = clown\n", b"[host\nrole = client\n", b"role = client\n",
+    b"[host]\nrole = client\n[logging]\nverbosity = 5x\n", b"[host]\nrole = client\n[logging]\nverbosity = 100\n",
+    b"[host]\nrole = client\n[logging]\nverbosity =\n", b"[host]\nrole = client\n[host]\nrole = client\n",
+    b"[host]\nrole = client\x00\n", b"\x7fELF\x02\x01\x01" + bytes(range(256)) * 4, "directory"])
+def test_configuration_that_cannot_be_read(host, text):
+    here = host(FLEET)
+    (here.quarn / "corvane/host.conf").unlink()
+    if text == "directory":
+        (here.quarn / "corvane/host.conf").mkdir()
+    elif text is not None:
+        here.write(HOST_CONF, text)
+    result = here.run("-h")
+    assert (result.stdout, result.status) == ("Failed to read Master Config.\n", 110)
+    assert untouched(result)
+
+
+def test_server_host_ends_before_the_question(host):
+    here = host(FLEET)
+    here.write(HOST_CONF, "[host]\nrole = server\n")
+    result = here.run()
+    assert (result.stdout, result.status) == ("Currently only supported on clients.\n", 55)
+    assert result.texts("Initialize", "error") == ["Attempt to run cvstop on a server, clients support only"]
+    assert untouched(result)
+
+
+@pytest.mark.parametrize("answer", ["n\n", "", "\n", " y\n", "ok\n", "No\n"])
+def test_declined_confirmation(host, answer):
+    here = host(FLEET)
+    result = here.run(stdin=here.write("/usr/quarn/sandbox/answer", answer))
+    assert (result.stdout, result.status) == (CONFIRM + "Shutdown aborted.\n", 0)
+    assert untouched(result)
+
+
+@pytest.mark.parametrize("answer", ["y\n", "Yes", "Yup, all of it\n"])
+def test_confirmed_shutdown(host, answer):
+    here = host(FLEET)
+    result = here.run(stdin=here.write("/usr/quarn/sandbox/answer", answer))
+    assert result.stdout.startswith(CONFIRM + "Gathering process information.\n")
+    assert not result.is_alive("momuhe")
+
+
+@pytest.mark.parametrize("arguments, stdout, status", [
+    (("-h",), USAGE, 0), (("-HELP", "-x"), USAGE, 0), (("-k", "-h"), USAGE, 0),
+    (("-x",), "Unknown option [-x]\n" + USAGE, 20), (("-K",), "Unknown option [-K]\n" + USAGE, 20),
+    (("",), "Unknown option []\n" + USAGE, 20),
+    (("-q",), "Invalid argument. Quiet must be combined with kill.\n", 20),
+    (("-3",), "Invalid argument. Third party must be combined with -k or -l.\n", 20),
+    (("-q", "-3"), "Invalid argument. Third party must be combined with -k or -l.\n", 20),
+    (("-l", "-q"), "Invalid argument. List cannot be combined with quiet\n", 20),
+    (("-q", "-l"), "Invalid argument. List cannot be combined with quiet\n", 20),
+    (("-k", "-b"), "Exclude-list file not specified with -b or -e (-excludelist) option\n", 20)])
+def test_command_line(host, arguments, stdout, status):
+    result = host(FLEET).run(*arguments)
+    assert (result.stdout, result.stderr, result.status) == (stdout, "", status)
+    assert untouched(result)
+
+
+def test_argument_of_100_kilobytes(host):
+    here = host(FLEET)
+    here.write("/usr/quarn/sandbox/long", "x" * 100_000)
+    result = here.run(command=f"{CVSTOP} \"$(cat /usr/quarn/sandbox/long)\"")
+    assert result.status == 20
+    assert result.stdout == ("Unknown option [" + "x" * 100_000)[:1023] + USAGE
+    assert untouched(result)
+
+
+@pytest.mark.parametrize("mode", ["-k", "-l"])
+def test_exclude_list_that_cannot_be_opened(host, mode):
+    result = host(FLEET).run(mode, "-b", "/nowhere")
+    assert result.stdout == {"-k": "Gathering process information.\n", "-l": ""}[mode] + (
+        "Failed to load user-specified exclude list: /nowhere\n")
+    assert result.status == 130
+    assert result.texts("Main", "error") == ["Exception-Failed to load user specified exclude list."]
+    assert untouched(result)
+
+
+@pytest.mark.parametrize("content", [b"", b"\x00\xff\n" * 1000, b"no newline and no path", "directory"])
+def test_odd_exclude_lists_load_as_empty(host, content):
+    here = host(FLEET)
+    path = "/usr/quarn/sandbox/list"
+    if content == "directory":
+        (here.quarn / "sandbox/list").mkdir()
+    else:
+        here.write(path, content)
+    result = here.run("-l", "-b", path)
+    assert result.status == 0 and "momuhe" in result.stdout
+    assert any(text.startswith("Succesfully parsed exclude list file.(UserList:") for text in result.texts())
+
+
+def test_exclude_list_of_100_megabytes(host):
+    here = host(FLEET)
+    here.write("/usr/quarn/sandbox/list", b"/x" * 50_000_000 + b"\n" + f"{BIN}/momuhe".encode())
+    result = here.run("-k", "-b", "/usr/quarn/sandbox/list")
+    assert untouched(result) and result.status == 1
+
+
+def test_process_table_that_is_not_whole(host):
+    """Without CAP_SYS_PTRACE another user's process is denied: the program must not say that nothing runs."""
+    result = host(FLEET).run(
+        "-k", before="setpriv --reuid 65534 --clear-groups sleep 60 & sleep_pid=$!",
+        command=f"setpriv --bounding-set -sys_ptrace --inh-caps -sys_ptrace {CVSTOP} -k", after="kill $sleep_pid")
+    assert result.stdout == "Gathering process information.\nfind_process_CV failed with status 13\n"
+    assert result.status == 130
+    assert result.texts("Processes::getProcesses", "error") == ["find_processes_CV failed with status 13"]
+    assert untouched(result)
+
+
+def test_closed_standard_streams(host):
+    here = host(FLEET)
+    result = here.run(command=f"sh -c '{CVSTOP} -k <&- >&- 2>&-'")
+    assert result.status == 1 and not result.is_alive("momuhe")
+    # Nothing that was meant for the user stands in the log: each line of it is a record.
+    assert "Looking for remaining processes to shut down" in result.texts("OrderlyShutdown")
+
+
+def test_full_disk_under_standard_output(host):
+    result = host(FLEET).run(command=f"sh -c '{CVSTOP} -k >/dev/full'")
+    assert result.status == 1 and not result.is_alive("momuhe")
+
+
+def test_full_disk_under_the_log(host):
+    here = host(FLEET)
+    (here.quarn / "corvane/logs/cvstop").mkdir()
+    result = here.run(
+        "-k", before="mount -t tmpfs -o size=4k tmpfs /usr/quarn/corvane/logs/cvstop && "
+        "head -c 4096 /dev/zero >/usr/quarn/corvane/logs/cvstop/full")
+    assert result.stdout.endswith("All Corvane specified processes terminated normally.\n")
+    assert (result.stderr, result.status) == ("", 1)
+    assert not result.is_alive("momuhe")
+
+
+def test_reader_that_goes_away(host):
+    result = host(f"{BIN}/momuhe\n{BIN}/strayd\n").run(
+        command=f"sh -c '({CVSTOP} -k; echo $? >/usr/quarn/sandbox/own-status) | head -1'")
+    assert result.stdout == "Gathering process information.\n"
+    assert (result.tree / "quarn/sandbox/own-status").read_text() == "1\n"
+    assert not result.is_alive("momuhe") and not result.is_alive("strayd")
+
+
+def test_terminal_that_goes_away_half_way(host):
+    """The hang-up comes while the stray process is being stopped: the shutdown goes on to its end."""
+    result = host(f"{BIN}/strayd ignore=INT\n").run(command=(
+        f"sh -c '{CVSTOP} -k & program=$!; until grep -q SIGINT /usr/quarn/sandbox/journal; do :; done; "
+        "kill -HUP $program; wait $program'"))
+    assert result.status == 1
+    assert result.signals_of("strayd") == ["SIGINT", "SIGTERM"]
+    assert not result.is_alive("strayd")
+
+
+def test_two_runs_at_once(host):
+    result = host(f"{BIN}/momuhe\n{BIN}/halvd\n{BIN}/strayd\n").run(command=(
+        f"sh -c '{CVSTOP} -k -q & first=$!; {CVSTOP} -k -q; second=$?; wait $first; test $? = 1 -a $second = 1'"))
+    assert result.status == 0
+    assert not any(result.is_alive(name) for name in ("momuhe", "halvd", "strayd"))
+    assert {s.name for s in result.signals} <= {"momuhe", "halvd", "strayd"}
+    # Neither run took the other for the product.
+    assert not any("cvstop" in text for text in result.texts("Processes::KillProcess"))
+
+
+def test_damaged_catalog_falls_back_to_english(host):
+    here = host(FLEET)
+    catalog = here.quarn / "corvane/locale/de/LC_MESSAGES/cvstop.mo"
+    whole = catalog.read_bytes()
+    catalog.write_bytes(whole[: len(whole) // 2])
+    result = here.run("-q", env={"LC_ALL": "de_DE.UTF-8"})
+    assert (result.stdout, result.status) == ("Invalid argument. Quiet must be combined with kill.\n", 20)
+
+
+def test_german_without_a_generated_locale(host):
+    result = host(FLEET).run("-q", env={"LC_ALL": "de_DE.UTF-8"})
+    assert result.status == 20
+    assert result.stdout and result.stdout != "Invalid argument. Quiet must be combined with kill.\n"
+
+
+def test_start_banner_and_arguments_are_logged(host):
+    result = host(FLEET).run("-l", "-3")
+    assert result.texts("Main")[0] == "********************cvstop initiated********************"
+    assert any("-l" in r.text and "-3" in r.text for r in result.log)

@@ -1,0 +1,107 @@
+"""The whole shutdown table against one sample process a row: order, commands, signals, waits."""
+import pathlib
+import shlex
+
+from box import BIN
+
+TABLE = pathlib.Path(__file__).parents[1] / "unit/src/shutdown_table.txt"
+COLUMNS = "position sequence group name command killType firstOnly waitType mask service".split()
+ROWS = [dict(zip(COLUMNS, shlex.split(line))) for line in TABLE.read_text().splitlines() if not line.startswith("#")]
+PROCESS_ROWS = [row for row in ROWS if row["command"] == "false"]
+ADMIN = f"{BIN}/admincmd"
+
+# What each action runs, given the daemon's name and path.
+COMMANDS = {
+    "NORMAL_TERMINATE": lambda name, path: [f"{path} -terminate"],
+    "PROXY_ALL": lambda name, path: [f"{ADMIN}/vilohibo -all"],
+    "LOCAL_TERMINATE": lambda name, path: [f"{path} -terminate_local"],
+    "SELECTIVE_CANCEL": lambda name, path: [f"{ADMIN}/humowow -M localhost -suspend_cancel_selective",
+                                            f"{ADMIN}/humowow -M localhost -terminate"],
+    "HOST_T": lambda name, path: ["/usr/quarn/volmgr/bin/nodakewe -h localhost -t"],
+    "REMOVE": lambda name, path: [f"{path}.stop -remove"],
+    "MOSK_STOP": lambda name, path: [f"/usr/quarn/mosk/CorvaneDB/{name} -stop"],
+    "STOP": lambda name, path: [f"{BIN}/duzahi_start_stop stop"],
+}
+# The one signal that each signalling action sends: its kind in the log, its name (SIGKILL leaves no note in a journal).
+SIGNALS = {"KILL": (1, ["SIGTERM"]), "KILLH": (0, ["SIGHUP"]), "KILL9": (4, [])}
+
+
+def commands_of(row):
+    build = COMMANDS.get(row["killType"])
+    return build(row["name"], f"{BIN}/{row['name']}") if build else []
+
+
+def expected_actions():
+    """The executed commands and the sent signals in table order, as the log tells them."""
+    for row in PROCESS_ROWS:
+        for command in commands_of(row):
+            yield f'Executing "{command} > /dev/null 2>&1 &"'
+        if row["killType"] in SIGNALS:
+            yield f"Signaling process {BIN}/{row['name']} ({SIGNALS[row['killType']][0]})"
+
+
+def test_the_table_has_65_process_rows():
+    assert (len(ROWS), len(PROCESS_ROWS)) == (67, 65)
+
+
+def test_every_row_is_carried_out_once_in_order(host):
+    # hiwik is only marked, and no tool stops it: it ends by itself while everything is waited for.
+    fleet = "".join(f"{BIN}/{row['name']}{' life=12' if row['name'] == 'hiwik' else ''}\n" for row in PROCESS_ROWS)
+    result = host(fleet).run("-k")
+
+    asked = [text for text in result.texts("OrderlyShutdown") if text.startswith("Terminate request for ")]
+    assert asked == [f"Terminate request for {row['name']}" for row in PROCESS_ROWS]
+
+    actions = [r.text for r in result.log if r.function in ("executeStop", "Processes::KillProcess")]
+    assert actions == list(expected_actions())
+
+    # Background commands reach the journal in any order, but each exactly once.
+    assert sorted(result.commands()) == sorted(c for row in PROCESS_ROWS for c in commands_of(row))
+    for row in PROCESS_ROWS:
+        assert result.signals_of(row["name"]) == SIGNALS.get(row["killType"], (0, []))[1], row["name"]
+        assert not result.is_alive(row["name"]), row["name"]
+
+    assert result.stdout.startswith("Gathering process information.\nInitiating Orderly shutdown, 65 processes active\n")
+    assert result.stdout.endswith("All Corvane specified processes terminated normally.\n")
+    assert result.status == 1
+
+
+def seconds(record):
+    hours, minutes, rest = record.time[11:26].split(":")
+    return 3600 * int(hours) + 60 * int(minutes) + float(rest)
+
+
+def test_the_two_waiting_rows_wait_for_their_process(host):
+    """kuror and gowid take four seconds to obey: the row after each is not begun before they are gone."""
+    result = host(f"{BIN}/kuror stop=4\n{BIN}/duwozuh\n{BIN}/gowid stop=4\n{BIN}/sora-lado\n").run("-k")
+    started = {r.text.split()[1].split("/")[-1]: seconds(r) for r in result.log if r.function == "executeStop"}
+    assert list(started) == ["kuror", "duwozuh", "gowid", "sora-lado"]
+    assert 3.9 <= (started["duwozuh"] - started["kuror"]) % 86400
+    assert (started["gowid"] - started["duwozuh"]) % 86400 < 3
+    assert 3.9 <= (started["sora-lado"] - started["gowid"]) % 86400
+
+
+def test_a_waiting_row_whose_process_is_excluded_delays_the_walk_by_the_full_wait(host):
+    here = host(f"{BIN}/kuror\n{BIN}/duwozuh\n")
+    here.write(f"{BIN}/excludelist.conf", f"{BIN}/kuror\n")
+    result = here.run("-k")
+    begun = next(seconds(r) for r in result.log if r.function == "Processes::getProcesses")
+    next_row = next(seconds(r) for r in result.log if r.function == "executeStop")
+    assert 29.9 <= (next_row - begun) % 86400
+    assert result.is_alive("kuror") and not result.is_alive("duwozuh")
+
+
+def test_first_only_rows_leave_later_instances_to_the_remaining_pass(host):
+    # java is stopped once by its row; the second instance gets the series of the remaining pass.
+    result = host(f"{BIN}/java count=2\n").run("-k")
+    assert result.signals_of("java", 0) == ["SIGTERM"]
+    assert result.signals_of("java", 1) == ["SIGINT"]
+    assert not result.is_alive("java", 0) and not result.is_alive("java", 1)
+
+
+def test_rows_that_only_mark_leave_their_processes_to_the_final_kill(host):
+    result = host("".join(f"{BIN}/{name}\n" for name in ("nanid", "zeld", "hiwik"))).run("-k", "-q")
+    for name in ("nanid", "zeld", "hiwik"):
+        assert result.signals_of(name) == [] and not result.is_alive(name)
+    kills = [t for t in result.texts("Processes::KillProcess")]
+    assert kills == [f"Signaling process {BIN}/{name} (4)" for name in ("nanid", "zeld", "hiwik")]
