@@ -34,11 +34,12 @@ Record = collections.namedtuple("Record", "time pid level function text")
 RECORD = re.compile(r"^(\S+) client cvstop\[(\d+)\] (\w+) ([^:]+(?:::[^: ]+)?): (.*)$")
 
 # Runs the fleet, then the program, then looks at who is left. The standard streams are files: what a test compares is
-# what the program wrote, not what passed through a shell.
+# what the program wrote, not what passed through a shell. The parentheses keep them out of the outer shell, which would
+# otherwise hold files of the product's tree itself, and be listed for it.
 SCRIPT = """
 /opt/starter/start --start /usr/quarn/sandbox/fleet || exit 99
 {before}
-{command} <{stdin} >/usr/quarn/sandbox/stdout 2>/usr/quarn/sandbox/stderr
+({command}) <{stdin} >/usr/quarn/sandbox/stdout 2>/usr/quarn/sandbox/stderr
 echo $? >/usr/quarn/sandbox/status
 {after}
 for pid in /proc/[0-9]*; do
