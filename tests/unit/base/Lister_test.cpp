@@ -1,0 +1,382 @@
+// The rules of the lister on live processes: children of the test, started from a made-up install root. They are only
+// listed; each is ended by its parent, by pid.
+
+#include "proc.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <memory>
+
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "cvshutdown.h"
+
+namespace lister {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr auto kAll = static_cast<Proc_categories>(CAT_CORVANE | CAT_THIRD_PARTY | CAT_OTHER_THIRD_PARTY);
+
+/// A child that waits to be ended, running `path` with the arguments. It is running that by the time it exists.
+class Child {
+  public:
+    Child(
+        const fs::path& path, std::vector<std::string> arguments, const std::function<void()>& prepare = [] {}) {
+        int executed[2];
+        EXPECT_EQ(pipe2(executed, O_CLOEXEC), 0);
+        m_pid = fork();
+        if (m_pid == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            prepare();
+            std::vector<char*> argv;
+            for (std::string& argument : arguments) {
+                argv.push_back(argument.data());
+            }
+            argv.push_back(nullptr);
+            execv(path.c_str(), argv.data());
+            _exit(127);
+        }
+        close(executed[1]);
+        char byte = 0;
+        EXPECT_EQ(read(executed[0], &byte, 1), 0); // ends when exec has closed the other end
+        close(executed[0]);
+    }
+    ~Child() {
+        kill(m_pid, SIGKILL);
+        waitpid(m_pid, nullptr, 0);
+    }
+    Child(const Child&) = delete;
+    Child& operator=(const Child&) = delete;
+    [[nodiscard]] pid_t pid() const { return m_pid; }
+
+  private:
+    pid_t m_pid;
+};
+
+class Lister : public testing::Test {
+  protected:
+    Lister() {
+        std::string name = (fs::temp_directory_path() / "cvstop-lister-XXXXXX").string();
+        m_folder = mkdtemp(name.data());
+        m_root = (m_folder / "quarn").string();
+        fs::create_directories(m_root + "/bin");
+        m_roots.install = m_root.c_str();
+    }
+    ~Lister() override { fs::remove_all(m_folder); }
+
+    /// A copy of sleep(1) below the install root, or elsewhere.
+    fs::path install(const std::string& name) { return copySleep(m_root + "/bin/" + name); }
+    static fs::path copySleep(const fs::path& path) {
+        fs::copy_file("/bin/sleep", path);
+        return path;
+    }
+    static std::unique_ptr<Child> run(
+        const fs::path& path, const std::function<void()>& prepare = [] {}) {
+        return std::make_unique<Child>(path, std::vector<std::string>{path.filename().string(), "60"}, prepare);
+    }
+    fs::path writeScript(const std::string& name, const std::string& text) {
+        const fs::path path = m_root + "/bin/" + name;
+        std::ofstream(path) << text;
+        fs::permissions(path, fs::perms::owner_all | fs::perms::others_read);
+        return path;
+    }
+
+    /// The record of a process, if it is listed.
+    std::optional<CV_Process_s> find(pid_t pid, Proc_categories categories = kAll) {
+        CV_Process_s* list = nullptr;
+        EXPECT_EQ(listProcesses(m_roots, &list, categories, 0), 0);
+        std::optional<CV_Process_s> found;
+        while (list != nullptr) {
+            CV_Process_s* next = list->next;
+            if (list->pid == pid) {
+                found = *list;
+            }
+            std::free(list);
+            list = next;
+        }
+        return found;
+    }
+
+    fs::path m_folder;
+    std::string m_root;
+    Roots m_roots;
+};
+
+TEST_F(Lister, ProductProcessHasItsFullPathAndName) {
+    const auto child = run(install("a-daemon-with-a-name-beyond-fifteen-bytes"));
+    const auto record = find(child->pid());
+    ASSERT_TRUE(record);
+    EXPECT_EQ(record->category, CAT_CORVANE);
+    EXPECT_STREQ(record->name, "a-daemon-with-a-name-beyond-fifteen-bytes");
+    EXPECT_EQ(record->path, m_root + "/bin/a-daemon-with-a-name-beyond-fifteen-bytes");
+    EXPECT_EQ(record->signalled, 0);
+    EXPECT_EQ(record->excluded, 0);
+}
+
+TEST_F(Lister, NameOf255BytesIsWhole) {
+    const std::string name(255, 'n');
+    const auto child = run(install(name));
+    ASSERT_TRUE(find(child->pid()));
+    EXPECT_EQ(find(child->pid())->name, name);
+}
+
+TEST_F(Lister, ForgedArgumentsAndProcessNameDoNotMatter) {
+    const fs::path outside = copySleep(m_folder / "sleep");
+    const std::string forged = m_root + "/bin/halvd";
+    const Child liar(outside, {forged, "60"});
+    EXPECT_FALSE(find(liar.pid()));
+    const Child shy(install("halvd"), {"/usr/sbin/other", "60"});
+    ASSERT_TRUE(find(shy.pid()));
+    EXPECT_STREQ(find(shy.pid())->name, "halvd");
+}
+
+TEST_F(Lister, NeighbourOfTheRootIsNotBelowIt) {
+    fs::create_directories(m_root + "2");
+    const auto child = run(copySleep(m_root + "2/halvd"));
+    EXPECT_FALSE(find(child->pid()));
+}
+
+TEST_F(Lister, SymbolicLinkAsRootIsMadeCanonical) {
+    const auto child = run(install("halvd"));
+    fs::create_directory_symlink(m_root, m_folder / "link");
+    const std::string link = m_folder / "link";
+    m_roots.install = link.c_str();
+    ASSERT_TRUE(find(child->pid()));
+    EXPECT_EQ(find(child->pid())->path, m_root + "/bin/halvd");
+}
+
+TEST_F(Lister, RemovedAndReplacedExecutablesKeepTheirPath) {
+    const fs::path path = install("halvd");
+    const auto child = run(path);
+    fs::remove(path);
+    ASSERT_TRUE(find(child->pid()));
+    EXPECT_EQ(find(child->pid())->path, path.string());
+    install("halvd");
+    ASSERT_TRUE(find(child->pid()));
+    EXPECT_EQ(find(child->pid())->path, path.string());
+}
+
+TEST_F(Lister, LiveFileWhoseNameEndsInDeletedKeepsIt) {
+    const fs::path path = install("halvd (deleted)");
+    const auto child = run(path);
+    const auto record = find(child->pid());
+    ASSERT_TRUE(record);
+    EXPECT_EQ(record->path, path.string());
+    EXPECT_EQ(record->category, CAT_OTHER_THIRD_PARTY) << "a blank makes the path unfit for a command line";
+}
+
+TEST_F(Lister, UnfitPathIsOnlyListedWithItsControlsHidden) {
+    const auto semicolon = run(install("halvd;reboot"));
+    ASSERT_TRUE(find(semicolon->pid()));
+    EXPECT_EQ(find(semicolon->pid())->category, CAT_OTHER_THIRD_PARTY);
+    EXPECT_FALSE(find(semicolon->pid(), CAT_CORVANE));
+    const auto newline = run(install("a\nb\x1b[2J"));
+    ASSERT_TRUE(find(newline->pid()));
+    EXPECT_STREQ(find(newline->pid())->name, "a?b?[2J");
+}
+
+TEST_F(Lister, LeaderThreadThatHasExitedIsSeenThroughALiveOne) {
+    const fs::path path = m_root + "/bin/halvd";
+    fs::copy_file(CVSTOP_EXITED_LEADER, path);
+    const auto child = run(path);
+    std::string stat;
+    while (stat.find(") Z ") == std::string::npos) {
+        std::ifstream file("/proc/" + std::to_string(child->pid()) + "/stat");
+        std::getline(file, stat);
+    }
+    const auto record = find(child->pid());
+    ASSERT_TRUE(record);
+    EXPECT_EQ(record->category, CAT_CORVANE);
+    EXPECT_EQ(record->path, path.string());
+}
+
+TEST_F(Lister, CallersOwnExecutableIsLeftOut) {
+    const pid_t pid = fork();
+    if (pid == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        pause();
+        _exit(0);
+    }
+    m_root = fs::read_symlink("/proc/self/exe").parent_path().string();
+    m_roots.install = m_root.c_str();
+    EXPECT_FALSE(find(pid));
+    EXPECT_FALSE(find(getpid()));
+    kill(pid, SIGKILL);
+    waitpid(pid, nullptr, 0);
+}
+
+TEST_F(Lister, PidsAscend) {
+    const fs::path path = install("halvd");
+    const auto first = run(path);
+    const auto second = run(path);
+    const auto third = run(path);
+    CV_Process_s* list = nullptr;
+    ASSERT_EQ(listProcesses(m_roots, &list, CAT_CORVANE, 0), 0);
+    std::vector<pid_t> pids;
+    while (list != nullptr) {
+        pids.push_back(list->pid);
+        std::free(std::exchange(list, list->next));
+    }
+    EXPECT_EQ(pids.size(), 3U);
+    EXPECT_TRUE(std::is_sorted(pids.begin(), pids.end()));
+}
+
+TEST_F(Lister, TableThatCannotBeReadIsAnErrno) {
+    m_roots.proc = "/nonexistent";
+    CV_Process_s* list = nullptr;
+    EXPECT_EQ(listProcesses(m_roots, &list, kAll, 0), ENOENT);
+    EXPECT_EQ(list, nullptr);
+}
+
+TEST_F(Lister, TableWithoutPid1IsNotWhole) {
+    fs::create_directories(m_folder / "proc/77");
+    const std::string proc = m_folder / "proc";
+    m_roots.proc = proc.c_str();
+    CV_Process_s* list = nullptr;
+    EXPECT_EQ(listProcesses(m_roots, &list, kAll, 0), EACCES);
+    EXPECT_EQ(list, nullptr);
+}
+
+TEST_F(Lister, MadeUpTableOfStrangersIsEmptyAndNoError) {
+    for (const char* pid : {"1", "20", "300"}) {
+        fs::create_directories(m_folder / "proc" / pid);
+        fs::create_symlink("/usr/bin/stranger", m_folder / "proc" / pid / "exe");
+    }
+    const std::string proc = m_folder / "proc";
+    m_roots.proc = proc.c_str();
+    CV_Process_s* list = nullptr;
+    EXPECT_EQ(listProcesses(m_roots, &list, CAT_CORVANE, 0), 0);
+    EXPECT_EQ(list, nullptr);
+}
+
+// --- scripts
+
+TEST_F(Lister, ScriptThatNamesItsInterpreterIsTheProduct) {
+    const fs::path script = writeScript("worker", "#!/bin/sh\nsleep 60 & wait\n");
+    const Child child(script, {"worker"});
+    const auto record = find(child.pid());
+    ASSERT_TRUE(record);
+    EXPECT_EQ(record->category, CAT_CORVANE);
+    EXPECT_EQ(record->path, script.string());
+    EXPECT_STREQ(record->name, "worker");
+}
+
+TEST_F(Lister, ProductFileGivenToAPagerOrToAShellAsDataIsNoScript) {
+    const fs::path data = writeScript("data", "no script at all\n");
+    const Child pager("/usr/bin/tail", {"tail", "-f", data.string()});
+    EXPECT_FALSE(find(pager.pid(), CAT_CORVANE));
+    const Child shell("/bin/sh", {"sh", "-c", "sleep 60 & wait", data.string()});
+    EXPECT_FALSE(find(shell.pid(), CAT_CORVANE));
+}
+
+TEST_F(Lister, ScriptOutsideTheRootIsNotTheProduct) {
+    const fs::path script = m_folder / "worker";
+    std::ofstream(script) << "#!/bin/sh\nsleep 60 & wait\n";
+    fs::permissions(script, fs::perms::owner_all);
+    const Child child(script, {"worker"});
+    EXPECT_FALSE(find(child.pid(), CAT_CORVANE));
+}
+
+// --- third parties
+
+/// Ways to ask for executable mappings: both run whatever the kernel.
+class ThirdParty : public Lister, public testing::WithParamInterface<bool> {
+  protected:
+    ThirdParty() { m_roots.queryMappings = GetParam(); }
+
+    /// Starts a copy of sleep(1) that runs a library of the product inside, and waits until the loader has mapped it.
+    std::unique_ptr<Child> runMapper(const std::string& name) {
+        const fs::path library = m_root + "/bin/libproduct.so";
+        fs::copy_file(fs::canonical("/lib/x86_64-linux-gnu/libm.so.6"), library);
+        auto child = run(copySleep(m_folder / name), [&] { setenv("LD_PRELOAD", library.c_str(), 1); });
+        std::string comm;
+        // sleep(1) waits in nanosleep when its libraries are all there.
+        while (comm.find("nanosleep") == std::string::npos) {
+            std::ifstream file("/proc/" + std::to_string(child->pid()) + "/wchan");
+            std::getline(file, comm);
+        }
+        return child;
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Mappings, ThirdParty, testing::Values(true, false),
+                         [](const auto& parameter) { return parameter.param ? "Queried" : "ReadFromMaps"; });
+
+TEST_P(ThirdParty, WhoWorksInTheTreeIsOnlyListed) {
+    const auto child = run(copySleep(m_folder / "editor"), [this] { EXPECT_EQ(chdir(m_root.c_str()), 0); });
+    const auto record = find(child->pid());
+    ASSERT_TRUE(record);
+    EXPECT_EQ(record->category, CAT_OTHER_THIRD_PARTY);
+    EXPECT_STREQ(record->name, "editor");
+    EXPECT_FALSE(find(child->pid(), CAT_CORVANE)) << "not looked for unless asked";
+}
+
+TEST_P(ThirdParty, WhoHoldsAFileOfTheTreeIsOnlyListed) {
+    const fs::path file = install("halvd");
+    const auto child = run(copySleep(m_folder / "reader"), [&] { open(file.c_str(), O_RDONLY); });
+    ASSERT_TRUE(find(child->pid()));
+    EXPECT_EQ(find(child->pid())->category, CAT_OTHER_THIRD_PARTY);
+}
+
+TEST_P(ThirdParty, WhoHasNothingToDoWithTheProductIsNotListed) {
+    const auto child = run(copySleep(m_folder / "stranger"));
+    EXPECT_FALSE(find(child->pid()));
+}
+
+TEST_P(ThirdParty, WhoRunsTheProductsCodeInsideMayBeTerminated) {
+    const auto child = runMapper("mapper");
+    const auto record = find(child->pid());
+    ASSERT_TRUE(record);
+    EXPECT_EQ(record->category, CAT_THIRD_PARTY);
+    EXPECT_EQ(record->path, (m_folder / "mapper").string());
+}
+
+TEST_P(ThirdParty, WhomNoExcludeListCouldNameIsOnlyListed) {
+    const auto child = runMapper("mapper");
+    fs::remove(m_folder / "mapper");
+    ASSERT_TRUE(find(child->pid()));
+    EXPECT_EQ(find(child->pid())->category, CAT_OTHER_THIRD_PARTY);
+    copySleep(m_folder / "mapper");
+    EXPECT_EQ(find(child->pid())->category, CAT_THIRD_PARTY) << "its replacement can be named";
+    EXPECT_EQ(find(child->pid())->path, (m_folder / "mapper").string());
+}
+
+TEST_P(ThirdParty, ControlCharactersInItsPathOnlyListIt) {
+    const auto child = runMapper("a\tb");
+    ASSERT_TRUE(find(child->pid()));
+    EXPECT_EQ(find(child->pid())->category, CAT_OTHER_THIRD_PARTY);
+    EXPECT_STREQ(find(child->pid())->name, "a?b");
+}
+
+TEST_P(ThirdParty, HostServiceIsOnlyListedAlsoWhenItWasUpgraded) {
+    const auto child = runMapper("sshd");
+    ASSERT_TRUE(find(child->pid()));
+    EXPECT_EQ(find(child->pid())->category, CAT_OTHER_THIRD_PARTY);
+    fs::remove(m_folder / "sshd");
+    copySleep(m_folder / "sshd");
+    EXPECT_EQ(find(child->pid())->category, CAT_OTHER_THIRD_PARTY);
+}
+
+TEST_F(Lister, ScanClosesWhatItOpens) {
+    const auto child = run(install("halvd"));
+    const auto openDescriptors = [] {
+        return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+    };
+    const auto before = openDescriptors();
+    ASSERT_TRUE(find(child->pid()));
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+} // namespace
+} // namespace lister
