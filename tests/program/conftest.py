@@ -17,6 +17,7 @@ def _sandbox_fault():
     for name in ("quarn", "opt"):
         (folder / name).mkdir(parents=True)
     probe = subprocess.run([box.REPO / "sandbox/box", "--tree", folder, "--", "true"], capture_output=True, check=False)
+    subprocess.run(["rm", "-rf", folder], check=True)
     return probe.stderr.decode() if probe.returncode == box.CANNOT_BOX else None
 
 

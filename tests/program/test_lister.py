@@ -1,0 +1,151 @@
+"""Which processes of a whole host are the product's: containers, services, ordinary users and other impostors."""
+import pytest
+
+from box import BIN, Host
+
+SLEEP = "/usr/bin/sleep"
+
+
+def listed(result, option="-l"):
+    """The (path, category) pairs of a listing, in its order."""
+    rows = []
+    for line in result.stdout.splitlines()[2:]:
+        words = line.split()
+        rows.append((words[1], "Corvane" if words[-1] == "Corvane" else "Third Party"))
+    return rows
+
+
+def start(command):
+    """Starts a command in the background of the box and waits until it has become sleep(1); without it, no test goes on."""
+    return (f"{command} &\nfound=; for tries in $(seq 300); do for pid in /proc/[0-9]*; do "
+            "case \"$(tr '\\0' ' ' <$pid/cmdline 2>/dev/null)\" in *'halvd 31337 '|*'sleep 31337 '|*' 31337 ') "
+            "case $(readlink $pid/exe) in *sh|*/unshare|*/setpriv|*/env|*/chroot) ;; *) found=1; break 2;; esac;; esac; "
+            "done; done; test -n \"$found\" || exit 98\n")
+
+
+@pytest.fixture
+def listing(host):
+    """Runs a listing after some preparation in the box."""
+    def run(before, *options, fleet=""):
+        here = host(fleet)
+        here.write("/usr/quarn/corvane/bin/.keep", "")
+        return here.run("-l", *options, before=before)
+    return run
+
+
+def product_copy(name):
+    return f"cp {SLEEP} {BIN}/{name}\n"
+
+
+def test_daemon_is_listed(listing):
+    assert listed(listing(product_copy("halvd") + start(f"{BIN}/halvd 31337"))) == [(f"{BIN}/halvd", "Corvane")]
+
+
+def test_container_with_its_own_copy_of_the_tree_is_not_the_hosts(listing):
+    inside = ("mount -t tmpfs tmpfs /usr/quarn && mkdir -p /usr/quarn/corvane/bin && "
+              f"cp {SLEEP} {BIN}/halvd && exec {BIN}/halvd 31337")
+    result = listing(start(f"unshare --mount --pid --fork --mount-proc sh -c '{inside}'"))
+    assert listed(result) == []
+
+
+def test_container_with_the_hosts_tree_is_not_the_hosts(listing):
+    result = listing(product_copy("halvd") + start(f"unshare --mount --pid --fork --mount-proc {BIN}/halvd 31337"))
+    assert listed(result) == []
+
+
+def test_hardened_service_in_a_private_mount_namespace_is_the_hosts(listing):
+    result = listing(product_copy("halvd") + start(f"unshare --mount {BIN}/halvd 31337"))
+    assert listed(result) == [(f"{BIN}/halvd", "Corvane")]
+
+
+def test_hardened_service_keeps_its_path_when_it_is_upgraded(listing):
+    result = listing(product_copy("halvd") + start(f"unshare --mount {BIN}/halvd 31337")
+                     + f"rm {BIN}/halvd\n" + product_copy("halvd"))
+    assert listed(result) == [(f"{BIN}/halvd", "Corvane")]
+
+
+def test_private_mount_namespace_with_another_tree_is_not_the_hosts(listing):
+    inside = ("mount -t tmpfs tmpfs /usr/quarn && mkdir -p /usr/quarn/corvane/bin && "
+              f"cp {SLEEP} {BIN}/halvd && exec {BIN}/halvd 31337")
+    assert listed(listing(product_copy("halvd") + start(f"unshare --mount sh -c '{inside}'"))) == []
+
+
+def test_tree_faked_by_an_ordinary_user_in_his_own_namespaces_is_not_the_hosts(listing):
+    inside = ("mount -t tmpfs tmpfs /usr/quarn && mkdir -p /usr/quarn/corvane/bin && "
+              f"cp {SLEEP} {BIN}/halvd && exec {BIN}/halvd 31337")
+    result = listing(start(
+        f"setpriv --reuid 65534 --regid 65534 --clear-groups unshare --user --map-root-user --mount sh -c '{inside}'"))
+    assert listed(result) == []
+
+
+def test_real_daemon_run_in_a_user_namespace_of_an_ordinary_user_is_not_touched(listing):
+    """What is read of such a process proves nothing: PR_SET_MM_MAP would show the very same."""
+    result = listing(product_copy("halvd") + f"chmod 755 {BIN}/halvd\n" + start(
+        f"setpriv --reuid 65534 --regid 65534 --clear-groups unshare --user --map-root-user {BIN}/halvd 31337"))
+    assert listed(result) == []
+
+
+def test_lazily_detached_mount_proves_no_path(listing):
+    result = listing("mkdir -p /tmp/m && mount -t tmpfs tmpfs /usr/quarn/corvane/bin/.. 2>/dev/null; "
+                     "mkdir -p /usr/quarn/extra && mount -t tmpfs tmpfs /usr/quarn/extra && "
+                     f"cp {SLEEP} /usr/quarn/extra/halvd\n" + start("/usr/quarn/extra/halvd 31337")
+                     + "umount -l /usr/quarn/extra\n")
+    assert listed(result) == []
+
+
+def test_chroot_into_the_tree_is_not_the_hosts_path(listing):
+    result = listing("mkdir -p /tmp/root/usr/quarn/corvane/bin /tmp/root/lib64 /tmp/root/lib && "
+                     "cp -L /lib64/ld-linux-x86-64.so.2 /tmp/root/lib64/ && cp -L /lib/x86_64-linux-gnu/libc.so.6 /tmp/root/lib/ && "
+                     f"cp {SLEEP} /tmp/root{BIN}/halvd\n"
+                     + start(f"env LD_LIBRARY_PATH=/lib chroot /tmp/root {BIN}/halvd 31337"))
+    assert listed(result) == []
+
+
+@pytest.mark.parametrize("name", ["halvd;touch canary", "halvd$(touch canary)", "halvd`touch canary`", "a b", "x'y", 'x"y'])
+def test_path_that_a_shell_would_run_is_listed_and_never_run(host, name):
+    here = host()
+    target = here.quarn / "corvane/bin" / name
+    target.write_bytes(open(SLEEP, "rb").read())
+    target.chmod(0o755)
+    result = here.run("-k", "-3", before=start(f"find {BIN} -name 'halvd*' -o -name '* *' -o -name 'x?y' | "
+                                               "{ read -r path; cd /tmp; exec \"$path\" 31337; }"),
+                      after="test ! -e /canary -a ! -e /tmp/canary -a ! -e canary || echo FOUND >/usr/quarn/sandbox/canary")
+    assert "Terminate request" not in "\n".join(result.texts())
+    assert any("must not become part of a command line" in text for text in result.texts("find_processes_CV", "warning"))
+    assert not (here.quarn / "sandbox/canary").exists()
+    assert "3rd party processes active" in result.stdout
+
+
+def test_script_of_the_product_is_its_process(listing):
+    result = listing(f"printf '#!/bin/sh\\n{SLEEP} 31337 & wait\\n' >{BIN}/worker; chmod 755 {BIN}/worker\n"
+                     + start(f"{BIN}/worker"))
+    assert (f"{BIN}/worker", "Corvane") in listed(result)
+
+
+def test_script_that_calls_the_program_is_not_stopped_by_it(host):
+    here = host(f"{BIN}/momuhe\n")
+    script = here.write(f"{BIN}/upgrade", f"#!/bin/sh\n{BIN}/cvstop -k -q\necho survived\n")
+    (here.quarn / "corvane/bin/upgrade").chmod(0o755)
+    result = here.run(command=script)
+    assert result.stdout == "survived\n"
+    assert not result.is_alive("momuhe")
+
+
+def test_ordinary_user_cannot_make_his_shell_the_products_script(listing):
+    result = listing(f"printf '#!/bin/sh\\n{SLEEP} 31337 & wait\\n' >{BIN}/worker; chmod 755 {BIN}/worker\n"
+                     + start(f"setpriv --reuid 65534 --regid 65534 --clear-groups {BIN}/worker"))
+    assert listed(result) == []
+
+
+def test_zombies_are_no_records(listing):
+    inside = f"{BIN}/halvd 0 & exec sleep 31337"
+    result = listing(product_copy("halvd") + start(f"sh -c '{inside}'")
+                     + "until grep -l '(halvd) Z' /proc/[0-9]*/stat >/dev/null 2>&1; do :; done\n")
+    assert listed(result) == []
+
+
+def test_second_run_of_the_program_is_no_process_of_the_product(host):
+    here = host(f"{BIN}/momuhe ignore=all\n")
+    result = here.run(command=f"sh -c '{BIN}/cvstop -k -q & until grep -q \"Waiting for\" "
+                      f"/usr/quarn/corvane/logs/cvstop/cvstop.log; do :; done; {BIN}/cvstop -l; wait'")
+    assert listed(result) == [(f"{BIN}/momuhe", "Corvane")]
