@@ -94,10 +94,10 @@ def test_lazily_detached_mount_proves_no_path(listing):
 
 
 def test_chroot_into_the_tree_is_not_the_hosts_path(listing):
-    result = listing("mkdir -p /tmp/root/usr/quarn/corvane/bin /tmp/root/lib64 /tmp/root/lib && "
-                     "cp -L /lib64/ld-linux-x86-64.so.2 /tmp/root/lib64/ && cp -L /lib/x86_64-linux-gnu/libc.so.6 /tmp/root/lib/ && "
-                     f"cp {SLEEP} /tmp/root{BIN}/halvd\n"
-                     + start(f"env LD_LIBRARY_PATH=/lib chroot /tmp/root {BIN}/halvd 31337"))
+    result = listing(f"mkdir -p /tmp/jail{BIN} /tmp/jail/lib64 /tmp/jail/lib && "
+                     "cp -L /lib64/ld-linux-x86-64.so.2 /tmp/jail/lib64/ && cp -L /lib/x86_64-linux-gnu/libc.so.6 /tmp/jail/lib/ && "
+                     f"cp {SLEEP} /tmp/jail{BIN}/halvd\n"
+                     + start(f"env LD_LIBRARY_PATH=/lib chroot /tmp/jail {BIN}/halvd 31337"))
     assert listed(result) == []
 
 

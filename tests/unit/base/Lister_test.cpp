@@ -263,7 +263,7 @@ TEST_F(Lister, MadeUpTableOfStrangersIsEmptyAndNoError) {
 // --- scripts
 
 TEST_F(Lister, ScriptThatNamesItsInterpreterIsTheProduct) {
-    const fs::path script = writeScript("worker", "#!/bin/sh\nsleep 60 & wait\n");
+    const fs::path script = writeScript("worker", "#!/bin/sh\nkill -STOP $$\n");
     const Child child(script, {"worker"});
     const auto record = find(child.pid());
     ASSERT_TRUE(record);
@@ -276,13 +276,13 @@ TEST_F(Lister, ProductFileGivenToAPagerOrToAShellAsDataIsNoScript) {
     const fs::path data = writeScript("data", "no script at all\n");
     const Child pager("/usr/bin/tail", {"tail", "-f", data.string()});
     EXPECT_FALSE(find(pager.pid(), CAT_CORVANE));
-    const Child shell("/bin/sh", {"sh", "-c", "sleep 60 & wait", data.string()});
+    const Child shell("/bin/sh", {"sh", "-c", "kill -STOP $$", data.string()});
     EXPECT_FALSE(find(shell.pid(), CAT_CORVANE));
 }
 
 TEST_F(Lister, ScriptOutsideTheRootIsNotTheProduct) {
     const fs::path script = m_folder / "worker";
-    std::ofstream(script) << "#!/bin/sh\nsleep 60 & wait\n";
+    std::ofstream(script) << "#!/bin/sh\nkill -STOP $$\n";
     fs::permissions(script, fs::perms::owner_all);
     const Child child(script, {"worker"});
     EXPECT_FALSE(find(child.pid(), CAT_CORVANE));
