@@ -14,6 +14,7 @@
 //   cwd=DIR         works there
 //   open=FILE       holds the file open
 //   map=FILE        runs the file's code inside
+//   script=yes      is sandbox/scriptd, which knows count, stop=quick, stop=never and ignore alone
 //   survive=zombie parent=PATH2
 //                   is the child of a process of PATH2 that never reaps it
 
@@ -139,7 +140,7 @@ Behaviour parseBehaviour(const Words& words) {
             behaviour.map = value;
         } else if (key == "parent") {
             behaviour.parent = value;
-        } else if (word != "survive=zombie") {
+        } else if (word != "survive=zombie" && word != "script=yes") {
             errno = EINVAL;
             fail("fleet: " + word);
         }
@@ -355,21 +356,31 @@ void startInstance(const std::string& path, const Words& words) {
     close(pipe[0]);
 }
 
-void startFleet(const std::string& fleet) {
+/// The whole file at once: a daemon must not inherit it, or it would hold a file of the product's tree open.
+std::vector<Words> readFleet(const std::string& fleet) {
     std::ifstream file(fleet);
     if (!file) {
         fail(fleet);
     }
+    std::vector<Words> lines;
     for (std::string line; std::getline(file, line);) {
-        std::istringstream words(line.substr(0, line.find('#')));
-        std::string path;
-        Words behaviour;
-        words >> path;
-        for (std::string word; words >> word;) {
-            behaviour.push_back(word);
+        std::istringstream text(line.substr(0, line.find('#')));
+        Words words;
+        for (std::string word; text >> word;) {
+            words.push_back(word);
         }
-        for (int instance = 0; !path.empty() && instance < parseBehaviour(behaviour).count; ++instance) {
-            startInstance(path, behaviour);
+        if (!words.empty()) {
+            lines.push_back(words);
+        }
+    }
+    return lines;
+}
+
+void startFleet(const std::string& fleet) {
+    for (const Words& line : readFleet(fleet)) {
+        const Words behaviour(line.begin() + 1, line.end());
+        for (int instance = 0; instance < parseBehaviour(behaviour).count; ++instance) {
+            startInstance(line[0], behaviour);
         }
     }
 }
