@@ -1,7 +1,6 @@
-#include <memory>
 #include <string>
 
-#include "Fixture.h"
+#include "SnapshotTest.h"
 #include "shutdown.h"
 
 using fakes::FakeProcess;
@@ -15,22 +14,8 @@ const std::string kLooking = "log 2 OrderlyShutdown: Looking for remaining proce
 const std::string kDone = "log 2 OrderlyShutdown: All Corvane processes terminated normally.\n";
 const std::string kDoneText = "All Corvane specified processes terminated normally.\n";
 
-class OrderlyShutdownTest : public fakes::ProgramTest {
+class OrderlyShutdownTest : public SnapshotTest {
   protected:
-    Processes& snapshot() {
-        m_processes = std::make_unique<Processes>(static_cast<Proc_categories>(7), 0);
-        host.journal.clear();
-        return *m_processes;
-    }
-
-    CV_Process_s* record(std::int32_t pid) {
-        CV_Process_s* found = m_processes->list();
-        while (found != nullptr && found->pid != pid) {
-            found = found->next;
-        }
-        return found;
-    }
-
     std::int32_t shutDown(bool secondSignal = false, int pass = 1) {
         std::int32_t remaining = -1;
         m_printed = host.run([&] { remaining = OrderlyShutdown(*m_processes, secondSignal, pass); });
@@ -53,7 +38,6 @@ class OrderlyShutdownTest : public fakes::ProgramTest {
         ProgramTest::TearDown();
     }
 
-    std::unique_ptr<Processes> m_processes;
     std::string m_printed;
 };
 

@@ -1,9 +1,7 @@
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "Fixture.h"
-#include "Processes.h"
+#include "SnapshotTest.h"
 
 using fakes::FakeProcess;
 using fakes::Journal;
@@ -12,22 +10,8 @@ using ::testing::IsEmpty;
 
 namespace {
 
-class SignalsTest : public fakes::ProgramTest {
+class SignalsTest : public SnapshotTest {
   protected:
-    Processes& snapshot() {
-        m_processes = std::make_unique<Processes>(static_cast<Proc_categories>(7), 0);
-        host.journal.clear();
-        return *m_processes;
-    }
-
-    CV_Process_s* record(std::int32_t pid) {
-        CV_Process_s* found = m_processes->list();
-        while (found != nullptr && found->pid != pid) {
-            found = found->next;
-        }
-        return found;
-    }
-
     std::string kill(std::int32_t pid, sig_types signal, bool quiet = false) {
         return host.run([&] { m_processes->KillProcess(record(pid), signal, quiet); });
     }
@@ -50,7 +34,6 @@ class SignalsTest : public fakes::ProgramTest {
         ProgramTest::TearDown();
     }
 
-    std::unique_ptr<Processes> m_processes;
     std::string m_printed;
 };
 

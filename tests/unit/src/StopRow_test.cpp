@@ -1,8 +1,7 @@
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "Fixture.h"
+#include "SnapshotTest.h"
 #include "shutdown.h"
 
 using fakes::binPath;
@@ -31,23 +30,8 @@ Journal withoutSites(Journal entries) {
     return entries;
 }
 
-class StopRowTest : public fakes::ProgramTest {
+class StopRowTest : public SnapshotTest {
   protected:
-    /// Takes a snapshot of every category and forgets how.
-    Processes& snapshot() {
-        m_processes = std::make_unique<Processes>(static_cast<Proc_categories>(7), 0);
-        host.journal.clear();
-        return *m_processes;
-    }
-
-    CV_Process_s* record(std::int32_t pid) {
-        CV_Process_s* found = m_processes->list();
-        while (found != nullptr && found->pid != pid) {
-            found = found->next;
-        }
-        return found;
-    }
-
     bool isMarked(std::int32_t pid) { return record(pid)->signalled == 1; }
 
     std::int32_t stop(const killDef& row, int secondSignal = 0, int pass = 1) {
@@ -63,7 +47,6 @@ class StopRowTest : public fakes::ProgramTest {
         ProgramTest::TearDown();
     }
 
-    std::unique_ptr<Processes> m_processes;
     std::string m_printed;
 };
 

@@ -1,8 +1,6 @@
-#include <memory>
 #include <string>
 
-#include "Fixture.h"
-#include "Processes.h"
+#include "SnapshotTest.h"
 
 using fakes::FakeProcess;
 using ::testing::ElementsAre;
@@ -10,14 +8,8 @@ using ::testing::IsEmpty;
 
 namespace {
 
-class ThirdPartyTest : public fakes::ProgramTest {
+class ThirdPartyTest : public SnapshotTest {
   protected:
-    Processes& snapshot() {
-        m_processes = std::make_unique<Processes>(static_cast<Proc_categories>(7), 0);
-        host.journal.clear();
-        return *m_processes;
-    }
-
     int terminate(bool quiet = false) {
         int count = -1;
         m_printed = host.run([&] { count = m_processes->terminate3rdParty(quiet); });
@@ -36,7 +28,6 @@ class ThirdPartyTest : public fakes::ProgramTest {
         ProgramTest::TearDown();
     }
 
-    std::unique_ptr<Processes> m_processes;
     std::string m_printed;
 };
 
