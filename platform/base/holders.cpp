@@ -48,7 +48,7 @@ enum class Search { Found, NotFound, OverBudget, Gone };
 
 /// Whether the file that a mapping or a link shows under `text` is one of this host's below the install root. In the
 /// caller's mount namespace its name tells; in another one it must be the host's very file of that name.
-bool isProductFile(const Caller& caller, bool sharesMounts, std::string_view text, std::optional<std::uint64_t> inode) {
+bool isProductFile(const Caller& caller, bool sharesMounts, std::string_view text, const std::optional<FileId>& file) {
     const std::optional<std::string_view> stripped = withoutDeleted(text);
     const std::string path(stripped.value_or(text));
     if (!isBelow(path, caller.installRoot()) && path != caller.installRoot()) {
@@ -58,7 +58,7 @@ bool isProductFile(const Caller& caller, bool sharesMounts, std::string_view tex
         return true;
     }
     const std::optional<FileStatus> status = statusOf(AT_FDCWD, path.c_str());
-    return status && inode && status->id.inode == *inode;
+    return status && file && status->id == *file;
 }
 
 /// The next executable mapping of a file at or after `address`. Returns 0 or an errno value, ENOENT for no more.
@@ -89,7 +89,8 @@ std::optional<Search> queryMappings(const Caller& caller, int maps, bool sharesM
         if (error != 0 && error != ENAMETOOLONG) {
             return Search::Gone;
         }
-        if (error == 0 && isProductFile(caller, sharesMounts, name, query.inode)) {
+        if (error == 0 &&
+            isProductFile(caller, sharesMounts, name, FileId{query.dev_major, query.dev_minor, query.inode})) {
             return Search::Found;
         }
         if (error == ENAMETOOLONG) {
@@ -103,7 +104,8 @@ std::optional<Search> queryMappings(const Caller& caller, int maps, bool sharesM
 bool isProductMapping(const Caller& caller, std::string_view line, bool sharesMounts) {
     const std::optional<MapsLine> mapping = parseMapsLine(line);
     return mapping && mapping->executable && mapping->path.starts_with("/") &&
-           isProductFile(caller, sharesMounts, unescapeOctal(mapping->path), mapping->inode);
+           isProductFile(caller, sharesMounts, unescapeOctal(mapping->path),
+                         FileId{mapping->deviceMajor, mapping->deviceMinor, mapping->inode});
 }
 
 Search readMappings(const Caller& caller, int maps, bool sharesMounts) {
@@ -148,7 +150,7 @@ bool linksIntoProduct(const Caller& caller, const PinnedProcess& process, const 
         return false;
     }
     const std::optional<FileStatus> status = sharesMounts ? std::nullopt : process.status(name);
-    return isProductFile(caller, sharesMounts, *link, status ? std::optional(status->id.inode) : std::nullopt);
+    return isProductFile(caller, sharesMounts, *link, status ? std::optional(status->id) : std::nullopt);
 }
 
 Search descriptorsInProduct(const Caller& caller, const PinnedProcess& process, bool sharesMounts) {

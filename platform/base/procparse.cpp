@@ -111,14 +111,17 @@ std::optional<StatLine> parseStat(std::string_view text) {
 std::optional<MapsLine> parseMapsLine(std::string_view line) {
     takeWord(line); // addresses
     const std::string_view permissions = takeWord(line);
-    takeWord(line); // offset
-    takeWord(line); // device
-    const std::optional<std::uint64_t> inode = parseWhole<std::uint64_t>(takeWord(line));
-    if (permissions.size() != 4 || !inode) {
+    takeWord(line);                                 // offset
+    const std::string_view device = takeWord(line); // "fe:00", hexadecimal
+    const std::size_t colon = std::min(device.find(':'), device.size());
+    const auto major = parseWhole<std::uint32_t>(device.substr(0, colon), 16);
+    const auto minor = parseWhole<std::uint32_t>(device.substr(std::min(colon + 1, device.size())), 16);
+    const auto inode = parseWhole<std::uint64_t>(takeWord(line));
+    if (permissions.size() != 4 || !major || !minor || !inode) {
         return std::nullopt;
     }
     line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
-    return MapsLine{permissions[2] == 'x', *inode, line};
+    return MapsLine{permissions[2] == 'x', *major, *minor, *inode, line};
 }
 
 std::optional<MountLine> parseMountLine(std::string_view line) {

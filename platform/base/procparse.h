@@ -26,6 +26,8 @@ std::optional<StatLine> parseStat(std::string_view text);
 /// One line of PID/maps.
 struct MapsLine {
     bool executable;
+    std::uint32_t deviceMajor;
+    std::uint32_t deviceMinor;
     std::uint64_t inode;
     /// As the kernel writes it, a newline as "\012"; empty for an anonymous mapping.
     std::string_view path;

@@ -116,6 +116,14 @@ def test_path_that_a_shell_would_run_is_listed_and_never_run(host, name):
     assert "3rd party processes active" in result.stdout
 
 
+@pytest.mark.parametrize("own_tree, found", [(False, True), (True, False)])
+def test_holder_in_a_private_mount_namespace_counts_only_with_the_hosts_files(listing, own_tree, found):
+    """There a path proves nothing: what is held must be the host's very file, by device and inode."""
+    mount = "mount -t tmpfs tmpfs /usr/quarn && mkdir -p /usr/quarn/corvane && " if own_tree else ""
+    result = listing(start(f"unshare --mount sh -c '{mount}cd /usr/quarn/corvane && exec {SLEEP} 31337'"), "-3")
+    assert ((SLEEP, "Third Party") in listed(result)) == found
+
+
 def test_script_of_the_product_is_its_process(listing):
     result = listing(f"printf '#!/bin/sh\\n{SLEEP} 31337 & wait\\n' >{BIN}/worker; chmod 755 {BIN}/worker\n"
                      + start(f"{BIN}/worker"))

@@ -52,6 +52,8 @@ TEST(Maps, CapturedLines) {
     const auto text = parseMapsLine("7f1216e67000-7f1216e8d000 r-xp 00026000 fe:00 131170    /usr/lib/libc.so.6");
     ASSERT_TRUE(text);
     EXPECT_TRUE(text->executable);
+    EXPECT_EQ(text->deviceMajor, 0xfeU);
+    EXPECT_EQ(text->deviceMinor, 0U);
     EXPECT_EQ(text->inode, 131170U);
     EXPECT_EQ(text->path, "/usr/lib/libc.so.6");
     const auto data = parseMapsLine("7ffd-7ffe rw-p 00000000 00:00 0 ");
@@ -64,7 +66,8 @@ TEST(Maps, CapturedLines) {
 
 TEST(Maps, HostileLinesGiveNothing) {
     for (const char* line :
-         {"", " ", "1-2", "1-2 r-xp", "1-2 r-xp 0 fe:00", "1-2 r-xp 0 fe:00 x /a", "1-2 rx 0 fe:00 5 /a"}) {
+         {"", " ", "1-2", "1-2 r-xp", "1-2 r-xp 0 fe:00", "1-2 r-xp 0 fe:00 x /a", "1-2 rx 0 fe:00 5 /a",
+          "1-2 r-xp 0 fe 5 /a", "1-2 r-xp 0 :00 5 /a", "1-2 r-xp 0 xx:00 5 /a"}) {
         EXPECT_FALSE(parseMapsLine(line)) << line;
     }
 }
