@@ -196,9 +196,10 @@ def test_terminal_that_goes_away_half_way(host):
 
 
 def test_two_runs_at_once(host):
+    """Whichever is late may find nothing left to stop, and says so by its status."""
     result = host(f"{BIN}/momuhe\n{BIN}/halvd\n{BIN}/strayd\n").run(command=(
-        f"sh -c '{CVSTOP} -k -q & first=$!; {CVSTOP} -k -q; second=$?; wait $first; test $? = 1 -a $second = 1'"))
-    assert result.status == 0
+        f"sh -c '{CVSTOP} -k -q & first=$!; {CVSTOP} -k -q; second=$?; wait $first; echo $? $second'"))
+    assert result.stdout in ("1 1\n", "1 0\n", "0 1\n")
     assert not any(result.is_alive(name) for name in ("momuhe", "halvd", "strayd"))
     assert {s.name for s in result.signals} <= {"momuhe", "halvd", "strayd"}
     # Neither run took the other for the product.
