@@ -5,7 +5,6 @@
 #include <climits>
 #include <cstring>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/ioctl.h>
 
@@ -42,23 +41,56 @@ constexpr std::uint64_t kFileBackedVma = 0x20;
 constexpr int kMappingBudget = 200'000;
 constexpr int kDescriptorBudget = 200'000;
 constexpr std::size_t kMapsBytesBudget = 64U << 20U;
+/// "fd/2147483647" and its NUL.
+constexpr std::size_t kDescriptorNameSize = 16;
 
 /// How a search for a reason ended.
-enum class Search { Found, NotFound, OverBudget, Gone };
+enum class Search { Found, NotFound, OverBudget, Gone, Unreadable };
 
-/// Whether the file that a mapping or a link shows under `text` is one of this host's below the install root. In the
-/// caller's mount namespace its name tells; in another one it must be the host's very file of that name.
-bool isProductFile(const Caller& caller, bool sharesMounts, std::string_view text, const std::optional<FileId>& file) {
-    const std::optional<std::string_view> stripped = withoutDeleted(text);
-    const std::string path(stripped.value_or(text));
-    if (!isBelow(path, caller.installRoot()) && path != caller.installRoot()) {
-        return false;
+Search searchFailure(int error) {
+    throwIfShort(error);
+    return lostReason(error) == Reason::Vanished ? Search::Gone : Search::Unreadable;
+}
+
+/// One process and what is asked of it; the costlier facts are read when a name has come close.
+class Holder {
+  public:
+    Holder(const Caller& caller, const PinnedProcess& process) : m_caller(caller), m_process(process) {}
+
+    [[nodiscard]] const Caller& caller() const { return m_caller; }
+    [[nodiscard]] const PinnedProcess& process() const { return m_process; }
+    bool sharesMounts() {
+        if (!m_sharesMounts) {
+            m_sharesMounts = m_caller.hasMountNamespace(m_process);
+        }
+        return *m_sharesMounts;
     }
-    if (sharesMounts) {
+
+  private:
+    const Caller& m_caller;
+    const PinnedProcess& m_process;
+    std::optional<bool> m_sharesMounts;
+};
+
+/// Whether a name that the kernel gave leads below the install root, or is the root itself.
+bool isProductName(const Caller& caller, std::string_view name) {
+    const std::string_view path = withoutDeleted(name).value_or(name);
+    return isBelow(path, caller.installRoot()) || path == caller.installRoot();
+}
+
+/// Whether the file of such a name is this host's: in the caller's mount namespace the name tells; in another one it
+/// must be the host's very file of that name.
+bool isHostsFile(Holder& holder, std::string_view name, const std::optional<FileId>& file) {
+    if (holder.sharesMounts()) {
         return true;
     }
-    const std::optional<FileStatus> status = statusOf(AT_FDCWD, path.c_str());
+    const std::optional<FileStatus> status =
+        statusOf(AT_FDCWD, std::string(withoutDeleted(name).value_or(name)).c_str());
     return status && file && status->id == *file;
+}
+
+bool isProductFile(Holder& holder, std::string_view name, const FileId& file) {
+    return isProductName(holder.caller(), name) && isHostsFile(holder, name, file);
 }
 
 /// The next executable mapping of a file at or after `address`. Returns 0 or an errno value, ENOENT for no more.
@@ -73,7 +105,7 @@ int nextMapping(int maps, std::uint64_t address, procmap_query& query, char (&na
     return ioctl(maps, kProcmapQuery, &query) == 0 ? 0 : errno;
 }
 
-std::optional<Search> queryMappings(const Caller& caller, int maps, bool sharesMounts) {
+std::optional<Search> queryMappings(Holder& holder, int maps) {
     procmap_query query;
     char name[PATH_MAX];
     std::uint64_t address = 0;
@@ -85,43 +117,41 @@ std::optional<Search> queryMappings(const Caller& caller, int maps, bool sharesM
         if (error == ENOTTY || error == EINVAL) {
             return std::nullopt; // an older kernel
         }
-        // A name that is too long for the buffer (ENAMETOOLONG) is longer than any path that can be looked up.
-        if (error != 0 && error != ENAMETOOLONG) {
-            return Search::Gone;
-        }
-        if (error == 0 &&
-            isProductFile(caller, sharesMounts, name, FileId{query.dev_major, query.dev_minor, query.inode})) {
-            return Search::Found;
-        }
         if (error == ENAMETOOLONG) {
-            return std::nullopt; // the text of maps goes on behind it
+            return std::nullopt; // a name beyond a page stops the query; the text of maps goes on behind it
+        }
+        if (error != 0) {
+            return searchFailure(error);
+        }
+        if (isProductFile(holder, name, FileId{query.dev_major, query.dev_minor, query.inode})) {
+            return Search::Found;
         }
         address = query.vma_end;
     }
     return Search::OverBudget;
 }
 
-bool isProductMapping(const Caller& caller, std::string_view line, bool sharesMounts) {
+bool isProductMapping(Holder& holder, std::string_view line) {
     const std::optional<MapsLine> mapping = parseMapsLine(line);
     return mapping && mapping->executable && mapping->path.starts_with("/") &&
-           isProductFile(caller, sharesMounts, unescapeOctal(mapping->path),
+           isProductFile(holder, unescapeOctal(mapping->path),
                          FileId{mapping->deviceMajor, mapping->deviceMinor, mapping->inode});
 }
 
-Search readMappings(const Caller& caller, int maps, bool sharesMounts) {
+Search readMappings(Holder& holder, int maps) {
     std::string pending;
     char buffer[16384];
     std::size_t total = 0;
     while (total < kMapsBytesBudget) {
         const ssize_t count = read(maps, buffer, sizeof buffer);
         if (count <= 0) {
-            return count == 0 ? Search::NotFound : Search::Gone;
+            return count == 0 ? Search::NotFound : searchFailure(errno);
         }
         total += static_cast<std::size_t>(count);
         pending.append(buffer, static_cast<std::size_t>(count));
         std::size_t begin = 0;
         for (std::size_t end = 0; (end = pending.find('\n', begin)) != std::string::npos; begin = end + 1) {
-            if (isProductMapping(caller, std::string_view(pending).substr(begin, end - begin), sharesMounts)) {
+            if (isProductMapping(holder, std::string_view(pending).substr(begin, end - begin))) {
                 return Search::Found;
             }
         }
@@ -131,59 +161,55 @@ Search readMappings(const Caller& caller, int maps, bool sharesMounts) {
 }
 
 /// Whether the process runs the product's code inside: it has an executable mapping of a file below the install root.
-Search mapsProduct(const Roots& roots, const Caller& caller, const PinnedProcess& process, bool sharesMounts) {
-    const UniqueFd maps = process.open("maps", O_RDONLY);
+Search mapsProduct(const Roots& roots, Holder& holder) {
+    const UniqueFd maps = holder.process().open("maps", O_RDONLY);
     if (!maps) {
-        return Search::Gone;
+        return searchFailure(errno);
     }
     if (roots.queryMappings) {
-        if (const std::optional<Search> answer = queryMappings(caller, maps.get(), sharesMounts)) {
+        if (const std::optional<Search> answer = queryMappings(holder, maps.get())) {
             return *answer;
         }
     }
-    return readMappings(caller, maps.get(), sharesMounts);
+    return readMappings(holder, maps.get());
 }
 
-bool linksIntoProduct(const Caller& caller, const PinnedProcess& process, const char* name, bool sharesMounts) {
-    const std::optional<std::string> link = process.link(name);
-    if (!link || !link->starts_with(caller.installRoot())) {
+bool linksIntoProduct(Holder& holder, const char* name) {
+    LinkBuffer buffer;
+    const std::optional<std::string_view> link = holder.process().link(name, buffer);
+    if (!link || !isProductName(holder.caller(), *link)) {
         return false;
     }
-    const std::optional<FileStatus> status = sharesMounts ? std::nullopt : process.status(name);
-    return isProductFile(caller, sharesMounts, *link, status ? std::optional(status->id) : std::nullopt);
+    const std::optional<FileStatus> status = holder.process().status(name);
+    return isHostsFile(holder, *link, status ? std::optional(status->id) : std::nullopt);
 }
 
-Search descriptorsInProduct(const Caller& caller, const PinnedProcess& process, bool sharesMounts) {
-    UniqueFd folder = process.open("fd", O_RDONLY | O_DIRECTORY);
-    DIR* directory = folder ? fdopendir(folder.get()) : nullptr;
-    if (directory == nullptr) {
-        return Search::Gone;
+Search descriptorsInProduct(Holder& holder) {
+    const UniqueFd folder = holder.process().open("fd", O_RDONLY | O_DIRECTORY);
+    if (!folder) {
+        return searchFailure(errno);
     }
-    static_cast<void>(folder.release()); // closedir closes it
     Search result = Search::NotFound;
     int count = 0;
-    while (const dirent* entry = readdir(directory)) {
+    const int error = forEachName(folder.get(), [&](const char* name) {
+        char path[kDescriptorNameSize] = "fd/";
+        std::memcpy(path + 3, name, std::min(std::strlen(name) + 1, sizeof path - 4));
         if (++count > kDescriptorBudget) {
             result = Search::OverBudget;
-            break;
-        }
-        const std::string name = std::string("fd/") + entry->d_name;
-        if (entry->d_name[0] != '.' && linksIntoProduct(caller, process, name.c_str(), sharesMounts)) {
+        } else if (name[0] != '.' && linksIntoProduct(holder, path)) {
             result = Search::Found;
-            break;
         }
-    }
-    closedir(directory);
-    return result;
+        return result == Search::NotFound;
+    });
+    return error == 0 ? result : searchFailure(error);
 }
 
 /// Such a reason may not be the process's own, a descriptor can be sent to it: so it is only ever listed.
-Search holdsProduct(const Caller& caller, const PinnedProcess& process, bool sharesMounts) {
-    if (linksIntoProduct(caller, process, "cwd", sharesMounts) ||
-        linksIntoProduct(caller, process, "root", sharesMounts)) {
+Search holdsProduct(Holder& holder) {
+    if (linksIntoProduct(holder, "cwd") || linksIntoProduct(holder, "root")) {
         return Search::Found;
     }
-    return descriptorsInProduct(caller, process, sharesMounts);
+    return descriptorsInProduct(holder);
 }
 
 /// What an exclude list can say of an executable: it names files by path, and finds them by device and inode.
@@ -192,16 +218,24 @@ struct Executable {
     bool isExcludable = false;
 };
 
-Executable examineExecutable(const FileStatus& status, const std::string& link, bool sharesMounts) {
-    LinkedFile file = readLinkText(link, status);
-    const std::optional<FileStatus> found = statusOf(AT_FDCWD, file.path.c_str());
-    const bool isVeryFile = found && !file.isDeleted && found->id == status.id;
-    const bool isReplacement = found && file.isDeleted && sharesMounts;
+/// A line of an exclude list, and a record, hold no longer path and no control character.
+bool canBeWritten(std::string_view path) {
+    return path.size() < sizeof CV_Process_s::path && !hasControls(path);
+}
+
+/// The executable as the caller finds it by its path: the very file, or what replaced it.
+Executable examineExecutable(Holder& holder, const std::optional<FileStatus>& status, const std::string& link) {
+    if (!status) {
+        return {link, false};
+    }
+    LinkedFile file = readLinkText(link, *status);
+    const std::optional<FileStatus> found = lookUpWithoutWaiting(file.path, holder.caller().mountType(status->mountId));
+    const bool isVeryFile = found && !file.isDeleted && found->id == status->id;
+    const bool isReplacement = found && file.isDeleted && holder.sharesMounts();
     if (!isVeryFile && !isReplacement) {
         return {link, false};
     }
-    const bool canBeWritten = file.path.size() < sizeof CV_Process_s::path && !hasControls(file.path);
-    return {file.path, canBeWritten};
+    return {file.path, canBeWritten(file.path)};
 }
 
 /// Why a process that runs the product's code must still only be listed, if so.
@@ -225,38 +259,45 @@ std::optional<Reason> demotion(const Caller& caller, const PinnedProcess& proces
     return std::nullopt;
 }
 
-Verdict failedSearch(Search search, const std::string& path) {
-    return {0, search == Search::OverBudget ? Reason::OverBudget : Reason::Vanished, path};
+/// A process that ended while it was read is no record, nor is one of which nothing was found within the budget.
+Verdict withoutReason(Search search, const std::string& path) {
+    switch (search) {
+    case Search::OverBudget:
+        return {0, Reason::OverBudget, path};
+    case Search::Unreadable:
+        return {0, Reason::Unreadable, path};
+    case Search::Gone:
+        return {0, Reason::Vanished, path};
+    case Search::Found:
+    case Search::NotFound:
+        break;
+    }
+    return {};
 }
 
 } // namespace
 
 Verdict judgeThirdParty(const Roots& roots, const Caller& caller, const PinnedProcess& process) {
-    const std::optional<std::string> link = process.link("exe");
+    Holder holder(caller, process);
+    const Search mapped = mapsProduct(roots, holder);
+    const Search held = mapped == Search::NotFound ? holdsProduct(holder) : mapped;
+    const std::optional<std::string> link = held != Search::NotFound ? process.link("exe") : std::nullopt;
+    if (held != Search::Found || !link) {
+        return withoutReason(held, link.value_or(""));
+    }
+    // A server of the process's own may refuse its status to root (fuse(4), allow_other): it is only listed then.
     const std::optional<FileStatus> status = process.status("exe");
-    if (!link || !status) {
-        return {0, Reason::Vanished, ""};
+    if (status && caller.isOwnExecutable(*status, withoutDeleted(*link).value_or(*link))) {
+        return {0, Reason::CallersExecutable, *link};
     }
-    if (caller.isOwnExecutable(*status)) {
-        return {0, Reason::CallersExecutable, ""};
+    Executable executable = examineExecutable(holder, status, *link);
+    if (mapped != Search::Found) {
+        return {CAT_OTHER_THIRD_PARTY, Reason::HoldsProduct, executable.path};
     }
-    const bool sharesMounts = caller.hasMountNamespace(process);
-    const Search mapped = mapsProduct(roots, caller, process, sharesMounts);
-    if (mapped == Search::Found) {
-        Executable executable = examineExecutable(*status, *link, sharesMounts);
-        if (const std::optional<Reason> reason = demotion(caller, process, executable)) {
-            return {CAT_OTHER_THIRD_PARTY, *reason, executable.path};
-        }
-        return {CAT_THIRD_PARTY, Reason::MapsProduct, executable.path};
+    if (const std::optional<Reason> reason = demotion(caller, process, executable)) {
+        return {CAT_OTHER_THIRD_PARTY, *reason, executable.path};
     }
-    if (mapped != Search::NotFound) {
-        return failedSearch(mapped, *link);
-    }
-    const Search held = holdsProduct(caller, process, sharesMounts);
-    if (held == Search::Found) {
-        return {CAT_OTHER_THIRD_PARTY, Reason::HoldsProduct, examineExecutable(*status, *link, sharesMounts).path};
-    }
-    return held == Search::NotFound ? Verdict{} : failedSearch(held, *link);
+    return {CAT_THIRD_PARTY, Reason::MapsProduct, executable.path};
 }
 
 } // namespace lister

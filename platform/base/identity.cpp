@@ -7,8 +7,10 @@
 
 #include <fcntl.h>
 #include <linux/nsfs.h>
+#include <linux/openat2.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 
 #include "cvshutdown.h"
 
@@ -23,14 +25,50 @@ constexpr unsigned int kStatxMountId = 0x00001000U;
 constexpr unsigned int kStatxMountId = STATX_MNT_ID;
 #endif
 
-/// One more than a path can have (proc(5): a link text is cut at a page).
-constexpr std::size_t kLinkSize = PATH_MAX + 1;
 constexpr std::size_t kStatSize = 4096;
 constexpr std::size_t kMountInfoSize = 16U << 20U;
 
 std::string canonical(const char* path) {
     char resolved[PATH_MAX];
     return realpath(path, resolved) != nullptr ? resolved : path;
+}
+
+/// A descriptor that only names its file (open(2), O_PATH), looked up as `resolve` demands (openat2(2), Linux 5.6).
+UniqueFd findFile(int directory, const char* path, std::uint64_t resolve) {
+    open_how how = {};
+    how.flags = O_PATH | O_CLOEXEC;
+    how.resolve = resolve;
+    UniqueFd file(static_cast<int>(syscall(SYS_openat2, directory, path, &how, sizeof how)));
+    if (!file) {
+        throwIfShort(errno);
+    }
+    return file;
+}
+
+std::optional<FileStatus> statusOf(const UniqueFd& file) {
+    return file ? lister::statusOf(file.get(), "", AT_EMPTY_PATH) : std::nullopt;
+}
+
+/// What must be known of the caller itself.
+FileStatus requireStatus(const PinnedProcess& self, const char* name) {
+    const std::optional<FileStatus> status = self.status(name);
+    if (!status) {
+        throw ScanFailure{errno};
+    }
+    return *status;
+}
+
+std::string requireLink(const PinnedProcess& self, const char* name) {
+    std::optional<std::string> text = self.link(name);
+    if (!text) {
+        throw ScanFailure{errno};
+    }
+    return *text;
+}
+
+bool isIn(const PinnedProcess& process, const char* name, const std::string& space) {
+    LinkBuffer buffer;
+    return process.link(name, buffer) == std::string_view(space);
 }
 
 bool sameFile(const std::optional<FileStatus>& left, const std::optional<FileStatus>& right) {
@@ -62,10 +100,17 @@ std::optional<uid_t> ownerOfUserNamespace(const PinnedProcess& process) {
 
 } // namespace
 
+void throwIfShort(int error) {
+    if (error == EMFILE || error == ENFILE || error == ENOMEM) {
+        throw ScanFailure{error};
+    }
+}
+
 std::optional<FileStatus> statusOf(int directory, const char* path, int flags) {
     struct statx raw = {};
     if (statx(directory, path, flags | AT_STATX_DONT_SYNC | AT_NO_AUTOMOUNT, STATX_BASIC_STATS | kStatxMountId, &raw) !=
         0) {
+        throwIfShort(errno);
         return std::nullopt;
     }
     const bool knowsMount = (raw.stx_mask & kStatxMountId) != 0;
@@ -77,19 +122,33 @@ std::optional<FileStatus> statusOf(int directory, const char* path, int flags) {
 }
 
 PinnedProcess::PinnedProcess(int proc, pid_t pid, const char* folder)
-    : m_pid(pid), m_folder(openat(proc, folder, O_PATH | O_DIRECTORY | O_CLOEXEC)) {}
+    : m_pid(pid), m_folder(openat(proc, folder, O_PATH | O_DIRECTORY | O_CLOEXEC)) {
+    if (!m_folder) {
+        throwIfShort(errno);
+    }
+}
 
-std::optional<std::string> PinnedProcess::link(const char* name) const {
-    char text[kLinkSize];
-    const ssize_t length = readlinkat(folder(), name, text, sizeof text);
+std::optional<std::string_view> PinnedProcess::link(const char* name, LinkBuffer& buffer) const {
+    const ssize_t length = readlinkat(folder(), name, buffer, sizeof buffer);
     if (length < 0) {
+        throwIfShort(errno);
         return std::nullopt;
     }
-    return std::string(text, static_cast<std::size_t>(length));
+    return std::string_view(buffer, static_cast<std::size_t>(length));
+}
+
+std::optional<std::string> PinnedProcess::link(const char* name) const {
+    LinkBuffer buffer;
+    const std::optional<std::string_view> text = link(name, buffer);
+    return text ? std::optional<std::string>(*text) : std::nullopt;
 }
 
 UniqueFd PinnedProcess::open(const char* name, int flags) const {
-    return UniqueFd(openat(folder(), name, flags | O_CLOEXEC));
+    UniqueFd file(openat(folder(), name, flags | O_CLOEXEC));
+    if (!file) {
+        throwIfShort(errno);
+    }
+    return file;
 }
 
 std::optional<std::string> PinnedProcess::read(const char* name, std::size_t limit) const {
@@ -103,13 +162,18 @@ std::optional<std::string> PinnedProcess::read(const char* name, std::size_t lim
 Caller::Caller(const Roots& roots) : m_installRoot(canonical(roots.install)) {
     const UniqueFd proc(::open(roots.proc, O_PATH | O_DIRECTORY | O_CLOEXEC));
     const PinnedProcess self(proc.get(), getpid(), "self");
-    m_installFolder = statusOf(AT_FDCWD, m_installRoot.c_str());
-    m_executable = self.status("exe");
-    m_pidNamespace = self.status("ns/pid");
-    m_userNamespace = self.status("ns/user");
-    m_mountNamespace = self.status("ns/mnt");
+    // The tree may be gone while its processes still run.
+    m_installFolder = lister::statusOf(AT_FDCWD, m_installRoot.c_str());
+    m_executable = requireStatus(self, "exe");
+    if (m_executable.mountId == 0) {
+        throw ScanFailure{ENOSYS};
+    }
+    m_executablePath = readLinkText(requireLink(self, "exe"), m_executable).path;
+    m_pidNamespace = requireLink(self, "ns/pid");
+    m_userNamespace = requireLink(self, "ns/user");
+    m_mountNamespace = requireLink(self, "ns/mnt");
     readAncestors(proc.get());
-    readMounts(self.folder());
+    readMounts(self);
 }
 
 void Caller::readAncestors(int proc) {
@@ -122,10 +186,12 @@ void Caller::readAncestors(int proc) {
     }
 }
 
-void Caller::readMounts(int self) {
-    const UniqueFd file(openat(self, "mountinfo", O_RDONLY | O_CLOEXEC));
-    const std::string text = file ? readAll(file.get(), kMountInfoSize) : "";
-    for (std::string_view rest = text; !rest.empty();) {
+void Caller::readMounts(const PinnedProcess& self) {
+    const std::optional<std::string> text = self.read("mountinfo", kMountInfoSize);
+    if (!text) {
+        throw ScanFailure{errno};
+    }
+    for (std::string_view rest = *text; !rest.empty();) {
         const std::size_t length = std::min(rest.find('\n'), rest.size());
         if (const std::optional<MountLine> mount = parseMountLine(rest.substr(0, length))) {
             m_mounts.push_back(*mount);
@@ -138,22 +204,22 @@ bool Caller::isAncestor(pid_t pid) const {
     return std::find(m_ancestors.begin(), m_ancestors.end(), pid) != m_ancestors.end();
 }
 
-bool Caller::isOwnExecutable(const FileStatus& executable) const {
-    return m_executable && m_executable->id == executable.id;
+bool Caller::isOwnExecutable(const FileStatus& executable, std::string_view path) const {
+    return m_executable.id == executable.id || path == m_executablePath;
 }
 
 bool Caller::hasPidNamespace(const PinnedProcess& process) const {
-    return sameFile(m_pidNamespace, process.status("ns/pid"));
+    return isIn(process, "ns/pid", m_pidNamespace);
 }
 
 bool Caller::hasMountNamespace(const PinnedProcess& process) const {
-    return sameFile(m_mountNamespace, process.status("ns/mnt"));
+    return isIn(process, "ns/mnt", m_mountNamespace);
 }
 
 /// In a user namespace of his own an ordinary user can mount what he likes where he likes, and with PR_SET_MM_MAP name
 /// any file as his executable (prctl(2)): what is read of such a process proves nothing.
 bool Caller::trustsUserNamespace(const PinnedProcess& process) const {
-    return sameFile(m_userNamespace, process.status("ns/user")) || ownerOfUserNamespace(process) == uid_t{0};
+    return isIn(process, "ns/user", m_userNamespace) || ownerOfUserNamespace(process) == uid_t{0};
 }
 
 bool Caller::seesMount(std::uint64_t mountId, std::string_view path) const {
@@ -163,10 +229,32 @@ bool Caller::seesMount(std::uint64_t mountId, std::string_view path) const {
     });
 }
 
+std::string_view Caller::mountType(std::uint64_t mountId) const {
+    const auto mount =
+        std::find_if(m_mounts.begin(), m_mounts.end(), [&](const MountLine& m) { return m.id == mountId; });
+    return mount != m_mounts.end() ? std::string_view(mount->type) : "";
+}
+
+/// The install root is canonical, so a symbolic link on the way is not the host's; an absolute one would even lead from
+/// the process's root into the caller's.
 bool Caller::sharesInstallRoot(const PinnedProcess& process) const {
     const UniqueFd root = process.open("root", O_PATH | O_DIRECTORY);
     // Without the leading slash: the path is walked from the process's own root.
-    return root && sameFile(m_installFolder, statusOf(root.get(), m_installRoot.c_str() + 1));
+    return root &&
+           sameFile(m_installFolder, statusOf(findFile(root.get(), m_installRoot.c_str() + 1, RESOLVE_NO_SYMLINKS)));
+}
+
+/// What somebody runs is in the kernel's look-up cache, where RESOLVE_CACHED (Linux 5.12) finds it without asking
+/// anybody; what replaced it may not be, but a disk answers.
+std::optional<FileStatus> lookUpWithoutWaiting(const std::string& path, std::string_view mountType) {
+    if (const UniqueFd file = findFile(AT_FDCWD, path.c_str(), RESOLVE_CACHED)) {
+        return statusOf(file);
+    }
+    return mountType.empty() || isServedType(mountType) ? std::nullopt : lister::statusOf(AT_FDCWD, path.c_str());
+}
+
+Reason lostReason(int error) {
+    return error == ENOENT || error == ESRCH ? Reason::Vanished : Reason::Unreadable;
 }
 
 std::optional<Reason> outOfScope(const Caller& caller, const PinnedProcess& process) {
@@ -188,7 +276,7 @@ bool isTheHostsFile(const Caller& caller, const PinnedProcess& process, const Fi
         return caller.seesMount(status.mountId, path);
     }
     if (!isDeleted) {
-        return sameFile(status, statusOf(AT_FDCWD, std::string(path).c_str()));
+        return sameFile(status, lister::statusOf(AT_FDCWD, std::string(path).c_str()));
     }
     return caller.sharesInstallRoot(process);
 }
@@ -196,7 +284,7 @@ bool isTheHostsFile(const Caller& caller, const PinnedProcess& process, const Fi
 /// A file may really have a name that ends in " (deleted)": it has links then, and is found under that name.
 LinkedFile readLinkText(const std::string& link, const FileStatus& status) {
     const std::optional<std::string_view> stripped = withoutDeleted(link);
-    if (!stripped || (status.links > 0 && sameFile(status, statusOf(AT_FDCWD, link.c_str())))) {
+    if (!stripped || (status.links > 0 && sameFile(status, lister::statusOf(AT_FDCWD, link.c_str())))) {
         return {link, false};
     }
     return {std::string(*stripped), true};
@@ -204,15 +292,15 @@ LinkedFile readLinkText(const std::string& link, const FileStatus& status) {
 
 Verdict judgeExecutable(const Caller& caller, const PinnedProcess& process) {
     const std::optional<std::string> link = process.link("exe");
-    const std::optional<FileStatus> status = process.status("exe");
-    if (!link || !status) {
-        return {0, Reason::Vanished, ""};
+    const std::optional<FileStatus> status = link ? process.status("exe") : std::nullopt;
+    if (!status) {
+        return {0, lostReason(errno), link.value_or("")};
     }
     LinkedFile file = readLinkText(*link, *status);
     if (!isBelow(file.path, caller.installRoot())) {
         return {0, Reason::NoRelation, ""};
     }
-    if (caller.isOwnExecutable(*status)) {
+    if (caller.isOwnExecutable(*status, file.path)) {
         return {0, Reason::CallersExecutable, file.path};
     }
     if (const std::optional<Reason> reason = outOfScope(caller, process)) {

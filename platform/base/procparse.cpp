@@ -81,6 +81,10 @@ constexpr std::array<std::string_view, 27> kHostServices = {
     "crond",  "rsyslogd",     "syslog-ng", "polkitd",   "containerd", "containerd-shim", "dockerd",     "podman",
     "conmon", "runc",         "crun"};
 
+/// By their beginnings: "nfs4", "fuse.sshfs" and "fuseblk" are among them.
+constexpr std::array<std::string_view, 12> kServedTypes = {"fuse", "nfs",  "cifs",   "smb",     "9p",     "afs",
+                                                           "ceph", "coda", "lustre", "gluster", "autofs", "virtiofs"};
+
 constexpr std::array<std::string_view, 4> kHostServiceFamilies = {"systemd", "dbus-", "containerd-shim",
                                                                   "NetworkManager"};
 
@@ -133,7 +137,14 @@ std::optional<MountLine> parseMountLine(std::string_view line) {
     if (!id || mountPoint.empty() || mountPoint[0] != '/') {
         return std::nullopt;
     }
-    return MountLine{*id, unescapeOctal(mountPoint)};
+    const std::size_t separator = line.find(" - ");
+    std::string_view behind = separator == std::string_view::npos ? "" : line.substr(separator + 3);
+    return MountLine{*id, unescapeOctal(mountPoint), std::string(takeWord(behind))};
+}
+
+bool isServedType(std::string_view type) {
+    return std::any_of(kServedTypes.begin(), kServedTypes.end(),
+                       [type](std::string_view served) { return type.starts_with(served); });
 }
 
 std::string unescapeOctal(std::string_view text) {

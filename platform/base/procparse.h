@@ -41,10 +41,15 @@ struct MountLine {
     std::uint64_t id;
     /// The kernel's octal escapes (\040 for a blank) undone.
     std::string mountPoint;
+    /// "ext4", "fuse.sshfs"; empty where the line has none.
+    std::string type;
 };
 
-/// Reads "36 35 98:0 /root /mount/point rw ..." (proc_pid_mountinfo(5)).
+/// Reads "36 35 98:0 /root /mount/point rw,noatime master:1 - ext4 /dev/root rw" (proc_pid_mountinfo(5)).
 std::optional<MountLine> parseMountLine(std::string_view line);
+
+/// Whether a file system of this type may have to ask a server, which may never answer.
+bool isServedType(std::string_view type);
 
 /// Undoes the kernel's "\ooo" escapes.
 std::string unescapeOctal(std::string_view text);

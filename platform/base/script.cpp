@@ -1,5 +1,6 @@
 #include "proc.h"
 
+#include <cerrno>
 #include <climits>
 #include <cstdlib>
 
@@ -72,6 +73,9 @@ bool mayRun(const PinnedProcess& process, const FileStatus& script) {
 
 bool isScriptOf(const PinnedProcess& process, const std::string& script, const std::string& interpreter) {
     const UniqueFd file(open(script.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (!file) {
+        throwIfShort(errno);
+    }
     const std::optional<FileStatus> status = file ? statusOf(file.get(), "", AT_EMPTY_PATH) : std::nullopt;
     return status && S_ISREG(status->mode) &&
            (namesInterpreter(firstBytesOf(file.get()), interpreter) || isNamedAfter(process, script)) &&
@@ -82,9 +86,9 @@ bool isScriptOf(const PinnedProcess& process, const std::string& script, const s
 
 Verdict judgeScript(const Caller& caller, const PinnedProcess& process) {
     const std::optional<std::string> interpreter = process.link("exe");
-    const std::optional<FileStatus> status = process.status("exe");
-    if (!interpreter || !status) {
-        return {0, Reason::Vanished, ""};
+    const std::optional<FileStatus> status = interpreter ? process.status("exe") : std::nullopt;
+    if (!status) {
+        return {0, lostReason(errno), interpreter.value_or("")};
     }
     // A product script that calls the program is not stopped by it.
     if (!isTrustedInterpreter(caller, *interpreter, *status) || caller.isAncestor(process.pid())) {
