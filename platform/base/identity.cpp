@@ -162,6 +162,9 @@ std::optional<std::string> PinnedProcess::read(const char* name, std::size_t lim
 Caller::Caller(const Roots& roots) : m_installRoot(canonical(roots.install)) {
     const UniqueFd proc(::open(roots.proc, O_PATH | O_DIRECTORY | O_CLOEXEC));
     const PinnedProcess self(proc.get(), getpid(), "self");
+    if (!self) {
+        throw ScanFailure{errno};
+    }
     // The tree may be gone while its processes still run.
     m_installFolder = lister::statusOf(AT_FDCWD, m_installRoot.c_str());
     m_executable = requireStatus(self, "exe");

@@ -1,5 +1,7 @@
 #include "proc.h"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -20,23 +22,35 @@ constexpr std::size_t kSmallFileSize = 8192;
 /// The kernel keeps 15 bytes of a process's name (TASK_COMM_LEN).
 constexpr std::size_t kCommSize = 15;
 
+constexpr std::array kProgramFolders = {"/bin/", "/usr/bin/", "/usr/local/bin/"};
+
 /// An interpreter that nobody but root could have put there.
 bool isTrustedInterpreter(const Caller& caller, const std::string& path, const FileStatus& status) {
     return isInterpreterName(lastComponent(path)) && !isBelow(path, caller.installRoot()) && status.owner == 0 &&
            (status.mode & (S_IWGRP | S_IWOTH)) == 0;
 }
 
-/// "#!/usr/bin/env python3" names the interpreter by its name alone.
+bool leadsTo(const std::string& path, const std::string& interpreter) {
+    char resolved[PATH_MAX];
+    return realpath(path.c_str(), resolved) != nullptr && interpreter == resolved;
+}
+
+/// "#!/usr/bin/env python3" names the interpreter by its name alone: python3.11 answers to it, and whatever the host's
+/// own folders have under it.
+bool isCalled(const std::string& interpreter, std::string_view name) {
+    return !name.empty() && (lastComponent(interpreter).starts_with(name) ||
+                             std::any_of(kProgramFolders.begin(), kProgramFolders.end(), [&](const char* folder) {
+                                 return leadsTo(std::string(folder).append(name), interpreter);
+                             }));
+}
+
 bool namesInterpreter(std::string_view firstBytes, const std::string& interpreter) {
     const std::optional<Shebang> shebang = parseShebang(firstBytes);
     if (!shebang) {
         return false;
     }
-    if (lastComponent(shebang->interpreter) == "env") {
-        return lastComponent(interpreter).starts_with(shebang->argument) && !shebang->argument.empty();
-    }
-    char resolved[PATH_MAX];
-    return realpath(std::string(shebang->interpreter).c_str(), resolved) != nullptr && interpreter == resolved;
+    return lastComponent(shebang->interpreter) == "env" ? isCalled(interpreter, shebang->argument)
+                                                        : leadsTo(std::string(shebang->interpreter), interpreter);
 }
 
 /// The kernel names a process that it started from a "#!" file after that file.
