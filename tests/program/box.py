@@ -92,10 +92,20 @@ class Host:
 
     def write(self, path, data):
         """Writes a file of the box, given its path in the box."""
-        target = self.tree / ("quarn" + path[len("/usr/quarn"):] if path.startswith("/usr/quarn") else path.lstrip("/"))
+        target = self.inside(path)
         target.parent.mkdir(parents=True, exist_ok=True)
         target.write_bytes(data if isinstance(data, bytes) else data.encode())
         return path
+
+    def install(self, file, path, mode=0o755):
+        """Copies a file of the machine or of the build into the box."""
+        self.write(path, pathlib.Path(file).read_bytes())
+        self.inside(path).chmod(mode)
+        return path
+
+    def inside(self, path):
+        """Where a file of the box lies on the machine."""
+        return self.tree / ("quarn" + path[len("/usr/quarn"):] if path.startswith("/usr/quarn") else path.lstrip("/"))
 
     def shell(self, script, options=(), timeout=200):
         return subprocess.run(

@@ -1,0 +1,230 @@
+"""What a whole host can do to the lister: more containers, giants, servers that do not answer, processes on the run."""
+import os
+import pathlib
+import re
+
+import pytest
+
+from box import BIN, BUILD, CVSTOP
+
+HERE = pathlib.Path(__file__).parent
+SLEEP = "/usr/bin/sleep"
+LIBRARY = "/usr/quarn/corvane/lib/libsampled.so"
+NO_SNAPSHOT = 130
+
+
+def rows(text):
+    """The {path: category} of a listing."""
+    return {line.split()[1]: "Corvane" if line.split()[-1] == "Corvane" else "Third Party" for line in text.splitlines()[2:]}
+
+
+def background(command, ready):
+    """Starts a command and waits until a shell condition holds, at most as long as the box lasts; $! is its pid."""
+    return f"{command} &\nuntil {ready}; do :; done\n"
+
+
+def runs(path):
+    return f"readlink /proc/[0-9]*/exe | grep -q '^{re.escape(path)}\\( (deleted)\\)\\{{0,1\\}}$'"
+
+
+# --- mount namespaces
+
+OVERLAY = ("mount -t tmpfs tmpfs /tmp && mkdir /tmp/u /tmp/w && "
+           "mount -t overlay overlay -o lowerdir=/usr/quarn,upperdir=/tmp/u,workdir=/tmp/w /usr/quarn && "
+           f"exec {BIN}/halvd 31337")
+
+
+@pytest.mark.parametrize("unshare", ["unshare --mount --pid --fork --mount-proc", "unshare --mount"])
+def test_daemon_on_an_overlay_of_the_tree_is_not_the_hosts(host, unshare):
+    here = host()
+    here.install(SLEEP, f"{BIN}/halvd")
+    result = here.run("-l", before=background(f"{unshare} sh -c '{OVERLAY}'", runs(f"{BIN}/halvd")))
+    assert rows(result.stdout) == {}
+    result = here.run("-l", before=background(f"{unshare} sh -c '{OVERLAY}'", runs(f"{BIN}/halvd")) + f"rm {BIN}/halvd\n")
+    assert rows(result.stdout) == {}
+
+
+# In a mount namespace of its own, with a tree of its own, it runs a daemon that is gone, from a root whose way to the tree
+# is an absolute link: whoever follows that from outside comes to the host's own tree.
+JAIL = """
+import os, shutil
+for folder in ("/tmp/jail/usr", "/tmp/jail/lib64", "/tmp/jail/lib"):
+    os.makedirs(folder)
+os.symlink("/usr/quarn", "/tmp/jail/usr/quarn")
+shutil.copy("/lib64/ld-linux-x86-64.so.2", "/tmp/jail/lib64")
+shutil.copy("/lib/x86_64-linux-gnu/libc.so.6", "/tmp/jail/lib")
+daemon = os.open("%(bin)s/halvd", os.O_RDONLY)
+os.unlink("%(bin)s/halvd")
+os.chroot("/tmp/jail")
+os.chdir("/")
+os.execve(daemon, ["halvd", "31337"], {"LD_LIBRARY_PATH": "/lib"})
+""" % {"bin": BIN}
+
+
+def test_link_in_a_foreign_root_does_not_lead_to_the_hosts_tree(host):
+    here = host()
+    here.write("/opt/jail.py", JAIL)
+    inside = (f"mount -t tmpfs tmpfs /usr/quarn && mkdir -p {BIN} && cp {SLEEP} {BIN}/halvd && "
+              "exec /usr/bin/python3 /opt/jail.py")
+    result = here.run("-l", before=background(f"unshare --mount sh -c '{inside}'", runs(f"{BIN}/halvd")))
+    assert rows(result.stdout) == {}
+
+
+# --- third parties
+
+def test_descriptor_that_was_sent_to_a_stranger_only_lists_it(host):
+    """Who sends a daemon's file to a database must not have the database stopped."""
+    here = host(f"{BIN}/momuhe\n")
+    here.write("/opt/receive.py", "import socket, os, signal\n"
+               "ours, theirs = socket.socketpair(socket.AF_UNIX)\n"
+               "if os.fork() == 0:\n"
+               "    theirs.close()\n"
+               f"    socket.send_fds(ours, [b'x'], [os.open('{BIN}/momuhe', os.O_RDONLY)])\n"
+               "    os._exit(0)\n"
+               "ours.close()\n"
+               "socket.recv_fds(theirs, 1, 1)\n"
+               "os.wait()\n"
+               "open('/opt/received', 'w').close()\n"
+               "signal.pause()\n")
+    before = background("/usr/bin/python3 /opt/receive.py", "test -e /opt/received")
+    python = os.path.realpath("/usr/bin/python3")
+    assert rows(here.run("-l", "-3", before=before).stdout)[python] == "Third Party"
+    here.inside("/opt/received").unlink()
+    result = here.run("-k", "-3", before=before, after=f"{runs(python)} && echo alive >/usr/quarn/sandbox/alive")
+    assert here.file("alive") == "alive\n"
+    assert not result.is_alive("momuhe")
+
+
+def test_excluded_third_party_whose_executable_was_replaced_is_spared(host):
+    here = host(f"/opt/db/mapper map={LIBRARY}\n{BIN}/momuhe\n")
+    here.write("/opt/list", "/opt/db/mapper\n")
+    replace = "cp /opt/db/mapper /opt/db/new; mv /opt/db/new /opt/db/mapper\n"
+    result = here.run("-k", "-3", "-b", "/opt/list", before=replace)
+    assert result.is_alive("mapper") and not result.is_alive("momuhe")
+    assert result.signals_of("mapper") == []
+
+
+def test_replaced_third_party_that_no_list_names_is_ended(host):
+    here = host(f"/opt/db/mapper map={LIBRARY}\n{BIN}/momuhe\n")
+    result = here.run("-k", "-3", before="cp /opt/db/mapper /opt/db/new; mv /opt/db/new /opt/db/mapper\n")
+    assert not result.is_alive("mapper")
+
+
+def test_stranger_named_like_a_row_is_never_run_with_terminate(host):
+    here = host(f"/opt/x/halvd map={LIBRARY}\n{BIN}/momuhe\n")
+    result = here.run("-k", "-3")
+    assert [argv for argv in result.commands() if argv.startswith("/opt/x/halvd")] == []
+
+
+# --- giants, and servers that do not answer
+
+GIANT = """
+import ctypes, os, resource, signal, sys
+mmap = ctypes.CDLL(None).mmap
+mmap.restype = ctypes.c_void_p
+mmap.argtypes = [ctypes.c_void_p, ctypes.c_size_t, ctypes.c_int, ctypes.c_int, ctypes.c_int, ctypes.c_long]
+def map_page(file, protection):
+    if mmap(None, 4096, protection, 2, file, 0) == ctypes.c_void_p(-1).value:
+        sys.exit("no more mappings")
+file = os.open("/usr/bin/sleep", os.O_RDONLY)
+for n in range(65000):
+    map_page(file, 5 if n % 2 else 1)
+if len(sys.argv) > 1:
+    product = os.open(sys.argv[1], os.O_RDONLY)
+    map_page(product, 5)
+    os.close(product)
+for n in range(min(20000, resource.getrlimit(resource.RLIMIT_NOFILE)[1] - 100)):
+    os.dup(file)
+open("/opt/giant%d" % len(sys.argv), "w").close()
+signal.pause()
+"""
+
+
+def test_giants_beside_a_stuck_file_server_do_not_hold_up_a_listing(host):
+    """65,000 mappings and 20,000 descriptors, of a stranger and of one that runs the product's code; and on a server that
+    answers nobody any more, a daemon's namesake, one that runs the product's code, and one that works there."""
+    here = host(f"{BIN}/momuhe\n")
+    here.write("/opt/giant.py", GIANT)
+    here.install(HERE / "stuckfs.py", "/opt/stuckfs.py")
+    before = ("mkdir /tmp/stuck\n"
+              + background("/usr/bin/python3 /opt/stuckfs.py /tmp/stuck /opt/starter/start >/tmp/mounted 2>&1",
+                           "test -s /tmp/mounted || ! kill -0 $!")
+              + "server=$!; grep -q mounted /tmp/mounted || { cp /tmp/mounted /usr/quarn/sandbox/unmountable; exit 0; }\n"
+              + background("(exec /tmp/stuck/program --serve 1 life=600) >/dev/null", runs("/tmp/stuck/program"))
+              + background(f"(LD_PRELOAD={LIBRARY} exec /tmp/stuck/program --serve 1 life=600) >/dev/null",
+                           f"grep -q 'r-xp.*libsampled' /proc/$!/maps 2>/dev/null")
+              + background(f"(cd /tmp/stuck; exec {SLEEP} 600)", runs(SLEEP))
+              + background("/usr/bin/python3 /opt/giant.py", "test -e /opt/giant1")
+              + background(f"/usr/bin/python3 /opt/giant.py {LIBRARY}", "test -e /opt/giant2")
+              + "kill -STOP $server\n")
+    command = f"timeout 20 {CVSTOP} -l && timeout 20 {CVSTOP} -l -3"
+    result = here.run(command=command, before=before)
+    if (here.quarn / "sandbox/unmountable").exists():
+        pytest.skip(f"no file server can be mounted here: {here.file('unmountable')}")
+    assert result.status == 0
+    listings = result.stdout.split("Name")
+    assert f"{BIN}/momuhe" in listings[1] and "Third Party" not in listings[1]
+    python = os.path.realpath("/usr/bin/python3")
+    assert listings[2].count(python) == 1, "the giant that runs the product's code, not the other"
+    assert listings[2].count("/tmp/stuck/program") == 1, "the one that runs the product's code, not the namesake"
+
+
+# --- the caller's own limits
+
+def test_caller_that_may_not_look_is_told_so(host):
+    """A confined root must not see that nothing runs."""
+    here = host(f"{BIN}/momuhe\n")
+    result = here.run(command=f"setpriv --bounding-set -sys_ptrace --inh-caps -sys_ptrace {CVSTOP} -l")
+    assert (result.stdout, result.status) == ("find_process_CV failed with status 13\n", NO_SNAPSHOT)
+
+
+@pytest.mark.sanitized
+@pytest.mark.parametrize("option", ["-l", "-l -3"])
+def test_few_descriptors_are_an_error_or_a_whole_listing(host, option):
+    here = host(f"{BIN}/momuhe count=3\n")
+    here.run(command=f"for few in $(seq 3 16); do (ulimit -n $few; {CVSTOP} {option}; echo \"status $?\"); done")
+    results = re.findall(r"((?:.*\n)*?)status (\d+)\n", here.file("stdout"))
+    assert len(results) == 14
+    for text, status in results:
+        # 127: the loader finds no descriptor for the C library.
+        assert status in ("0", "110", "127", str(NO_SNAPSHOT)), text
+        assert status != "0" or text.count(f"{BIN}/momuhe") == 3, text
+    assert results[-1][1] == "0"
+    assert sum(status == str(NO_SNAPSHOT) for _, status in results) >= 3
+
+
+def test_little_memory_is_an_end_or_a_whole_listing(host):
+    """Each limit of the address space from where the program cannot even start to where it has enough."""
+    here = host(f"{BIN}/momuhe count=3\n")
+    here.run(command=f"for few in $(seq 2000 100 12000); do (ulimit -v $few; {CVSTOP} -l 2>/dev/null; echo \"status $?\"); done")
+    results = re.findall(r"((?:.*\n)*?)status (\d+)\n", here.file("stdout"))
+    assert len(results) == 101
+    complete = 0
+    for text, status in results:
+        # 127: the loader finds no room; 139: nor does it for its own tables; 134: std::terminate, the defined end.
+        assert status in ("0", "110", "127", str(NO_SNAPSHOT), "134", "137", "139"), (text, status)
+        assert status != "0" or text.count(f"{BIN}/momuhe") == 3, text
+        complete += status == "0"
+    assert results[-1][1] == "0" and 0 < complete < 101
+
+
+# --- on the run
+
+def test_process_that_hops_from_pid_to_pid_is_seen(host):
+    """With a buffer of many names none of 50 scans sees it: half of them leaves room for a busy machine."""
+    here = host()
+    here.install(BUILD / "sandbox/hopper", f"{BIN}/hopper")
+    here.run(command=f"for n in $(seq 50); do {CVSTOP} -l; done",
+             before=background(f"{BIN}/hopper 2", runs(f"{BIN}/hopper")))
+    assert here.file("stdout").count(f"{BIN}/hopper") >= 25
+
+
+def test_replaced_program_that_still_runs_is_no_process_of_the_product(host):
+    """An upgrade in the middle of a shutdown: the new release must not stop, nor count, the old one."""
+    here = host(f"{BIN}/momuhe ignore=all\n")
+    result = here.run(command=f"sh -c '{CVSTOP} -k -q & until grep -q \"Waiting for\" "
+                      f"/usr/quarn/corvane/logs/cvstop/cvstop.log; do :; done; cp {CVSTOP} {BIN}/new; mv {BIN}/new {CVSTOP}; "
+                      f"{CVSTOP} -l -3; wait'")
+    listed = rows(result.stdout)
+    assert listed[f"{BIN}/momuhe"] == "Corvane"
+    assert not [path for path in listed if path.startswith(CVSTOP)]
