@@ -37,10 +37,6 @@ constexpr std::uint64_t kVmaExecutable = 0x04;
 constexpr std::uint64_t kCoveringOrNextVma = 0x10;
 constexpr std::uint64_t kFileBackedVma = 0x20;
 
-// What one process may cost: twice what the largest databases have (vm.max_map_count is 65,530 unless raised).
-constexpr int kMappingBudget = 200'000;
-constexpr int kDescriptorBudget = 200'000;
-constexpr std::size_t kMapsBytesBudget = 64U << 20U;
 /// "fd/2147483647" and its NUL.
 constexpr std::size_t kDescriptorNameSize = 16;
 
@@ -55,10 +51,12 @@ Search searchFailure(int error) {
 /// One process and what is asked of it; the costlier facts are read when a name has come close.
 class Holder {
   public:
-    Holder(const Caller& caller, const PinnedProcess& process) : m_caller(caller), m_process(process) {}
+    Holder(const Caller& caller, const PinnedProcess& process, const Budget& budget)
+        : m_caller(caller), m_process(process), m_budget(budget) {}
 
     [[nodiscard]] const Caller& caller() const { return m_caller; }
     [[nodiscard]] const PinnedProcess& process() const { return m_process; }
+    [[nodiscard]] const Budget& budget() const { return m_budget; }
     bool sharesMounts() {
         if (!m_sharesMounts) {
             m_sharesMounts = m_caller.hasMountNamespace(m_process);
@@ -69,6 +67,7 @@ class Holder {
   private:
     const Caller& m_caller;
     const PinnedProcess& m_process;
+    const Budget& m_budget;
     std::optional<bool> m_sharesMounts;
 };
 
@@ -109,7 +108,7 @@ std::optional<Search> queryMappings(Holder& holder, int maps) {
     procmap_query query;
     char name[PATH_MAX];
     std::uint64_t address = 0;
-    for (int count = 0; count < kMappingBudget; ++count) {
+    for (int count = 0; count < holder.budget().mappings; ++count) {
         const int error = nextMapping(maps, address, query, name);
         if (error == ENOENT) {
             return Search::NotFound;
@@ -142,7 +141,7 @@ Search readMappings(Holder& holder, int maps) {
     std::string pending;
     char buffer[16384];
     std::size_t total = 0;
-    while (total < kMapsBytesBudget) {
+    while (total < holder.budget().mapsBytes) {
         const ssize_t count = read(maps, buffer, sizeof buffer);
         if (count <= 0) {
             return count == 0 ? Search::NotFound : searchFailure(errno);
@@ -194,7 +193,7 @@ Search descriptorsInProduct(Holder& holder) {
     const int error = forEachName(folder.get(), [&](const char* name) {
         char path[kDescriptorNameSize] = "fd/";
         std::memcpy(path + 3, name, std::min(std::strlen(name) + 1, sizeof path - 4));
-        if (++count > kDescriptorBudget) {
+        if (++count > holder.budget().descriptors) {
             result = Search::OverBudget;
         } else if (name[0] != '.' && linksIntoProduct(holder, path)) {
             result = Search::Found;
@@ -278,7 +277,7 @@ Verdict withoutReason(Search search, const std::string& path) {
 } // namespace
 
 Verdict judgeThirdParty(const Roots& roots, const Caller& caller, const PinnedProcess& process) {
-    Holder holder(caller, process);
+    Holder holder(caller, process, roots.budget);
     const Search mapped = mapsProduct(roots, holder);
     const Search held = mapped == Search::NotFound ? holdsProduct(holder) : mapped;
     const std::optional<std::string> link = held != Search::NotFound ? process.link("exe") : std::nullopt;

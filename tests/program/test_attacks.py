@@ -1,4 +1,5 @@
 """What a whole host can do to the lister: more containers, giants, servers that do not answer, processes on the run."""
+import collections
 import os
 import pathlib
 import re
@@ -25,6 +26,10 @@ def background(command, ready):
 
 def runs(path):
     return f"readlink /proc/[0-9]*/exe | grep -q '^{re.escape(path)}\\( (deleted)\\)\\{{0,1\\}}$'"
+
+
+def runs_count(path):
+    return f"readlink /proc/[0-9]*/exe | grep -c '^{re.escape(path)}$'"
 
 
 # --- mount namespaces
@@ -206,6 +211,20 @@ def test_little_memory_is_an_end_or_a_whole_listing(host):
         assert status != "0" or text.count(f"{BIN}/momuhe") == 3, text
         complete += status == "0"
     assert results[-1][1] == "0" and 0 < complete < 101
+
+
+# --- what it costs
+
+def test_stranger_costs_one_system_call(host):
+    here = host()
+    here.run(command="strace -o /opt/calls " + f"{CVSTOP} -l",
+             before=f"for n in $(seq 200); do {SLEEP} 600 & done\n" + background("true", f"test $({runs_count(SLEEP)}) = 200"))
+    calls = [line.split("(")[0] for line in here.inside("/opt/calls").read_text().splitlines()]
+    scan = calls[calls.index("getdents64"):]
+    links = scan.count("readlinkat")
+    assert links >= 200
+    # What besides: the table itself, the shells' being interpreters, once the caller, and the output.
+    assert len(scan) < links + 110, collections.Counter(scan)
 
 
 # --- on the run

@@ -86,10 +86,17 @@ def test_real_daemon_run_in_a_user_namespace_of_an_ordinary_user_is_not_touched(
 
 
 def test_lazily_detached_mount_proves_no_path(listing):
-    result = listing("mkdir -p /tmp/m && mount -t tmpfs tmpfs /usr/quarn/corvane/bin/.. 2>/dev/null; "
-                     "mkdir -p /usr/quarn/extra && mount -t tmpfs tmpfs /usr/quarn/extra && "
-                     f"cp {SLEEP} /usr/quarn/extra/halvd\n" + start("/usr/quarn/extra/halvd 31337")
-                     + "umount -l /usr/quarn/extra\n")
+    """The kernel gives a path in a detached mount from that mount's own root: whatever stands there."""
+    detached = f"/tmp/m{BIN}"
+    result = listing(f"mkdir -p /tmp/m && mount -t tmpfs tmpfs /tmp/m && mkdir -p {detached} && cp {SLEEP} {detached}/halvd\n"
+                     + start(f"{detached}/halvd 31337") + "umount -l /tmp/m\n"
+                     + f"readlink /proc/[0-9]*/exe | grep -qx '{BIN}/halvd' || exit 96\n")
+    assert listed(result) == []
+
+
+def test_mount_below_the_tree_that_was_detached_takes_its_path_along(listing):
+    result = listing(f"mkdir -p /usr/quarn/extra && mount -t tmpfs tmpfs /usr/quarn/extra && cp {SLEEP} /usr/quarn/extra/halvd\n"
+                     + start("/usr/quarn/extra/halvd 31337") + "umount -l /usr/quarn/extra\n")
     assert listed(result) == []
 
 

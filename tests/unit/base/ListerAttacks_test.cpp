@@ -354,6 +354,20 @@ TEST_F(Attack, UnreadableProcessIsPassedOverByACallerThatMayReadAll) {
     EXPECT_EQ(list, nullptr);
 }
 
+/// What ended is passed over in silence; what cannot be read may be a daemon, and is said.
+TEST_F(Attack, ProcessOfWhichNothingIsKnownIsToldFromOneThatEnded) {
+    const std::string daemon = install("halvd");
+    fs::create_directories(m_folder / "proc/7");
+    fs::create_directories(m_folder / "proc/8");
+    fs::create_symlink(daemon + "/in-a-file", m_folder / "proc/7/exe");
+    fs::create_symlink(daemon + "-that-is-gone", m_folder / "proc/8/exe");
+    const UniqueFd proc(open((m_folder / "proc").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    const Caller caller(m_roots);
+    EXPECT_EQ(judgeExecutable(caller, PinnedProcess(proc.get(), 7, "7")).reason, Reason::Unreadable);
+    EXPECT_EQ(judgeExecutable(caller, PinnedProcess(proc.get(), 8, "8")).reason, Reason::Vanished);
+    EXPECT_EQ(judgeThirdParty(m_roots, caller, PinnedProcess(proc.get(), 8, "8")).reason, Reason::Vanished);
+}
+
 TEST_F(Attack, CallerOfWhichNothingIsKnownEndsTheScan) {
     fs::create_directories(m_folder / "proc/1");
     const fs::path daemon = install("halvd");

@@ -195,6 +195,11 @@ class ThirdParty : public Lister, public testing::WithParamInterface<bool> {
   protected:
     ThirdParty() { m_roots.queryMappings = GetParam(); }
 
+    [[nodiscard]] Verdict judgeHolder(pid_t pid) const {
+        const UniqueFd proc(open("/proc", O_PATH | O_DIRECTORY | O_CLOEXEC));
+        return judgeThirdParty(m_roots, Caller(m_roots), PinnedProcess(proc.get(), pid, std::to_string(pid).c_str()));
+    }
+
     /// Starts a copy of sleep(1) that runs a library of the product inside, and waits until the loader has mapped it.
     std::unique_ptr<Child> runMapper(const std::string& name) {
         const fs::path library = m_root + "/bin/libproduct.so";
@@ -232,6 +237,24 @@ TEST_P(ThirdParty, WhoHoldsAFileOfTheTreeIsOnlyListed) {
 TEST_P(ThirdParty, WhoHasNothingToDoWithTheProductIsNotListed) {
     const auto child = run(copySleep(m_folder / "stranger"));
     EXPECT_FALSE(find(child->pid()));
+}
+
+/// A hostile process may have as much as it likes, in front of what it holds.
+TEST_P(ThirdParty, WhoGoesOverTheBudgetWithoutAReasonIsPassedOver) {
+    const fs::path file = install("halvd");
+    const auto child = run(copySleep(m_folder / "reader"), [&] { open(file.c_str(), O_RDONLY); });
+    EXPECT_EQ(judgeHolder(child->pid()).reason, Reason::HoldsProduct);
+    m_roots.budget.descriptors = 3; // ".", ".." and "0" come first
+    EXPECT_EQ(judgeHolder(child->pid()).reason, Reason::OverBudget);
+    EXPECT_FALSE(find(child->pid()));
+    m_roots.budget = {.mappings = 1, .descriptors = 100, .mapsBytes = 64};
+    EXPECT_EQ(judgeHolder(child->pid()).reason, Reason::OverBudget);
+}
+
+TEST_P(ThirdParty, ReasonThatIsFoundWithinTheBudgetCounts) {
+    const auto child = runMapper("mapper");
+    m_roots.budget.descriptors = 0;
+    EXPECT_EQ(judgeHolder(child->pid()).reason, Reason::MapsProduct);
 }
 
 TEST_P(ThirdParty, WhoRunsTheProductsCodeInsideMayBeTerminated) {
