@@ -68,19 +68,28 @@ std::string requireLink(const PinnedProcess& self, const char* name) {
 
 bool isIn(const PinnedProcess& process, const char* name, const std::string& space) {
     LinkBuffer buffer;
-    return process.link(name, buffer) == std::string_view(space);
+    const std::optional<std::string_view> text = process.link(name, buffer);
+    if (!text) {
+        throw ProcessLost{lostReason(errno)};
+    }
+    return *text == space;
 }
 
 bool sameFile(const std::optional<FileStatus>& left, const std::optional<FileStatus>& right) {
     return left && right && left->id == right->id;
 }
 
-std::string readAll(int fd, std::size_t limit) {
+/// Nothing where reading failed on the way: half a text would be taken for the whole.
+std::optional<std::string> readAll(int fd, std::size_t limit) {
     std::string text;
     char buffer[4096];
     while (text.size() < limit) {
         const ssize_t count = ::read(fd, buffer, std::min(sizeof buffer, limit - text.size()));
-        if (count <= 0) {
+        if (count < 0) {
+            throwIfShort(errno);
+            return std::nullopt;
+        }
+        if (count == 0) {
             break;
         }
         text.append(buffer, static_cast<std::size_t>(count));

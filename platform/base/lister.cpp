@@ -104,6 +104,7 @@ class Scan {
     void take(pid_t pid, const Verdict& verdict);
     void log(pid_t pid, const Verdict& verdict) const;
     Verdict judge(const char* folder, pid_t pid, std::string_view link);
+    Verdict judgePinned(const PinnedProcess& process, std::string_view link);
     const Caller& caller();
     [[nodiscard]] bool wantsThirdParties() const {
         return (m_categories & (CAT_THIRD_PARTY | CAT_OTHER_THIRD_PARTY)) != 0;
@@ -214,8 +215,16 @@ void Scan::visitUnreadable(pid_t pid, int error) {
 Verdict Scan::judge(const char* folder, pid_t pid, std::string_view link) {
     const PinnedProcess process(m_proc.get(), pid, folder);
     if (!process) {
-        return {0, lostReason(errno), ""};
+        return {0, lostReason(errno), std::string(link)};
     }
+    try {
+        return judgePinned(process, link);
+    } catch (const ProcessLost& lost) {
+        return {0, lost.reason, std::string(link)};
+    }
+}
+
+Verdict Scan::judgePinned(const PinnedProcess& process, std::string_view link) {
     if (isBelow(link, m_installRoot)) {
         Verdict verdict = judgeExecutable(caller(), process);
         if (verdict.category != 0 || verdict.reason != Reason::NoRelation) {

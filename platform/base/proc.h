@@ -75,6 +75,11 @@ struct ScanFailure {
     int error;
 };
 
+/// Ends the judgement of one process, of which something that a rule needs cannot be read.
+struct ProcessLost {
+    Reason reason;
+};
+
 /// Throws ScanFailure where the caller has no descriptor or no memory left.
 void throwIfShort(int error);
 
@@ -135,7 +140,7 @@ class PinnedProcess {
     std::optional<std::string_view> link(const char* name, LinkBuffer& buffer) const;
     [[nodiscard]] std::optional<std::string> link(const char* name) const;
     [[nodiscard]] std::optional<FileStatus> status(const char* name) const { return statusOf(folder(), name); }
-    /// At most `limit` bytes of a file.
+    /// At most `limit` bytes of a file; nothing when it cannot be read, with errno set.
     [[nodiscard]] std::optional<std::string> read(const char* name, std::size_t limit) const;
     [[nodiscard]] UniqueFd open(const char* name, int flags) const;
 
@@ -155,7 +160,8 @@ class Caller {
     [[nodiscard]] bool isAncestor(pid_t pid) const;
     /// Also another release of it: an upgrade in place must not make a running one a process of the product.
     [[nodiscard]] bool isOwnExecutable(const FileStatus& executable, std::string_view path) const;
-    // A namespace is known by the text of its link, "pid:[4026531836]" (namespaces(7)): cheaper than its status.
+    // A namespace is known by the text of its link, "pid:[4026531836]" (namespaces(7)): cheaper than its status. Where the
+    // link cannot be read these throw ProcessLost.
     [[nodiscard]] bool hasPidNamespace(const PinnedProcess& process) const;
     [[nodiscard]] bool trustsUserNamespace(const PinnedProcess& process) const;
     [[nodiscard]] bool hasMountNamespace(const PinnedProcess& process) const;
@@ -181,7 +187,7 @@ class Caller {
     std::vector<MountLine> m_mounts;
 };
 
-// --- identity: whose process is it
+// --- identity: whose process is it. The judges throw ProcessLost and ScanFailure.
 
 /// Whether signals of the caller mean the same process, and its user could not fake what is read of it.
 std::optional<Reason> outOfScope(const Caller& caller, const PinnedProcess& process);

@@ -368,6 +368,22 @@ TEST_F(Attack, ProcessOfWhichNothingIsKnownIsToldFromOneThatEnded) {
     EXPECT_EQ(judgeThirdParty(m_roots, caller, PinnedProcess(proc.get(), 8, "8")).reason, Reason::Vanished);
 }
 
+/// A daemon whose namespaces cannot be read is no stranger in namespaces of its own.
+TEST_F(Attack, ProcessWhoseNamespacesCannotBeReadIsSaid) {
+    const std::string daemon = install("halvd");
+    fs::create_directories(m_folder / "proc/7/ns");
+    fs::create_symlink(daemon, m_folder / "proc/7/exe");
+    std::ofstream(m_folder / "proc/7/ns/pid") << "no link";
+    const UniqueFd proc(open((m_folder / "proc").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    const PinnedProcess process(proc.get(), 7, "7");
+    try {
+        judgeExecutable(Caller(m_roots), process);
+        FAIL() << "it was judged";
+    } catch (const ProcessLost& lost) {
+        EXPECT_EQ(lost.reason, Reason::Unreadable);
+    }
+}
+
 TEST_F(Attack, CallerOfWhichNothingIsKnownEndsTheScan) {
     fs::create_directories(m_folder / "proc/1");
     const fs::path daemon = install("halvd");

@@ -1,0 +1,104 @@
+"""Runs in the box: shuts the fleet down once for each occurrence of a system call, which fails that once.
+
+    inject.py CALL ERRNO PART PARTS     a line of JSON a run; of PARTS that share the occurrences, this one's
+    inject.py --calls                   the calls that the program makes after main has begun, as {CALL: [before main, in all]}
+"""
+import collections
+import json
+import os
+import signal
+import subprocess
+import sys
+
+CVSTOP = ["/usr/quarn/corvane/bin/cvstop", "-k"]
+LOG = "/usr/quarn/corvane/logs/cvstop/cvstop.log"
+TRACE, OUTPUT, JOURNAL = "/tmp/trace", "/tmp/output", "/usr/quarn/sandbox/journal"
+# The first thing that main does: it looks whether the standard streams are there.
+MAIN_BEGINS = "fcntl(0, F_GETFD)"
+LONGEST_RUN = 150
+STUCK = 124
+
+
+def daemons():
+    """The processes that run a file of the tree, by pid; zombies are none."""
+    found = {}
+    for pid in filter(str.isdigit, os.listdir("/proc")):
+        try:
+            path = os.readlink(f"/proc/{pid}/exe")
+        except OSError:
+            continue
+        if path.startswith("/usr/quarn/") or path.startswith("/opt/"):
+            found[int(pid)] = path
+    return {pid: path for pid, path in found.items() if not path.startswith("/opt/starter/")}
+
+
+def start_fleet():
+    for path in (JOURNAL, LOG):
+        if os.path.exists(path):
+            os.truncate(path, 0)
+    subprocess.run(["/opt/starter/start", "--start", "/usr/quarn/sandbox/fleet"], check=True)
+
+
+def end_fleet():
+    for pid in daemons():
+        os.kill(pid, signal.SIGKILL)
+    while daemons():
+        pass
+
+
+def trace(*options):
+    with open(OUTPUT, "w") as output:
+        try:
+            return subprocess.run(["strace", "-o", TRACE, *options, *CVSTOP], stdin=subprocess.DEVNULL, stdout=output,
+                                  stderr=subprocess.STDOUT, timeout=LONGEST_RUN, check=False).returncode
+        except subprocess.TimeoutExpired:
+            return STUCK
+
+
+def run(call, error, occurrence):
+    start_fleet()
+    status = trace("-e", f"inject={call}:error={error}:when={occurrence}")
+    with open(TRACE) as lines:
+        injected = [line for line in lines if line.rstrip().endswith("(INJECTED)")]
+    with open(OUTPUT, errors="replace") as lines:
+        output = lines.read()
+    warnings = []
+    if os.path.exists(LOG):
+        with open(LOG, errors="replace") as lines:
+            warnings = [line for line in lines if " warning " in line]
+    with open(JOURNAL) as lines:
+        signals = [line.split("\t")[3:] for line in lines.read().splitlines() if line.split("\t")[1] == "signal"]
+    left = sorted(daemons().values())
+    end_fleet()
+    return {"occurrence": occurrence, "status": status, "injected": injected, "output": output, "signals": signals,
+            "left": left, "warnings": warnings}
+
+
+def count_calls():
+    start_fleet()
+    trace()
+    end_fleet()
+    before, total, has_begun = collections.Counter(), collections.Counter(), False
+    with open(TRACE) as lines:
+        for line in lines:
+            has_begun = has_begun or line.startswith(MAIN_BEGINS)
+            call = line.split("(")[0]
+            if call.isidentifier():
+                total[call] += 1
+                before[call] += not has_begun
+    return {call: [before[call], count] for call, count in total.items()}
+
+
+def main():
+    counts = count_calls()
+    if sys.argv[1] == "--calls":
+        print(json.dumps(counts))
+        return
+    call, error, part, parts = sys.argv[1:]
+    first, last = counts.get(call, [0, 0])
+    for occurrence in range(first + 1 + int(part), last + 1, int(parts)):
+        print(json.dumps(run(call, error, occurrence)), flush=True)
+
+
+if __name__ == "__main__":
+    main()
