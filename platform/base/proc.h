@@ -160,8 +160,8 @@ class Caller {
     [[nodiscard]] bool isAncestor(pid_t pid) const;
     /// Also another release of it: an upgrade in place must not make a running one a process of the product.
     [[nodiscard]] bool isOwnExecutable(const FileStatus& executable, std::string_view path) const;
-    // A namespace is known by the text of its link, "pid:[4026531836]" (namespaces(7)): cheaper than its status. Where the
-    // link cannot be read these throw ProcessLost.
+    // A namespace is known by the text of its link, "pid:[4026531836]" (namespaces(7)): cheaper than its status. Where
+    // the link cannot be read these throw ProcessLost.
     [[nodiscard]] bool hasPidNamespace(const PinnedProcess& process) const;
     [[nodiscard]] bool trustsUserNamespace(const PinnedProcess& process) const;
     [[nodiscard]] bool hasMountNamespace(const PinnedProcess& process) const;

@@ -1,0 +1,71 @@
+"""A host that does not hold still: processes come and go and change while they are read, two runs at once, a load on all
+processors. What lived throughout is never missed, and nobody is signalled for another."""
+import pytest
+
+from box import BIN, BUILD, CVSTOP
+
+FLEET = f"{BIN}/halvd\n{BIN}/momuhe count=3\n{BIN}/koka\n/opt/a/editor cwd={BIN}\n"
+LIVING = sorted([f"{BIN}/halvd", *3 * [f"{BIN}/momuhe"], f"{BIN}/koka"])
+LISTINGS, SHUTDOWNS = 200, 20
+
+# Strangers that have children without a pause, that change their pid every other millisecond, that exec without a pause.
+# Dead children are awaited: pid 1 of the box would not keep up with orphans, and the machine would run out of pids.
+STORM = "for n in 1 2 3 4; do /opt/hopper 0 brood & done; /opt/hopper 2 &\n"
+EXECS = "for n in 1 2 3 4; do /opt/hopper 0 exec & done\n"
+LOAD = "for n in 1 2; do sh -c 'while :; do :; done' & done\n"
+DISTURBANCES = {"storm": STORM, "execs": EXECS, "load": LOAD}
+
+
+@pytest.fixture
+def churning(host):
+    here = host(FLEET)
+    here.install(BUILD / "sandbox/hopper", "/opt/hopper")
+    return here
+
+
+def listings(text):
+    """The sorted paths of each listing."""
+    return [sorted(line.split()[1] for line in part.splitlines()[2:]) for part in text.split("Name ")[1:]]
+
+
+@pytest.mark.parametrize("disturbance", DISTURBANCES)
+@pytest.mark.parametrize("option", ["-l", "-l -3"])
+def test_listings_miss_nobody_who_lived_throughout(churning, disturbance, option):
+    result = churning.run(before=DISTURBANCES[disturbance],
+                          command=f"for n in $(seq {LISTINGS}); do {CVSTOP} {option} || echo failed; done")
+    assert "failed" not in result.stdout and result.stderr == ""
+    found = listings(result.stdout)
+    assert len(found) == LISTINGS
+    for paths in found:
+        assert [path for path in paths if path.startswith(BIN)] == LIVING
+        assert "/opt/hopper" not in paths
+        assert option == "-l" or "/opt/a/editor" in paths
+
+
+def check_shutdown(result):
+    assert result.stderr == ""
+    assert not [name for name in ("halvd", "momuhe", "koka") if result.is_alive(name)]
+    assert result.is_alive("editor") and result.signals_of("editor") == []
+    assert {signal.name for signal in result.signals} <= {"halvd", "momuhe", "koka"}
+    assert [argv for argv in result.commands() if "-terminate" in argv][0] == f"{BIN}/halvd -terminate"
+
+
+@pytest.mark.parametrize("disturbance", DISTURBANCES)
+def test_shutdowns_stop_the_product_and_nobody_else(churning, disturbance):
+    for _ in range(SHUTDOWNS):
+        result = churning.run("-k", before=DISTURBANCES[disturbance],
+                              after="readlink /proc/[0-9]*/exe | grep -c -e /opt/hopper -e dash >/usr/quarn/sandbox/strangers")
+        assert result.status == 1
+        assert "All Corvane specified processes terminated normally.\n" in result.stdout
+        assert int(churning.file("strangers")) >= 1
+        check_shutdown(result)
+        (churning.quarn / "sandbox/journal").write_text("")
+
+
+def test_shutdowns_two_at_once(churning):
+    for _ in range(SHUTDOWNS):
+        result = churning.run(command=f"sh -c '{CVSTOP} -k -q & first=$!; {CVSTOP} -k -q; second=$?; wait $first; echo $? $second'")
+        # The later of two runs may find nothing left.
+        assert result.stdout in ("1 1\n", "1 0\n", "0 1\n")
+        check_shutdown(result)
+        (churning.quarn / "sandbox/journal").write_text("")
