@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "Fixture.h"
+#include "PlanModel.h"
 #include "front.h"
 #include "shutdown.h"
 
@@ -120,6 +121,14 @@ class PropertiesTest : public fakes::ProgramTest {
         }
     }
 
+    [[nodiscard]] PlanModel model(const Processes& processes) const {
+        std::vector<PlanModel::Record> records;
+        for (const CV_Process_s* proc = processes.list(); proc != nullptr; proc = proc->next) {
+            records.push_back({proc->pid, proc->name, proc->path, proc->category, proc->excluded == 1});
+        }
+        return {std::move(records), host.fleet, host.ownPid, Args.waitTime};
+    }
+
     [[nodiscard]] bool hasActive(const std::string& name) const {
         return std::any_of(host.fleet.begin(), host.fleet.end(), [&](const FakeProcess& process) {
             return process.name == name && process.alive && !process.foreign && process.category != 4 &&
@@ -216,9 +225,12 @@ TEST_F(PropertiesTest, OneRow) {
             }
             continue;
         }
+        PlanModel expected = model(processes);
+        expected.carryOutRow(row, secondSignal != 0, pass);
         std::int32_t count = -1;
         host.run([&] { count = terminateAllProcesses(processes, row, secondSignal, pass); });
         handled += count;
+        EXPECT_EQ(host.of({"probe", "kill", "system", "sleep"}), expected.journal());
         checkJournal();
         const std::set<std::int32_t> pids = marked(processes);
         EXPECT_EQ(static_cast<std::size_t>(count), pids.size()) << "each handled record is marked, once";
@@ -249,8 +261,11 @@ TEST_F(PropertiesTest, TheWholeWalk) {
         SCOPED_TRACE("CVSTOP_TEST_SEED=" + std::to_string(seed) + " pass " + std::to_string(pass));
         host.journal.clear();
 
+        PlanModel expected = model(processes);
+        expected.walk(KillDefines, secondSignal, pass);
         std::int32_t remaining = -1;
         host.run([&] { remaining = OrderlyShutdown(processes, secondSignal, pass); });
+        EXPECT_EQ(host.of({"probe", "kill", "system", "sleep"}), expected.journal());
         checkJournal();
         EXPECT_GE(remaining, 0);
         EXPECT_LE(static_cast<std::size_t>(remaining), marked(processes).size());
