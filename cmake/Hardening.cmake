@@ -11,6 +11,12 @@ if(CVSTOP_WERROR)
   add_compile_options(-Werror)
 endif()
 
+if(CVSTOP_COVERAGE)
+  # Counts are added up across processes that end at the same time.
+  add_compile_options(--coverage -fprofile-update=atomic -fprofile-abs-path)
+  add_link_options(--coverage)
+endif()
+
 if(CVSTOP_SANITIZE)
   add_compile_options(-fsanitize=${CVSTOP_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${CVSTOP_SANITIZE})

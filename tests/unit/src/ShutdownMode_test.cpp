@@ -188,6 +188,7 @@ int statusAfterSignalWhileWaiting(int signal) {
     const fakes::ChildResult result = fakes::inChild([signal] {
         std::signal(SIGPIPE, SIG_DFL);
         std::signal(SIGHUP, SIG_DFL);
+        std::signal(SIGINT, SIG_DFL); // ignored in what a shell starts in the background
         FakeProcess& process = fakes::world().add("zeld", 10);
         process.diesOf.clear();
         process.secondsLeft = 2;
