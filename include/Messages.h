@@ -141,7 +141,7 @@ template <class Argument> constexpr char conversionFor() {
     if constexpr (std::is_integral_v<Argument>) {
         return sizeof(Argument) == sizeof(int) ? 'd' : '?';
     } else {
-        return std::is_convertible_v<Argument, const char*> ? 's' : '?';
+        return std::is_convertible<Argument, const char*>::value ? 's' : '?';
     }
 }
 

@@ -19,6 +19,7 @@ void prepareStandardStreams() {
         // open returns the lowest free number (open(2)), which is this one. Without a /dev/null, a descriptor that can
         // be neither read nor written still keeps the place.
         if (isClosed(descriptor) && open("/dev/null", O_RDWR) == -1) {
+            // cppcheck-suppress leakReturnValNotUsed ; it stands in for the stream as long as the program runs
             static_cast<void>(open("/", O_PATH));
         }
     }

@@ -121,6 +121,22 @@ def test_stranger_named_like_a_row_is_never_run_with_terminate(host):
     assert [argv for argv in result.commands() if argv.startswith("/opt/x/halvd")] == []
 
 
+def test_ancestor_that_runs_the_products_code_is_spared(host):
+    """Whoever started the program must not be ended by it, however he came to the product's code."""
+    here = host(f"{BIN}/momuhe\n")
+    shell = f"env LD_PRELOAD={LIBRARY} sh -c "
+    assert rows(here.run(command=f"{shell} '{CVSTOP} -l -3; :'").stdout)[os.path.realpath("/bin/sh")] == "Third Party"
+    assert here.run(command=f"{shell} '{CVSTOP} -k -3; echo survived'").stdout.endswith("survived\n")
+
+
+def test_mapper_in_a_pid_namespace_of_its_own_is_spared(host):
+    here = host(f"{BIN}/momuhe\n")
+    before = background(f"LD_PRELOAD={LIBRARY} unshare --pid --fork {SLEEP} 600", runs(SLEEP))
+    assert rows(here.run("-l", "-3", before=before).stdout)[SLEEP] == "Third Party"
+    here.run("-k", "-3", before=before, after=f"{runs(SLEEP)} && echo alive >/usr/quarn/sandbox/alive")
+    assert here.file("alive") == "alive\n"
+
+
 # --- giants, and servers that do not answer
 
 GIANT = """

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <set>
 
 #include <fcntl.h>
 #include <sched.h>
@@ -339,6 +340,15 @@ TEST_F(Shortage, OfDescriptorsIsAnErrorAndNeverAMissingProcess) {
         EXPECT_GE(errors, 3) << "the table, the process and the caller need one each";
         EXPECT_EQ(result.first, 0);
     }
+}
+
+TEST(Reasons, HaveATextEach) {
+    std::set<std::string> texts;
+    for (int reason = 0; reason <= static_cast<int>(Reason::OverBudget); ++reason) {
+        texts.insert(reasonText(static_cast<Reason>(reason)));
+    }
+    EXPECT_EQ(texts.size(), static_cast<std::size_t>(Reason::OverBudget) + 1);
+    EXPECT_EQ(texts.count("unknown"), 0U);
 }
 
 /// A made-up table with one process whose executable is no link: it is there, and cannot be read.
