@@ -46,7 +46,7 @@ def host(sandbox, request):
     for tree in made:
         counts = tree / "opt/coverage"
         if counts.is_dir():
-            runs = box.BUILD / "coverage-runs"
+            runs = box.BUILD.with_name(f"{box.BUILD.name}-runs")
             runs.mkdir(exist_ok=True)
             counts.rename(runs / tree.name)
         if not failed:

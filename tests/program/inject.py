@@ -6,6 +6,7 @@
 import collections
 import json
 import os
+import shutil
 import signal
 import subprocess
 import sys
@@ -33,9 +34,9 @@ def daemons():
 
 
 def start_fleet():
-    for path in (JOURNAL, LOG):
-        if os.path.exists(path):
-            os.truncate(path, 0)
+    os.truncate(JOURNAL, 0)
+    # Without its folder, so that making it is among the calls.
+    shutil.rmtree(os.path.dirname(LOG), ignore_errors=True)
     subprocess.run(["/opt/starter/start", "--start", "/usr/quarn/sandbox/fleet"], check=True)
 
 

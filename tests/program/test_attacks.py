@@ -199,7 +199,6 @@ def test_caller_that_may_not_look_is_told_so(host):
     assert (result.stdout, result.status) == ("find_process_CV failed with status 13\n", NO_SNAPSHOT)
 
 
-@pytest.mark.sanitized
 @pytest.mark.parametrize("option", ["-l", "-l -3"])
 def test_few_descriptors_are_an_error_or_a_whole_listing(host, option):
     here = host(f"{BIN}/momuhe count=3\n")
