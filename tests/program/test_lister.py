@@ -137,6 +137,24 @@ def test_script_of_the_product_is_its_process(listing):
     assert (f"{BIN}/worker", "Corvane") in listed(result)
 
 
+WORKER = f"printf '#!/bin/sh\\n{SLEEP} 31337 & wait\\n' >{BIN}/worker; chmod 755 {BIN}/worker\n"
+
+
+def test_script_in_a_container_with_the_hosts_tree_is_not_the_hosts(listing):
+    assert listed(listing(WORKER + start(f"unshare --mount --pid --fork --mount-proc {BIN}/worker"))) == []
+
+
+def test_script_of_another_tree_in_a_private_mount_namespace_is_not_the_hosts(listing):
+    """The host has a script of that path, too, and the process's argument leads a look from outside to that one."""
+    inside = ("cp /usr/quarn/corvane/bin/worker /tmp/worker && mount -t tmpfs tmpfs /usr/quarn && "
+              f"mkdir -p {BIN} && cp /tmp/worker {BIN}/worker && exec {BIN}/worker")
+    assert listed(listing(WORKER + start(f"unshare --mount sh -c '{inside}'"))) == []
+
+
+def test_script_in_a_private_mount_namespace_with_the_hosts_tree_is_the_hosts(listing):
+    assert (f"{BIN}/worker", "Corvane") in listed(listing(WORKER + start(f"unshare --mount {BIN}/worker")))
+
+
 def test_script_that_calls_the_program_is_not_stopped_by_it(host):
     here = host(f"{BIN}/momuhe\n")
     script = here.write(f"{BIN}/upgrade", f"#!/bin/sh\n{BIN}/cvstop -k -q\necho survived\n")
