@@ -49,6 +49,14 @@ done >/usr/quarn/sandbox/left
 """
 
 
+
+
+def until_ended(path):
+    """Shell text that goes on when nobody runs the file any more: who was sent SIGKILL, and is not waited for, may live on for
+    a moment."""
+    return f"until ! readlink /proc/[0-9]*/exe | grep -qxF {shlex.quote(path)}; do :; done\n"
+
+
 @dataclasses.dataclass
 class Result:
     stdout: str

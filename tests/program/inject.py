@@ -33,6 +33,11 @@ def daemons():
     return {pid: path for pid, path in found.items() if not path.startswith("/opt/starter/")}
 
 
+def still_running(pids):
+    """The executables of those that live, sorted. A stop command at work runs a daemon's file, too: it is not asked for."""
+    return sorted(path for pid, path in daemons().items() if pid in pids)
+
+
 def start_fleet():
     os.truncate(JOURNAL, 0)
     # Without its folder, so that making it is among the calls.
@@ -68,8 +73,10 @@ def run(call, error, occurrence):
         with open(LOG, errors="replace") as lines:
             warnings = [line for line in lines if " warning " in line]
     with open(JOURNAL) as lines:
-        signals = [line.split("\t")[3:] for line in lines.read().splitlines() if line.split("\t")[1] == "signal"]
-    left = sorted(daemons().values())
+        events = [line.split("\t") for line in lines.read().splitlines()]
+    signals = [event[3:] for event in events if event[1] == "signal"]
+    ready = [int(event[2]) for event in events if event[1] == "ready"]
+    left = still_running(ready)
     end_fleet()
     return {"occurrence": occurrence, "status": status, "injected": injected, "output": output, "signals": signals,
             "left": left, "warnings": warnings}

@@ -6,7 +6,7 @@ import re
 
 import pytest
 
-from box import BIN, BUILD, CVSTOP
+from box import BIN, BUILD, CVSTOP, until_ended
 
 HERE = pathlib.Path(__file__).parent
 SLEEP = "/usr/bin/sleep"
@@ -111,7 +111,8 @@ def test_excluded_third_party_whose_executable_was_replaced_is_spared(host):
 
 def test_replaced_third_party_that_no_list_names_is_ended(host):
     here = host(f"/opt/db/mapper map={LIBRARY}\n{BIN}/momuhe\n")
-    result = here.run("-k", "-3", before="cp /opt/db/mapper /opt/db/new; mv /opt/db/new /opt/db/mapper\n")
+    result = here.run("-k", "-3", before="cp /opt/db/mapper /opt/db/new; mv /opt/db/new /opt/db/mapper\n",
+                      after=until_ended("/opt/db/mapper (deleted)"))
     assert not result.is_alive("mapper")
 
 
