@@ -1,0 +1,54 @@
+# The .deb and the .rpm, from one description.
+set(CPACK_PACKAGE_NAME cvstop)
+set(CPACK_PACKAGE_VENDOR "cvstop maintainers")
+set(CPACK_PACKAGE_CONTACT "cvstop maintainers <cvstop@example.invalid>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "shuts down the Corvane backup software on a client host")
+set(CPACK_PACKAGE_DESCRIPTION
+"cvstop takes every running process of the product down, in a deliberate
+order: first politely, then with signals, at last with SIGKILL. It leaves
+alone what an exclude list names, can end other people's programs that run
+the product's code, or just lists what runs.")
+set(CPACK_GENERATOR DEB RPM)
+set(CPACK_PROJECT_CONFIG_FILE ${CMAKE_CURRENT_LIST_DIR}/components.cmake)
+set(CPACK_COMPONENTS_GROUPING ALL_COMPONENTS_IN_ONE)
+set(CPACK_STRIP_FILES ON)
+# The paths are the program's own.
+set(CPACK_PACKAGE_RELOCATABLE OFF)
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr/quarn/corvane)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE
+    WORLD_READ WORLD_EXECUTE)
+set(CPACK_VERBATIM_VARIABLES ON)
+
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_PACKAGE_SECTION admin)
+set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+# Which libc the program needs is read off its symbols.
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SUGGESTS logrotate)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA
+    ${CMAKE_CURRENT_LIST_DIR}/debian/conffiles ${CMAKE_CURRENT_LIST_DIR}/debian/postrm)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+
+set(CPACK_RPM_FILE_NAME RPM-DEFAULT)
+set(CPACK_RPM_COMPONENT_INSTALL ON)
+set(CPACK_RPM_PACKAGE_LICENSE "LicenseRef-Proprietary")
+set(CPACK_RPM_PACKAGE_SUMMARY "Shuts down the Corvane backup software on a client host")
+set(CPACK_RPM_PACKAGE_DESCRIPTION ${CPACK_PACKAGE_DESCRIPTION})
+set(CPACK_RPM_PACKAGE_GROUP "System Environment/Base")
+set(CPACK_RPM_PACKAGE_AUTOREQ ON)
+set(CPACK_RPM_PACKAGE_REQUIRES logrotate)
+set(CPACK_RPM_SPEC_MORE_DEFINE "%define packager ${CPACK_PACKAGE_CONTACT}")
+set(CPACK_RPM_CHANGELOG_FILE ${CMAKE_CURRENT_LIST_DIR}/rpm/changelog)
+set(CPACK_RPM_USER_FILELIST "%config(noreplace) /etc/logrotate.d/cvstop" "%doc /usr/share/doc/cvstop/copyright"
+    "%doc /usr/share/doc/cvstop/CHANGELOG.md" "%doc /usr/share/doc/cvstop/shutdown-plan.md")
+foreach(language IN ITEMS de es fr ja zh_CN)
+  list(APPEND CPACK_RPM_USER_FILELIST
+       "%lang(${language}) ${CPACK_PACKAGING_INSTALL_PREFIX}/locale/${language}/LC_MESSAGES/cvstop.mo")
+endforeach()
+# The system's own folders, which other packages own.
+set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION /etc /etc/logrotate.d /usr/quarn /usr/share/man
+    /usr/share/man/man5 /usr/share/man/man8 /usr/share/bash-completion
+    /usr/share/bash-completion/completions /usr/share/zsh /usr/share/zsh/site-functions)
+
+include(CPack)
