@@ -85,6 +85,9 @@ bool isHostsFile(Holder& holder, std::string_view name, const std::optional<File
     }
     const std::optional<FileStatus> status =
         statusOf(AT_FDCWD, std::string(withoutDeleted(name).value_or(name)).c_str());
+    if (!status) {
+        throwIfRefused(errno);
+    }
     return status && file && status->id == *file;
 }
 
@@ -176,7 +179,11 @@ Search mapsProduct(const Roots& roots, Holder& holder) {
 bool linksIntoProduct(Holder& holder, const char* name) {
     LinkBuffer buffer;
     const std::optional<std::string_view> link = holder.process().link(name, buffer);
-    if (!link || !isProductName(holder.caller(), *link)) {
+    if (!link) {
+        throwIfRefused(errno);
+        return false;
+    }
+    if (!isProductName(holder.caller(), *link)) {
         return false;
     }
     const std::optional<FileStatus> status = holder.process().status(name);
@@ -280,16 +287,19 @@ Verdict judgeThirdParty(const Roots& roots, const Caller& caller, const PinnedPr
     Holder holder(caller, process, roots.budget);
     const Search mapped = mapsProduct(roots, holder);
     const Search held = mapped == Search::NotFound ? holdsProduct(holder) : mapped;
-    const std::optional<std::string> link = held != Search::NotFound ? process.link("exe") : std::nullopt;
-    if (held != Search::Found || !link) {
-        return withoutReason(held, link.value_or(""));
+    if (held == Search::NotFound) {
+        return {};
+    }
+    const std::string link = required(process.link("exe"));
+    if (held != Search::Found) {
+        return withoutReason(held, link);
     }
     // A server of the process's own may refuse its status to root (fuse(4), allow_other): it is only listed then.
     const std::optional<FileStatus> status = process.status("exe");
-    if (status && caller.isOwnExecutable(*status, withoutDeleted(*link).value_or(*link))) {
-        return {0, Reason::CallersExecutable, *link};
+    if (status && caller.isOwnExecutable(*status, withoutDeleted(link).value_or(link))) {
+        return {0, Reason::CallersExecutable, link};
     }
-    Executable executable = examineExecutable(holder, status, *link);
+    Executable executable = examineExecutable(holder, status, link);
     if (mapped != Search::Found) {
         return {CAT_OTHER_THIRD_PARTY, Reason::HoldsProduct, executable.path};
     }

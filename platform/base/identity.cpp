@@ -68,11 +68,7 @@ std::string requireLink(const PinnedProcess& self, const char* name) {
 
 bool isIn(const PinnedProcess& process, const char* name, const std::string& space) {
     LinkBuffer buffer;
-    const std::optional<std::string_view> text = process.link(name, buffer);
-    if (!text) {
-        throw ProcessLost{lostReason(errno)};
-    }
-    return *text == space;
+    return required(process.link(name, buffer)) == space;
 }
 
 bool sameFile(const std::optional<FileStatus>& left, const std::optional<FileStatus>& right) {
@@ -100,8 +96,11 @@ std::optional<std::string> readAll(int fd, std::size_t limit) {
 /// The owner of a user namespace, as the caller's user namespace numbers users (ioctl_ns(2)).
 std::optional<uid_t> ownerOfUserNamespace(const PinnedProcess& process) {
     const UniqueFd space = process.open("ns/user", O_RDONLY);
+    if (!space) {
+        throw ProcessLost{lostReason(errno)};
+    }
     uid_t owner = 0;
-    if (!space || ioctl(space.get(), NS_GET_OWNER_UID, &owner) != 0) {
+    if (ioctl(space.get(), NS_GET_OWNER_UID, &owner) != 0) {
         return std::nullopt;
     }
     return owner;
@@ -112,6 +111,13 @@ std::optional<uid_t> ownerOfUserNamespace(const PinnedProcess& process) {
 void throwIfShort(int error) {
     if (error == EMFILE || error == ENFILE || error == ENOMEM) {
         throw ScanFailure{error};
+    }
+}
+
+void throwIfRefused(int error) {
+    throwIfShort(error);
+    if (error == EACCES || error == EPERM || error == EIO || error == ENOSYS) {
+        throw ProcessLost{Reason::Unreadable};
     }
 }
 
@@ -193,6 +199,10 @@ void Caller::readAncestors(int proc) {
         m_ancestors.push_back(pid);
         const PinnedProcess process(proc, pid, std::to_string(pid).c_str());
         const std::optional<std::string> text = process ? process.read("stat", kStatSize) : std::nullopt;
+        // With a part of the ancestors unknown one of them could be stopped.
+        if (!text && lostReason(errno) == Reason::Unreadable) {
+            throw ScanFailure{errno};
+        }
         const std::optional<StatLine> stat = text ? parseStat(*text) : std::nullopt;
         pid = stat ? stat->parent : 0;
     }
@@ -251,9 +261,15 @@ std::string_view Caller::mountType(std::uint64_t mountId) const {
 /// the process's root into the caller's.
 bool Caller::sharesInstallRoot(const PinnedProcess& process) const {
     const UniqueFd root = process.open("root", O_PATH | O_DIRECTORY);
+    if (!root) {
+        throw ProcessLost{lostReason(errno)};
+    }
     // Without the leading slash: the path is walked from the process's own root.
-    return root &&
-           sameFile(m_installFolder, statusOf(findFile(root.get(), m_installRoot.c_str() + 1, RESOLVE_NO_SYMLINKS)));
+    const UniqueFd folder = findFile(root.get(), m_installRoot.c_str() + 1, RESOLVE_NO_SYMLINKS);
+    if (!folder) {
+        throwIfRefused(errno);
+    }
+    return sameFile(m_installFolder, statusOf(folder));
 }
 
 /// What somebody runs is in the kernel's look-up cache, where RESOLVE_CACHED (Linux 5.12) finds it without asking
@@ -288,7 +304,11 @@ bool isTheHostsFile(const Caller& caller, const PinnedProcess& process, const Fi
         return caller.seesMount(status.mountId, path);
     }
     if (!isDeleted) {
-        return sameFile(status, lister::statusOf(AT_FDCWD, std::string(path).c_str()));
+        const std::optional<FileStatus> hosts = lister::statusOf(AT_FDCWD, std::string(path).c_str());
+        if (!hosts) {
+            throwIfRefused(errno);
+        }
+        return sameFile(status, hosts);
     }
     return caller.sharesInstallRoot(process);
 }

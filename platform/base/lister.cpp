@@ -158,7 +158,7 @@ void Scan::visit(const char* name, pid_t pid) {
         visitLink(name, pid, std::string_view(link, static_cast<std::size_t>(length)));
     } else if (errno == ENOENT) {
         visitExitedLeader(name, pid);
-    } else if (errno != ESRCH) {
+    } else {
         visitUnreadable(pid, errno);
     }
 }
@@ -168,7 +168,9 @@ void Scan::visit(const char* name, pid_t pid) {
 void Scan::visitExitedLeader(const char* name, pid_t pid) {
     const std::string task = std::string(name) + "/task";
     const std::optional<FileStatus> status = statusOf(m_proc.get(), task.c_str());
-    if (status && status->links > 3) {
+    if (!status) {
+        visitUnreadable(pid, errno);
+    } else if (status->links > 3) {
         visitThreads(task.c_str(), pid);
     }
 }
@@ -177,19 +179,27 @@ void Scan::visitExitedLeader(const char* name, pid_t pid) {
 void Scan::visitThreads(const char* task, pid_t pid) {
     const PinnedProcess threads(m_proc.get(), pid, task);
     const UniqueFd folder = threads ? threads.open(".", O_RDONLY | O_DIRECTORY) : UniqueFd();
-    if (folder) {
-        forEachName(folder.get(), [&](const char* name) { return !parsePid(name) || !visitThread(task, name, pid); });
+    const int error =
+        folder ? forEachName(folder.get(),
+                             [&](const char* name) { return !parsePid(name) || !visitThread(task, name, pid); })
+               : errno;
+    if (error != 0) {
+        visitUnreadable(pid, error);
     }
 }
 
+/// Whether the thread told of its process; one that has exited did not.
 bool Scan::visitThread(const char* task, const char* name, pid_t pid) {
     const std::string folder = std::string(task) + '/' + name;
     LinkBuffer link;
     const ssize_t length = readlinkat(m_proc.get(), (folder + "/exe").c_str(), link, sizeof link);
     if (length >= 0) {
         visitLink(folder.c_str(), pid, std::string_view(link, static_cast<std::size_t>(length)));
+        return true;
     }
-    return length >= 0;
+    const int error = errno;
+    visitUnreadable(pid, error);
+    return lostReason(error) != Reason::Vanished;
 }
 
 void Scan::visitLink(const char* folder, pid_t pid, std::string_view link) {
@@ -201,6 +211,9 @@ void Scan::visitLink(const char* folder, pid_t pid, std::string_view link) {
 /// A path of a page and more is one that the kernel cannot give, to nobody; anything else may hide a process of the
 /// product from a caller that may not look.
 void Scan::visitUnreadable(pid_t pid, int error) {
+    if (lostReason(error) == Reason::Vanished) {
+        return;
+    }
     if (error == ENAMETOOLONG) {
         logmsgf(kLogWarning, kFunction, "Process %d passed over: the path of its executable is too long", pid);
         return;

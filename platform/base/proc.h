@@ -83,6 +83,21 @@ struct ProcessLost {
 /// Throws ScanFailure where the caller has no descriptor or no memory left.
 void throwIfShort(int error);
 
+/// What became of something that could not be read, by errno: it is gone, or nothing is known of it.
+Reason lostReason(int error);
+
+/// Throws ProcessLost where what was asked for is there and was not given: a rule that took that for an answer would
+/// let a daemon of the product go unseen.
+void throwIfRefused(int error);
+
+/// What a rule cannot do without; throws ProcessLost where it is missing, with errno set.
+template <class Value> Value required(std::optional<Value> value) {
+    if (!value) {
+        throw ProcessLost{lostReason(errno)};
+    }
+    return *std::move(value);
+}
+
 /// A file, wherever it is known from.
 struct FileId {
     std::uint32_t deviceMajor = 0;
@@ -202,9 +217,6 @@ struct LinkedFile {
     bool isDeleted = false;
 };
 LinkedFile readLinkText(const std::string& link, const FileStatus& status);
-
-/// What became of a process that could not be read, by errno: it ended meanwhile, or nothing is known of it.
-Reason lostReason(int error);
 
 /// The status of a file that somebody runs, looked up by its path and never waiting for a file server: nothing where
 /// only a server could tell. `mountType` is the type of the file system that it stands on, empty where it is not known.

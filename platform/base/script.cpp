@@ -55,21 +55,25 @@ bool namesInterpreter(std::string_view firstBytes, const std::string& interprete
 
 /// The kernel names a process that it started from a "#!" file after that file.
 bool isNamedAfter(const PinnedProcess& process, std::string_view script) {
-    const std::optional<std::string> text = process.read("stat", kSmallFileSize);
-    const std::optional<StatLine> stat = text ? parseStat(*text) : std::nullopt;
+    const std::string text = required(process.read("stat", kSmallFileSize));
+    const std::optional<StatLine> stat = parseStat(text);
     return stat && stat->comm == lastComponent(script).substr(0, kCommSize);
 }
 
 std::string firstBytesOf(int script) {
     char bytes[kShebangSize];
     const ssize_t count = ::read(script, bytes, sizeof bytes);
-    return {bytes, static_cast<std::size_t>(count > 0 ? count : 0)};
+    if (count < 0) {
+        throwIfShort(errno);
+        throw ProcessLost{Reason::Unreadable};
+    }
+    return {bytes, static_cast<std::size_t>(count)};
 }
 
 /// The path below the install root that the process's script argument really leads to.
 std::optional<std::string> resolveScript(const Caller& caller, const PinnedProcess& process) {
-    const std::optional<std::string> commandLine = process.read("cmdline", kCommandLineSize);
-    const std::optional<std::string_view> argument = commandLine ? scriptArgument(*commandLine) : std::nullopt;
+    const std::string commandLine = required(process.read("cmdline", kCommandLineSize));
+    const std::optional<std::string_view> argument = scriptArgument(commandLine);
     char resolved[PATH_MAX];
     if (!argument || realpath(std::string(*argument).c_str(), resolved) == nullptr ||
         !isBelow(resolved, caller.installRoot())) {
@@ -80,36 +84,33 @@ std::optional<std::string> resolveScript(const Caller& caller, const PinnedProce
 
 /// argv and comm are the process's own to forge: nobody but root or the script's owner makes a process of the product.
 bool mayRun(const PinnedProcess& process, const FileStatus& script) {
-    const std::optional<std::string> status = process.read("status", kSmallFileSize);
-    const std::optional<uid_t> user = status ? parseEffectiveUid(*status) : std::nullopt;
+    const std::optional<uid_t> user = parseEffectiveUid(required(process.read("status", kSmallFileSize)));
     return user && (*user == 0 || *user == script.owner);
 }
 
 bool isScriptOf(const PinnedProcess& process, const std::string& script, const std::string& interpreter) {
     const UniqueFd file(open(script.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!file) {
-        throwIfShort(errno);
+        throwIfRefused(errno);
+        return false;
     }
-    const std::optional<FileStatus> status = file ? statusOf(file.get(), "", AT_EMPTY_PATH) : std::nullopt;
-    return status && S_ISREG(status->mode) &&
+    const FileStatus status = required(statusOf(file.get(), "", AT_EMPTY_PATH));
+    return S_ISREG(status.mode) &&
            (namesInterpreter(firstBytesOf(file.get()), interpreter) || isNamedAfter(process, script)) &&
-           mayRun(process, *status);
+           mayRun(process, status);
 }
 
 } // namespace
 
 Verdict judgeScript(const Caller& caller, const PinnedProcess& process) {
-    const std::optional<std::string> interpreter = process.link("exe");
-    const std::optional<FileStatus> status = interpreter ? process.status("exe") : std::nullopt;
-    if (!status) {
-        return {0, lostReason(errno), interpreter.value_or("")};
-    }
+    const std::string interpreter = required(process.link("exe"));
+    const FileStatus status = required(process.status("exe"));
     // A product script that calls the program is not stopped by it.
-    if (!isTrustedInterpreter(caller, *interpreter, *status) || caller.isAncestor(process.pid())) {
+    if (!isTrustedInterpreter(caller, interpreter, status) || caller.isAncestor(process.pid())) {
         return {0, Reason::NoRelation, ""};
     }
     const std::optional<std::string> script = resolveScript(caller, process);
-    if (!script || !isScriptOf(process, *script, *interpreter)) {
+    if (!script || !isScriptOf(process, *script, interpreter)) {
         return {0, Reason::NoRelation, ""};
     }
     if (const std::optional<Reason> reason = outOfScope(caller, process)) {

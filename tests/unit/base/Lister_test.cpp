@@ -251,6 +251,16 @@ TEST_P(ThirdParty, WhoGoesOverTheBudgetWithoutAReasonIsPassedOver) {
     EXPECT_EQ(judgeHolder(child->pid()).reason, Reason::OverBudget);
 }
 
+/// A stranger of as many descriptors as the budget allows is known to be one.
+TEST_P(ThirdParty, WhoKeepsWithinTheBudgetIsSearchedToTheEnd) {
+    const auto child = run(copySleep(m_folder / "stranger"));
+    const auto entries = fs::directory_iterator("/proc/" + std::to_string(child->pid()) + "/fd");
+    m_roots.budget.descriptors = 2 + static_cast<int>(std::distance(begin(entries), end(entries)));
+    EXPECT_EQ(judgeHolder(child->pid()).reason, Reason::NoRelation);
+    --m_roots.budget.descriptors;
+    EXPECT_EQ(judgeHolder(child->pid()).reason, Reason::OverBudget);
+}
+
 TEST_P(ThirdParty, ReasonThatIsFoundWithinTheBudgetCounts) {
     const auto child = runMapper("mapper");
     m_roots.budget.descriptors = 0;

@@ -38,6 +38,7 @@ CV_Process_s* newRecord(const FakeProcess& process) {
 } // namespace
 
 int find_processes_CV(CV_Process_s** list, Proc_categories categories, int verbosity) {
+    const fakes::Aside aside;
     world().record("list " + std::to_string(categories) + " " + std::to_string(verbosity));
     *list = nullptr;
     if (world().listerStatus != 0) {
@@ -56,6 +57,7 @@ int find_processes_CV(CV_Process_s** list, Proc_categories categories, int verbo
 }
 
 int CV_read_master_config() {
+    const fakes::Aside aside;
     world().record("config read");
     return world().configResult;
 }
@@ -65,11 +67,13 @@ const CV_master_config* get_master_config_ptr() {
 }
 
 int hask_is_server(const char* host) {
+    const fakes::Aside aside;
     world().record("hask_is_server " + std::string(host));
     return world().isServer;
 }
 
 int mkdirpath(const char* path, mode_t mode, std::int32_t* status) {
+    const fakes::Aside aside;
     char octal[16];
     std::snprintf(octal, sizeof octal, "%04o", static_cast<unsigned int>(mode));
     world().record("mkdirpath " + std::string(path) + " " + octal);
@@ -78,6 +82,7 @@ int mkdirpath(const char* path, mode_t mode, std::int32_t* status) {
 }
 
 int V_snprintf(char* buffer, std::size_t size, const char* format, ...) {
+    const fakes::Aside aside;
     va_list arguments;
     va_start(arguments, format);
     const int length = std::vsnprintf(buffer, size, format, arguments);
@@ -86,6 +91,7 @@ int V_snprintf(char* buffer, std::size_t size, const char* format, ...) {
 }
 
 int V_cat_snprintf(char* buffer, std::size_t size, const char* format, ...) {
+    const fakes::Aside aside;
     const std::size_t used = strnlen(buffer, size);
     va_list arguments;
     va_start(arguments, format);

@@ -83,6 +83,7 @@ std::size_t liveRecords() {
 } // namespace fakes
 
 int __wrap_kill(pid_t pid, int signal) {
+    const fakes::Aside aside;
     world().record(signal == 0 ? "probe " + std::to_string(pid)
                                : "kill " + std::to_string(pid) + " " + signalName(signal));
     FakeProcess* process = world().find(pid);
@@ -99,6 +100,7 @@ int __wrap_kill(pid_t pid, int signal) {
 }
 
 unsigned int __wrap_sleep(unsigned int seconds) {
+    const fakes::Aside aside;
     world().record("sleep " + std::to_string(seconds));
     world().slept += seconds;
     if (world().raiseAtSleep != 0) {
@@ -113,6 +115,7 @@ unsigned int __wrap_sleep(unsigned int seconds) {
 }
 
 int __wrap_system(const char* command) {
+    const fakes::Aside aside;
     world().record("system " + std::string(command));
     world().atCommands.push_back({isDefault(SIGPIPE), isDefault(SIGHUP)});
     for (FakeProcess& process : world().fleet) {
@@ -129,6 +132,7 @@ int __wrap_system(const char* command) {
 }
 
 uid_t __wrap_geteuid() {
+    const fakes::Aside aside;
     world().record("geteuid");
     return world().euid;
 }
@@ -138,6 +142,7 @@ pid_t __wrap_getpid() {
 }
 
 int __wrap_stat(const char* path, struct stat* result) {
+    const fakes::Aside aside;
     world().record("stat " + std::string(path));
     if (!isProductPath(path)) {
         return __real_stat(path, result);
@@ -154,10 +159,12 @@ int __wrap_stat(const char* path, struct stat* result) {
 
 // One and the same call where file offsets have 64 bits anyway, which is everywhere that the program runs.
 int __wrap_stat64(const char* path, struct stat* result) {
+    const fakes::Aside aside;
     return __wrap_stat(path, result);
 }
 
 int __wrap_access(const char* path, int mode) {
+    const fakes::Aside aside;
     if (!isProductPath(path)) {
         return __real_access(path, mode);
     }

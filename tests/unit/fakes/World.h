@@ -131,6 +131,19 @@ class World {
 
 World& world();
 
+/// While one lives, what is allocated is the made-up host's, and none of the program's.
+class Aside {
+  public:
+    Aside() { ++s_depth; }
+    ~Aside() { --s_depth; }
+    Aside(const Aside&) = delete;
+    Aside& operator=(const Aside&) = delete;
+    static bool isHere() { return s_depth > 0; }
+
+  private:
+    static inline int s_depth = 0;
+};
+
 /// Records of the process lister that nobody has freed yet.
 std::size_t liveRecords();
 

@@ -84,6 +84,12 @@ TEST(VCatSnprintf, AppendsAndCuts) {
     EXPECT_STREQ(buffer, "abcx (7)1");
 }
 
+TEST(VCatSnprintf, NothingToAppendIsNoFailure) {
+    char buffer[10] = "abc";
+    EXPECT_EQ(V_cat_snprintf(buffer, sizeof buffer, "%s", ""), 3);
+    EXPECT_STREQ(buffer, "abc");
+}
+
 TEST(VCatSnprintf, LeavesABufferWithoutItsEndAlone) {
     char buffer[4] = {'a', 'b', 'c', 'd'};
     EXPECT_LT(V_cat_snprintf(buffer, sizeof buffer, "%s", "x"), 0);

@@ -206,6 +206,20 @@ TEST(Qngetlocale, FollowsTheEnvironmentCategoryByCategory) {
     }
 }
 
+TEST(Qngetlocale, EachCategoryHasItsOwnVariable) {
+    const Environment environment;
+    for (const char* category : {"LC_MESSAGES", "LC_CTYPE", "LC_TIME", "LC_COLLATE", "LC_NUMERIC"}) {
+        ::setenv(category, category, 1);
+    }
+    Locales locales;
+    EXPECT_EQ(locales.get(), 0);
+    EXPECT_STREQ(locales.messages, "LC_MESSAGES");
+    EXPECT_STREQ(locales.ctype, "LC_CTYPE");
+    EXPECT_STREQ(locales.time, "LC_TIME");
+    EXPECT_STREQ(locales.collate, "LC_COLLATE");
+    EXPECT_STREQ(locales.numeric, "LC_NUMERIC");
+}
+
 TEST(Qngetlocale, NameThatDoesNotFitIsEmptyAndSaidSo) {
     const Environment environment;
     ::setenv("LC_MESSAGES", "de_DE.UTF-8@euro", 1);

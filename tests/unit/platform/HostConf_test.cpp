@@ -90,6 +90,12 @@ TEST(HostConf, RoleIsEnough) {
     EXPECT_EQ(outcome.config.statsd, "");
 }
 
+TEST(HostConf, TheLeastVerbosityCanBeGiven) {
+    const hostconf::Outcome outcome = hostconf::parse("[host]\nrole=client\n[logging]\nverbosity=0\n", "system");
+    EXPECT_EQ(outcome.error, "");
+    EXPECT_EQ(outcome.config.verbosity, 0);
+}
+
 TEST(HostConf, BadTextIsRefusedWithItsPlace) {
     const std::string good = "[host]\nrole=client\n";
     const struct {

@@ -71,6 +71,14 @@ TEST_F(ProcessesTest, TheExcludeListIsLoadedBeforeTheSnapshotIsTaken) {
     EXPECT_EQ(entries[3], "list 7 3");
 }
 
+TEST_F(ProcessesTest, ConstructionWithoutArgumentsIsTraced) {
+    const Processes processes;
+    EXPECT_THAT(traces(), ElementsAre("enter Processes::Processes CV_Processes this",
+                                      "enter Processes::getProcesses CV_Processes this", "list 1 0",
+                                      "enter Processes::clearProcs CV_Processes this", "leave Processes::clearProcs",
+                                      "leave Processes::getProcesses", "leave Processes::Processes"));
+}
+
 TEST_F(ProcessesTest, ConstructionIsTraced) {
     Processes processes(kEverything, 0);
     EXPECT_THAT(traces(), ElementsAre("enter Processes::Processes CV_Processes this",

@@ -73,6 +73,24 @@ TEST_F(ShutdownModeTest, SurvivorsAreListedKilledAndWaitedFor) {
     EXPECT_EQ(host.count("log 2 Main: All processes terminated normally.\n"), 1U);
 }
 
+/// Whom nobody signalled is not waited for.
+TEST_F(ShutdownModeTest, WhoIsOnlyListedDoesNotHoldUpTheEnd) {
+    addTough("zeld", 10);
+    host.add("editor", 20, CAT_OTHER_THIRD_PARTY);
+    const std::string output = shutDown(kEverything);
+    EXPECT_NE(output.find("Signaling process /usr/quarn/corvane/bin/zeld\nAll processes terminated normally.\n"),
+              std::string::npos)
+        << output;
+    EXPECT_EQ(output.find("editor (20) has not terminated"), std::string::npos);
+}
+
+/// One signal a process, for all that it may ignore: a second one is for a caller that asks for it.
+TEST_F(ShutdownModeTest, ARowSendsItsSignalOnce) {
+    addTough("momuhe", 10);
+    shutDown();
+    EXPECT_THAT(host.of({"kill"}), ElementsAre("kill 10 SIGTERM", "kill 10 SIGKILL"));
+}
+
 TEST_F(ShutdownModeTest, QuietPrintsNothingAndLogsTheSame) {
     Args.quiet = true;
     addTough("zeld", 10);

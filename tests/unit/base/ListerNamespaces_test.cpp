@@ -1,0 +1,160 @@
+// Processes in mount namespaces of their own: a hardened service sees the host's files, a container has its own at the
+// same paths. Only root can make such namespaces.
+
+#include "ListerTest.h"
+
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/mount.h>
+
+namespace lister {
+namespace {
+
+class MountNamespace : public Lister {
+  protected:
+    void SetUp() override {
+        if (geteuid() != 0) {
+            GTEST_SKIP() << "only root can make a mount namespace";
+        }
+        m_copy = m_folder / "copy";
+        fs::create_directories(m_copy / "bin");
+    }
+
+    /// What a child does to see the host's files.
+    static void harden() {
+        EXPECT_EQ(unshare(CLONE_NEWNS), 0);
+        EXPECT_EQ(mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr), 0);
+    }
+    /// What a child does to see a tree of its own at the install root.
+    void contain() const {
+        harden();
+        EXPECT_EQ(mount(m_copy.c_str(), m_root.c_str(), nullptr, MS_BIND, nullptr), 0);
+    }
+
+    template <class Judge> Verdict judge(pid_t pid, const Judge& judgeOne) const {
+        const UniqueFd proc(open("/proc", O_PATH | O_DIRECTORY | O_CLOEXEC));
+        return judgeOne(Caller(m_roots), PinnedProcess(proc.get(), pid, std::to_string(pid).c_str()));
+    }
+    [[nodiscard]] Verdict judgeHolder(pid_t pid) const {
+        return judge(pid, [this](const Caller& caller, const PinnedProcess& process) {
+            return judgeThirdParty(m_roots, caller, process);
+        });
+    }
+
+    /// sleep(1) with a library of the product inside, once the loader has mapped it.
+    std::unique_ptr<Child> runMapper(const std::function<void()>& prepare) {
+        const std::string library = m_root + "/bin/library.so";
+        auto child = run(copySleep(m_folder / "mapper"), [&] {
+            prepare();
+            setenv("LD_PRELOAD", library.c_str(), 1);
+        });
+        std::string where;
+        while (where.find("nanosleep") == std::string::npos) {
+            std::ifstream file("/proc/" + std::to_string(child->pid()) + "/wchan");
+            std::getline(file, where);
+        }
+        return child;
+    }
+
+    /// The script, once it stops itself.
+    static void awaitStop(pid_t pid) {
+        int status = 0;
+        ASSERT_EQ(waitpid(pid, &status, WUNTRACED), pid);
+        ASSERT_TRUE(WIFSTOPPED(status));
+    }
+
+    fs::path m_copy;
+};
+
+constexpr char kStopsItself[] = "#!/bin/sh\nkill -STOP $$\n";
+const fs::path kMathLibrary = "/lib/x86_64-linux-gnu/libm.so.6";
+
+TEST_F(MountNamespace, HardenedDaemonIsTheProducts) {
+    const auto daemon = run(install("halvd"), harden);
+    EXPECT_EQ(judge(daemon->pid(), judgeExecutable).reason, Reason::ProductExecutable);
+}
+
+TEST_F(MountNamespace, DaemonOfAnotherTreeIsNotTheProducts) {
+    const fs::path path = install("halvd");
+    copySleep(m_copy / "bin/halvd");
+    const auto daemon = run(path, [this] { contain(); });
+    const Verdict verdict = judge(daemon->pid(), judgeExecutable);
+    EXPECT_EQ(verdict.reason, Reason::NotTheHostsFile);
+    EXPECT_EQ(verdict.category, 0);
+    EXPECT_FALSE(find(daemon->pid()));
+}
+
+TEST_F(MountNamespace, ReplacedDaemonIsTheProductsWhereTheTreeIsTheHosts) {
+    const fs::path path = install("halvd");
+    const auto hardened = run(path, harden);
+    fs::remove(path);
+    const Verdict verdict = judge(hardened->pid(), judgeExecutable);
+    EXPECT_EQ(verdict.reason, Reason::ProductExecutable);
+    EXPECT_EQ(verdict.path, path.string());
+}
+
+TEST_F(MountNamespace, ReplacedDaemonOfAnotherTreeIsNotTheProducts) {
+    const fs::path path = install("halvd");
+    copySleep(m_copy / "bin/halvd");
+    const auto daemon = run(path, [this] { contain(); });
+    fs::remove(m_copy / "bin/halvd");
+    EXPECT_EQ(judge(daemon->pid(), judgeExecutable).reason, Reason::NotTheHostsFile);
+}
+
+TEST_F(MountNamespace, HardenedScriptIsTheProducts) {
+    const Child script(writeScript("worker", kStopsItself), {"worker"}, harden);
+    awaitStop(script.pid());
+    EXPECT_EQ(judge(script.pid(), judgeScript).reason, Reason::ProductScript);
+}
+
+TEST_F(MountNamespace, ScriptOfAnotherTreeIsNotTheProducts) {
+    const fs::path path = writeScript("worker", kStopsItself);
+    fs::copy_file(path, m_copy / "bin/worker");
+    const Child script(path, {"worker"}, [this] { contain(); });
+    awaitStop(script.pid());
+    const Verdict verdict = judge(script.pid(), judgeScript);
+    EXPECT_EQ(verdict.reason, Reason::NotTheHostsFile);
+    EXPECT_EQ(verdict.category, 0);
+}
+
+TEST_F(MountNamespace, WhoMapsTheHostsLibraryMapsTheProducts) {
+    fs::copy_file(kMathLibrary, m_root + "/bin/library.so");
+    const auto mapper = runMapper(harden);
+    for (const bool queryMappings : {true, false}) {
+        m_roots.queryMappings = queryMappings;
+        EXPECT_EQ(judgeHolder(mapper->pid()).reason, Reason::MapsProduct);
+    }
+}
+
+TEST_F(MountNamespace, WhoMapsTheLibraryOfAnotherTreeHasNothingOfTheProduct) {
+    fs::copy_file(kMathLibrary, m_root + "/bin/library.so");
+    fs::copy_file(kMathLibrary, m_copy / "bin/library.so");
+    const auto mapper = runMapper([this] { contain(); });
+    for (const bool queryMappings : {true, false}) {
+        m_roots.queryMappings = queryMappings;
+        EXPECT_EQ(judgeHolder(mapper->pid()).reason, Reason::NoRelation);
+    }
+}
+
+TEST_F(MountNamespace, WhoMapsALibraryThatTheHostDoesNotHaveHasNothingOfTheProduct) {
+    fs::copy_file(kMathLibrary, m_copy / "bin/library.so");
+    const auto mapper = runMapper([this] { contain(); });
+    EXPECT_EQ(judgeHolder(mapper->pid()).reason, Reason::NoRelation);
+}
+
+TEST_F(MountNamespace, WhoWorksInTheSameFolderOfAnotherTreeIsNotListed) {
+    const auto editor = run(copySleep(m_folder / "editor"), [this] {
+        contain();
+        fs::current_path(m_root + "/bin");
+    });
+    EXPECT_FALSE(find(editor->pid()));
+    const auto hardened = run(m_folder / "editor", [this] {
+        harden();
+        fs::current_path(m_root + "/bin");
+    });
+    ASSERT_TRUE(find(hardened->pid()));
+    EXPECT_EQ(find(hardened->pid())->category, CAT_OTHER_THIRD_PARTY);
+}
+
+} // namespace
+} // namespace lister

@@ -1,0 +1,144 @@
+#include "Faults.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+
+namespace {
+
+// No std::string: calls are counted while memory is short, too.
+char g_call[32];
+int g_error = 0;
+int g_left = 0;
+
+bool isDue(const char* call) {
+    if (g_left == 0 || std::strcmp(call, g_call) != 0 || --g_left != 0) {
+        return false;
+    }
+    errno = g_error;
+    return true;
+}
+
+} // namespace
+
+namespace faults {
+
+void arm(const std::string& call, int error, int occurrence) {
+    std::snprintf(g_call, sizeof g_call, "%s", call.c_str());
+    g_error = error;
+    g_left = occurrence;
+}
+
+bool disarm() {
+    const bool wasReached = g_left == 0;
+    g_left = 0;
+    return wasReached;
+}
+
+std::vector<std::string>& systemLog() {
+    static std::vector<std::string> texts;
+    return texts;
+}
+
+} // namespace faults
+
+// Names given by the linker's --wrap.
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
+
+// A call of fixed arguments: its result, the name that it is counted by, its own name.
+#define PASS_ON(result, call, name, parameters, arguments)                                                             \
+    result __real_##name parameters;                                                                                   \
+    result __wrap_##name parameters {                                                                                  \
+        return isDue(call) ? static_cast<result>(-1) : __real_##name arguments;                                        \
+    }
+
+// A call that takes a mode behind its flags only where it makes a file.
+#define PASS_ON_OPEN(name)                                                                                             \
+    int __real_##name(const char* path, int flags, ...);                                                               \
+    int __wrap_##name(const char* path, int flags, ...) {                                                              \
+        va_list rest;                                                                                                  \
+        va_start(rest, flags);                                                                                         \
+        const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(rest, mode_t) : 0;                                         \
+        va_end(rest);                                                                                                  \
+        return isDue("open") ? -1 : __real_##name(path, flags, mode);                                                  \
+    }
+#define PASS_ON_OPENAT(name)                                                                                           \
+    int __real_##name(int folder, const char* path, int flags, ...);                                                   \
+    int __wrap_##name(int folder, const char* path, int flags, ...) {                                                  \
+        va_list rest;                                                                                                  \
+        va_start(rest, flags);                                                                                         \
+        const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(rest, mode_t) : 0;                                         \
+        va_end(rest);                                                                                                  \
+        return isDue("openat") ? -1 : __real_##name(folder, path, flags, mode);                                        \
+    }
+
+extern "C" {
+PASS_ON_OPEN(open)
+PASS_ON_OPEN(open64)
+PASS_ON(int, "open", __open_2, (const char* path, int flags), (path, flags))
+PASS_ON(int, "open", __open64_2, (const char* path, int flags), (path, flags))
+PASS_ON_OPENAT(openat)
+PASS_ON_OPENAT(openat64)
+PASS_ON(int, "openat", __openat_2, (int folder, const char* path, int flags), (folder, path, flags))
+PASS_ON(int, "openat", __openat64_2, (int folder, const char* path, int flags), (folder, path, flags))
+PASS_ON(ssize_t, "read", read, (int fd, void* to, std::size_t size), (fd, to, size))
+PASS_ON(ssize_t, "read", __read_chk, (int fd, void* to, std::size_t size, std::size_t room), (fd, to, size, room))
+PASS_ON(ssize_t, "readlinkat", readlinkat, (int folder, const char* path, char* to, std::size_t size),
+        (folder, path, to, size))
+PASS_ON(ssize_t, "readlinkat", __readlinkat_chk,
+        (int folder, const char* path, char* to, std::size_t size, std::size_t room), (folder, path, to, size, room))
+PASS_ON(ssize_t, "write", write, (int fd, const void* bytes, std::size_t size), (fd, bytes, size))
+PASS_ON(int, "statx", statx, (int folder, const char* path, int flags, unsigned int mask, struct statx* to),
+        (folder, path, flags, mask, to))
+PASS_ON(int, "fstat", fstat, (int fd, struct stat* to), (fd, to))
+PASS_ON(int, "fstat", fstat64, (int fd, struct stat64* to), (fd, to))
+PASS_ON(int, "stat", stat, (const char* path, struct stat* to), (path, to))
+PASS_ON(int, "stat", stat64, (const char* path, struct stat64* to), (path, to))
+PASS_ON(ssize_t, "getdents64", getdents64, (int fd, void* to, std::size_t size), (fd, to, size))
+PASS_ON(int, "ioctl", ioctl, (int fd, unsigned long request, void* argument), (fd, request, argument))
+PASS_ON(long, "syscall", syscall, (long number, long a, long b, long c, long d), (number, a, b, c, d))
+PASS_ON(int, "mkdir", mkdir, (const char* path, mode_t mode), (path, mode))
+PASS_ON(int, "chmod", chmod, (const char* path, mode_t mode), (path, mode))
+PASS_ON(int, "fchmod", fchmod, (int fd, mode_t mode), (fd, mode))
+PASS_ON(int, "socket", socket, (int domain, int type, int protocol), (domain, type, protocol))
+PASS_ON(ssize_t, "sendto", sendto,
+        (int fd, const void* bytes, std::size_t size, int flags, const sockaddr* to, socklen_t length),
+        (fd, bytes, size, flags, to, length))
+PASS_ON(int, "poll", poll, (pollfd * fds, nfds_t count, int timeout), (fds, count, timeout))
+PASS_ON(int, "poll", __poll_chk, (pollfd * fds, nfds_t count, int timeout, std::size_t room),
+        (fds, count, timeout, room))
+
+/// A descriptor is closed even where close says that it failed (close(2)).
+int __real_close(int fd);
+int __wrap_close(int fd) {
+    const int result = __real_close(fd);
+    return isDue("close") ? -1 : result;
+}
+
+void __wrap_syslog(int level, const char* format, ...);
+void __wrap_syslog(int /*level*/, const char* format, ...) {
+    char text[1024];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    faults::systemLog().emplace_back(text);
+}
+void __wrap___syslog_chk(int level, int flag, const char* format, ...);
+void __wrap___syslog_chk(int /*level*/, int /*flag*/, const char* format, ...) {
+    char text[1024];
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    faults::systemLog().emplace_back(text);
+}
+}
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)

@@ -1,0 +1,20 @@
+/// System calls that fail on order. The linker puts the functions of Faults.cpp in the place of the C library's; they
+/// pass every call on, but for the one that is due.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace faults {
+
+/// From now on the `occurrence`th call of that name (from 1) fails with errno set to `error`. The names of one call
+/// with 64-bit offsets or checked sizes count as one: "open", "openat", "read", "fstat", "stat", "poll".
+void arm(const std::string& call, int error, int occurrence);
+
+/// Lets all calls pass again. Returns whether the call was reached, and failed.
+bool disarm();
+
+/// What went to the system's log; none of it reaches the real one.
+std::vector<std::string>& systemLog();
+
+} // namespace faults

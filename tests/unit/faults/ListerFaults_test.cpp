@@ -1,0 +1,192 @@
+// One call of a scan fails, each in turn: the scan says so, or it lists everybody all the same, or the log tells of
+// whom it passed over. A daemon is never missing in silence, and nobody becomes a process of the product by an error.
+#include <cerrno>
+#include <map>
+#include <sstream>
+#include <utility>
+
+#include <sched.h>
+
+#include "Faults.h"
+#include "ListerTest.h"
+#include "cvlog.h"
+
+namespace lister {
+namespace {
+
+struct Scan {
+    int status = 0;
+    /// Whether the call that was to fail was made.
+    bool wasReached = false;
+    /// Categories by pid.
+    std::map<pid_t, int> found;
+    std::string log;
+};
+
+/// A process table of few, and the log of what a scan has to say of it.
+class ListerLog : public Lister {
+  protected:
+    /// A process table of few: whoever else runs here costs nothing, and cannot come or go between two scans.
+    ListerLog() {
+        m_table = (m_folder / "proc").string();
+        fs::create_directories(m_table);
+        m_roots.proc = m_table.c_str();
+        show("1");
+        show("self");
+        show(std::to_string(getppid()));
+        m_logFile = (m_folder / "log").string();
+        m_savedLogger = std::exchange(CVLogger::s_default, &m_logger);
+        m_logger.openFile(m_logFile.c_str(), "host", "test", nullptr);
+    }
+    ~ListerLog() override { CVLogger::s_default = m_savedLogger; }
+
+    void show(const std::string& name) { fs::create_symlink("/proc/" + name, m_table + "/" + name); }
+
+    Scan scan() {
+        fs::resize_file(m_logFile, 0);
+        Scan result;
+        CV_Process_s* list = nullptr;
+        result.status = listProcesses(m_roots, &list, kAll, 0);
+        result.wasReached = faults::disarm();
+        while (list != nullptr) {
+            result.found[list->pid] = list->category;
+            std::free(std::exchange(list, list->next));
+        }
+        std::ostringstream text;
+        text << std::ifstream(m_logFile).rdbuf();
+        result.log = text.str();
+        return result;
+    }
+
+    std::string m_table;
+    std::string m_logFile;
+    CVLogger m_logger;
+    CVLogger* m_savedLogger = nullptr;
+};
+
+/// The path of a file that the test itself has mapped.
+std::string mappedFile(const std::string& name) {
+    std::ifstream maps("/proc/self/maps");
+    std::string line;
+    while (std::getline(maps, line) && line.find("/" + name) == std::string::npos) {
+    }
+    return line.substr(line.find('/'));
+}
+
+bool tellsOf(const Scan& scan, pid_t pid) {
+    return scan.log.find("Process " + std::to_string(pid) + " ") != std::string::npos;
+}
+
+class ListerFaults : public ListerLog, public testing::WithParamInterface<std::pair<const char*, int>> {};
+
+TEST_P(ListerFaults, NobodyIsMissingInSilence) {
+    const auto [call, error] = GetParam();
+    const auto daemon = run(install("halvd"));
+    const fs::path leader = m_root + "/bin/leader";
+    fs::copy_file(CVSTOP_EXITED_LEADER, leader);
+    // Where the user may not have a mount namespace of his own, it is one more of the others.
+    const auto hardened = run(install("hardened"), [] { static_cast<void>(unshare(CLONE_NEWNS)); });
+    const Child exited(leader, {"leader"});
+    const Child worker(writeScript("worker", "#!/bin/sh\nkill -STOP $$\n"), {"worker"});
+    int status = 0;
+    ASSERT_EQ(waitpid(worker.pid(), &status, WUNTRACED), worker.pid());
+    fs::copy_file(mappedFile("libm.so"), m_root + "/bin/library.so");
+    const Child mapper("/bin/sleep", {"sleep", "60"},
+                       [this] { setenv("LD_PRELOAD", (m_root + "/bin/library.so").c_str(), 1); });
+    const Child editor("/bin/sleep", {"sleep", "60"}, [this] { fs::current_path(m_root); });
+    for (const Child* child :
+         std::initializer_list<const Child*>{daemon.get(), hardened.get(), &exited, &worker, &mapper, &editor}) {
+        show(std::to_string(child->pid()));
+    }
+    Scan whole = scan();
+    while (whole.found.size() < 6 || whole.found[mapper.pid()] != CAT_THIRD_PARTY) { // until all have taken their shape
+        whole = scan();
+    }
+    int tried = 0;
+    for (bool wasReached = true; wasReached; ++tried) {
+        faults::arm(call, error, tried + 1);
+        const Scan found = scan();
+        wasReached = found.wasReached;
+        if (found.status != 0) {
+            EXPECT_TRUE(found.found.empty()) << call << tried;
+            continue;
+        }
+        // What the caller itself is short of is never one process's fault.
+        EXPECT_FALSE(wasReached && (error == ENOMEM || error == EMFILE)) << call << " " << tried;
+        if (error == ENOTTY) {
+            EXPECT_EQ(found.found, whole.found) << "an older kernel is asked in another way";
+        }
+        for (const auto& [pid, category] : whole.found) {
+            const auto record = found.found.find(pid);
+            if (record == found.found.end()) {
+                EXPECT_TRUE(tellsOf(found, pid)) << call << " " << tried << ": category " << category;
+            } else if (category != CAT_THIRD_PARTY || record->second != CAT_OTHER_THIRD_PARTY) {
+                // Of whom it is not certain that an exclude list could name him, he is only listed.
+                EXPECT_EQ(record->second, category) << call << " " << tried;
+            }
+        }
+        EXPECT_LE(found.found.size(), whole.found.size());
+    }
+    EXPECT_GT(tried, 1) << call << " was never called";
+}
+
+TEST_F(ListerLog, TellsOfAPathThatIsTooLong) {
+    const auto daemon = run(install("halvd"));
+    show(std::to_string(daemon->pid()));
+    faults::arm("readlinkat", ENAMETOOLONG, 1);
+    const Scan found = scan();
+    EXPECT_TRUE(found.wasReached);
+    EXPECT_EQ(found.status, 0);
+    EXPECT_THAT(found.log, testing::HasSubstr("warning find_processes_CV: Process "));
+    EXPECT_THAT(found.log, testing::HasSubstr(" passed over: the path of its executable is too long\n"));
+}
+
+TEST_F(ListerLog, TellsOfAnExecutableThatCannotBeRead) {
+    const auto daemon = run(install("halvd"));
+    show(std::to_string(daemon->pid()));
+    faults::arm("readlinkat", EACCES, 1);
+    const Scan found = scan();
+    EXPECT_TRUE(found.wasReached);
+    EXPECT_THAT(found.log, testing::HasSubstr("warning find_processes_CV: Process "));
+    EXPECT_THAT(found.log, testing::HasSubstr(" passed over: its executable cannot be read\n"));
+}
+
+TEST_F(ListerLog, TellsWhyADaemonOfAnUnfitPathIsOnlyListed) {
+    const fs::path path = install("hal vd");
+    const auto daemon = run(path);
+    show(std::to_string(daemon->pid()));
+    EXPECT_THAT(scan().log, testing::HasSubstr("warning find_processes_CV: Process " + std::to_string(daemon->pid()) +
+                                               " category 4, its path must not become part of a command line: " +
+                                               path.string() + "\n"));
+}
+
+TEST_F(ListerLog, TellsWhoWentOverTheBudget) {
+    const auto child = run(copySleep(m_folder / "reader"));
+    show(std::to_string(child->pid()));
+    m_roots.budget.descriptors = 0;
+    EXPECT_THAT(scan().log, testing::HasSubstr("warning find_processes_CV: Process " + std::to_string(child->pid()) +
+                                               " category 0, passed over: too many mappings or descriptors: "));
+}
+
+TEST_F(ListerLog, SaysNothingOfWhomItKnows) {
+    const auto daemon = run(install("halvd"));
+    show(std::to_string(daemon->pid()));
+    const auto stranger = run(copySleep(m_folder / "stranger"));
+    show(std::to_string(stranger->pid()));
+    const Scan found = scan();
+    EXPECT_FALSE(tellsOf(found, daemon->pid())) << found.log;
+    EXPECT_FALSE(tellsOf(found, stranger->pid())) << found.log;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    EachCall, ListerFaults,
+    testing::Values(std::pair("open", EACCES), std::pair("open", EMFILE), std::pair("openat", EACCES),
+                    std::pair("openat", EMFILE), std::pair("read", EIO), std::pair("read", ENOMEM),
+                    std::pair("readlinkat", EACCES), std::pair("readlinkat", ENOMEM), std::pair("statx", EACCES),
+                    std::pair("statx", ENOMEM), std::pair("getdents64", EIO), std::pair("close", EIO),
+                    std::pair("ioctl", EIO), std::pair("ioctl", ENOTTY), std::pair("syscall", EACCES),
+                    std::pair("syscall", ENOSYS)),
+    [](const auto& test) { return std::string(test.param.first) + "_" + strerrorname_np(test.param.second); });
+
+} // namespace
+} // namespace lister
