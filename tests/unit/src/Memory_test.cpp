@@ -63,7 +63,8 @@ class OutOfMemory : public fakes::ProgramTest {
         host.add("koka", 40).diesOf = {SIGKILL};
         host.add("mapper", 50, CAT_THIRD_PARTY);
         host.add("editor", 60, CAT_OTHER_THIRD_PARTY);
-        return fakes::inChild([untilFailure] {
+        // What nobody catches ends the program as it does behind main, where no test framework is.
+        return fakes::inChild([untilFailure]() noexcept {
             std::string words[] = {"cvstop", "-k", "-3"};
             char* arguments[] = {words[0].data(), words[1].data(), words[2].data(), nullptr};
             std::atexit([] { fakes::world().record(g_untilFailure >= 0 ? "note spared" : "note failed"); });

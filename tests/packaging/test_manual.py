@@ -1,0 +1,158 @@
+"""The manual tells what the code does: its statuses, options, messages, seconds and table are compared with the code's own."""
+import os
+import pathlib
+import re
+import subprocess
+
+import pytest
+
+REPO = pathlib.Path(__file__).resolve().parents[2]
+BUILD = REPO / os.environ.get("CVSTOP_BUILD", "build/dev")
+MANUAL = REPO / "packaging/man"
+PAGES = ("cvstop.8", "cvstop-host.conf.5", "cvstop-excludelist.5")
+TEXT = (MANUAL / "cvstop.8.scd").read_text()
+HOST_CONF = (MANUAL / "cvstop-host.conf.5.scd").read_text()
+EXCLUDE_LIST = (MANUAL / "cvstop-excludelist.5.scd").read_text()
+README = (REPO / "README.md").read_text()
+SOURCES = "\n".join(path.read_text() for folder in ("src", "platform", "include")
+                    for path in sorted((REPO / folder).rglob("*")) if path.suffix in (".cpp", ".h"))
+# Not the program's own words: "nothing to do" and "success" have no constant, and std::terminate ends by SIGABRT.
+UNNAMED_STATUSES = {0, 1, 128 + 6}
+
+
+def section(name, text=TEXT):
+    return re.search(rf"^# {name}\n(.*?)(?=^# |\Z)", text, re.M | re.S)[1]
+
+
+def messages():
+    """The program's English messages."""
+    template = (REPO / "po/cvstop.pot").read_text()
+    entries = re.findall(r'^msgid ((?:".*"\n)+)', template, re.M)
+    return ["".join(re.findall(r'"(.*)"', entry)).replace("\\n", "\n").replace('\\"', '"') for entry in entries if entry != '""\n']
+
+
+def statuses_of_the_code():
+    return {int(value) for value in re.findall(r"constexpr int k\w*Status = (\d+);", SOURCES)} | UNNAMED_STATUSES
+
+
+def test_exit_statuses_are_those_of_the_code():
+    assert {int(value) for value in re.findall(r"^\*(\d+)\*$", section("EXIT STATUS"), re.M)} == statuses_of_the_code()
+
+
+def test_readmes_exit_statuses_are_those_of_the_code():
+    table = README.split("### Exit status")[1].split("\n###")[0]
+    assert {int(value) for value in re.findall(r"^\| (\d+)\b", table, re.M)} == statuses_of_the_code()
+
+
+def options_of_the_code():
+    table = re.search(r"kOptions\[\] = \{\n(.*?)\n\};", SOURCES, re.S)[1]
+    return [re.findall(r'"(-[^"]+)"', row) for row in table.splitlines()]
+
+
+def test_options_are_those_of_the_code():
+    told = [re.findall(r"\*(-\w+)\*", line) for line in section("OPTIONS").splitlines() if line.startswith("*-")]
+    assert sorted(map(sorted, told)) == sorted(map(sorted, options_of_the_code()))
+    table = README.split("| option |")[1].split("\n\n")[0]
+    for spelling in sum(options_of_the_code(), []):
+        assert f"`{spelling}" in table, spelling
+
+
+def test_messages_that_are_quoted_are_the_programs():
+    """Three points stand for what differs from run to run."""
+    known = messages()
+    quoted = re.findall(r'"([A-Z][^"]*|find_[^"]*)"', section("EXIT STATUS") + section("DIAGNOSTICS"))
+    assert len(quoted) >= 9
+    for text in quoted:
+        pattern = ".*".join(re.escape(part) for part in text.split("..."))
+        assert any(re.search(pattern, message) for message in known), text
+
+
+def test_every_message_of_a_bad_command_line_is_told():
+    told = section("DIAGNOSTICS")
+    for message in messages():
+        if message.startswith(("Invalid argument", "Exclude-list file not", "Unknown option")):
+            assert re.sub("%s", "...", message.rstrip("\n")) in told, message
+
+
+def number(pattern):
+    found = re.search(pattern, SOURCES)
+    assert found, pattern
+    return int(found[1])
+
+
+def test_seconds_are_those_of_the_code():
+    seconds = number(r"waitTime = (\d+);")
+    period = number(r"kProgressPeriodSeconds = (\d+);")
+    looks = ", ".join(f"{look}th" for look in range(period, seconds, period)).replace(", ", ", ")
+    for text in (section("WHAT HAPPENS IN A SHUTDOWN"), README.split("## What happens in a shutdown")[1]):
+        text = " ".join(text.split())
+        assert f"{seconds} looks, {seconds - 1} seconds at most, with a progress line at the {looks} and {seconds}th look" in text
+        assert f"up to {seconds} seconds, and where the process stays, as long again" in text
+    assert f"up to {seconds} seconds" in EXCLUDE_LIST
+
+
+def test_signals_are_those_of_the_code():
+    """The sweep's signals, and a third party's, in their order."""
+    def sent(source, function):
+        body = re.search(rf"\b{function}\(.*?\n\}}", (REPO / "src" / source).read_text(), re.S)[0]
+        return ["SIG" + name for name in re.findall(r"SIGTYPE_(\w+)", body)]
+
+    def told(names):
+        return ", ".join(names[:-1]) + " and " + names[-1]
+
+    sweep = told(sent("shutdown/OrderlyShutdown.cpp", "stopWithSignals"))
+    assert sweep in section("WHAT HAPPENS IN A SHUTDOWN") and sweep in README
+    third = told(sent("processes/ThirdParty.cpp", "sendAllSignals"))
+    assert third in section("WHAT HAPPENS IN A SHUTDOWN") and third in " ".join(README.split())
+
+
+def test_rows_of_the_table_are_those_of_the_code():
+    rows = re.findall(r'killDef\(\d+, \w+, "([^"]+)"', SOURCES)
+    table = (MANUAL / "shutdown-table.scd").read_text().strip("`\n").splitlines()
+    assert [line.split()[0] for line in table if not line.startswith(" ")] == rows
+    document = (REPO / "docs/shutdown-plan.md").read_text()
+    assert re.findall(r"^\| \d+ \| `([^`]+)`", document, re.M) == rows
+    assert f"{len(rows)} rows" in TEXT and f"{len(rows)} rows" in README
+
+
+def test_rows_that_wait_are_those_of_the_code():
+    waiting = re.findall(r'killDef\(\d+, \w+, "([^"]+)"[^()]*WAIT_PROCESS', SOURCES)
+    assert f"Two rows wait for their process, *{waiting[0]}* and *{waiting[1]}*" in TEXT and len(waiting) == 2
+    assert f"*{waiting[0]}* or *{waiting[1]}*" in EXCLUDE_LIST
+
+
+def test_keys_of_the_configuration_are_those_of_the_code():
+    known = re.findall(r'\{"(host|logging|telemetry)", "(\w+)"', (REPO / "platform/base/hostconf.cpp").read_text())
+    told, current = [], None
+    for line in section("KEYS", HOST_CONF).splitlines():
+        if line.startswith("## ["):
+            current = line[4:-1]
+        elif re.fullmatch(r"\*\w+\*", line):
+            told.append((current, line.strip("*")))
+    assert sorted(told) == sorted(known) and known
+    assert "from 0 to 99" in HOST_CONF and number(r"kMaxVerbosity = (\d+);") == 99
+
+
+def test_files_are_those_of_the_code():
+    for path in re.findall(r'inline constexpr char k\w+\[\] = "(/usr/quarn/corvane/[\w./]+)"', SOURCES):
+        if not path.endswith(("/bin", "/logs", "/locale")):
+            assert f"_{path}_" in section("FILES"), path
+
+
+def test_languages_are_those_that_are_shipped():
+    names = {"de": "German", "fr": "French", "es": "Spanish", "ja": "Japanese", "zh_CN": "Simplified Chinese"}
+    assert {path.stem for path in (REPO / "po").glob("*.po")} == set(names)
+    for name in names.values():
+        assert name in TEXT and name in README
+
+
+@pytest.mark.parametrize("page", PAGES)
+def test_pages_are_sound(page):
+    file = BUILD / "packaging/man" / page
+    lint = subprocess.run(["mandoc", "-T", "lint", "-W", "error", file], capture_output=True, text=True, check=False)
+    assert (lint.returncode, lint.stdout, lint.stderr) == (0, "", "")
+    shown = subprocess.run(["man", "--warnings", "-l", file], capture_output=True, text=True, check=True,
+                           env={**os.environ, "MANWIDTH": "80", "LC_ALL": "C.UTF-8"})
+    assert shown.stderr == ""
+    lines = re.sub(".\b", "", shown.stdout).splitlines()
+    assert max(map(len, lines)) <= 80 and lines[2] == "NAME"
