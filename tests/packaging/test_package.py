@@ -1,0 +1,189 @@
+"""The packages on a clean Debian: installed, used, upgraded under running daemons, removed, purged. Nothing is ever stopped,
+and nobody's configuration lost."""
+import gettext
+import re
+import subprocess
+
+import pytest
+
+pytestmark = pytest.mark.xdist_group("packages")
+
+BIN = "/usr/quarn/corvane/bin"
+HOST_CONF = "/usr/quarn/corvane/host.conf"
+EXCLUDE_LIST = f"{BIN}/excludelist.conf"
+LOG = "/usr/quarn/corvane/logs/cvstop/cvstop.log"
+START = "/opt/starter/start --start /usr/quarn/sandbox/fleet\n"
+FLEET = f"{BIN}/halvd\n{BIN}/momuhe count=2\n"
+RUNNING = f"readlink /proc/[0-9]*/exe | grep -c '^{BIN}/[hm]' || true\n"
+USAGE = "Usage:\n {0} [ -k | -kill [ -3 | -third_party ] [ -q | -quiet ] ]\n {0} -l | -list [ -3 | -third_party ]\n {0} -h | -help\n"
+
+
+def files_of_deb(deb):
+    listed = subprocess.run(["dpkg-deb", "--fsys-tarfile", deb], capture_output=True, check=True).stdout
+    names = subprocess.run(["tar", "-t"], input=listed, capture_output=True, check=True).stdout.decode().splitlines()
+    return {name[1:] for name in names if not name.endswith("/")}
+
+
+def install(root, deb, name="cvstop.deb"):
+    root.inside("/src/" + name).write_bytes(deb.read_bytes())
+    return f"dpkg -i {name} >/dev/null\n"
+
+
+def configure(root):
+    root.inside(HOST_CONF).write_text("[host]\nrole = client\nname = mine\n")
+
+
+def newer(deb, folder):
+    """The same package as a later release."""
+    subprocess.run(["dpkg-deb", "-R", deb, folder], check=True)
+    control = folder / "DEBIAN/control"
+    control.write_text(re.sub(r"^Version: .*$", "Version: 9.0", control.read_text(), flags=re.M))
+    rotation = folder / "etc/logrotate.d/cvstop"
+    rotation.write_text("# a later release\n" + rotation.read_text())
+    target = folder.with_suffix(".deb")
+    subprocess.run(["dpkg-deb", "--root-owner-group", "-b", folder, target], check=True, capture_output=True)
+    return target
+
+
+def test_libc_is_all_that_it_needs(deb, tmp_path):
+    depends = subprocess.run(["dpkg-deb", "-f", deb, "Depends"], capture_output=True, text=True, check=True).stdout
+    version = re.fullmatch(r"libc6 \(>= ([\d.]+)\)\n", depends)
+    subprocess.run(["dpkg-deb", "-x", deb, tmp_path], check=True)
+    symbols = subprocess.run(["objdump", "-T", tmp_path / f"{BIN}/cvstop".lstrip("/")], capture_output=True, text=True, check=True)
+    needed = {tuple(map(int, found.split("."))) for found in re.findall(r"GLIBC_([\d.]+)", symbols.stdout)}
+    assert version and tuple(map(int, version[1].split("."))) == max(needed)
+
+
+def test_no_configuration_of_the_hosts_is_in_the_packages(deb, packages):
+    (rpm,) = packages.glob("*.rpm")
+    of_rpm = set(subprocess.run(["rpm", "-qpl", rpm], capture_output=True, text=True, check=True).stdout.splitlines())
+    for files in (files_of_deb(deb), of_rpm):
+        assert f"{BIN}/cvstop" in files and "/usr/share/man/man8/cvstop.8.gz" in files
+        assert {HOST_CONF + ".example", EXCLUDE_LIST + ".example"} < files
+        assert not {HOST_CONF, EXCLUDE_LIST} & files
+    product = {path for path in files_of_deb(deb) if path.startswith("/usr/quarn/")}
+    assert product <= of_rpm
+
+
+def test_rpm_runs_no_script_and_keeps_a_changed_rotation(packages):
+    (rpm,) = packages.glob("*.rpm")
+
+    def ask(*words):
+        return subprocess.run(["rpm", "-qp", *words, rpm], capture_output=True, text=True, check=True).stdout
+
+    assert ask("--scripts") == "" and ask("--triggers") == ""
+    flags = dict(line.rsplit(" ", 1) for line in ask("--qf", "[%{FILENAMES} %{FILEFLAGS:fflags}\n]").splitlines())
+    assert flags["/etc/logrotate.d/cvstop"] == "cn"
+    assert [path for path, flag in flags.items() if "c" in flag] == ["/etc/logrotate.d/cvstop"]
+
+
+def test_first_steps_on_a_clean_host(root, deb):
+    root.run(install(root, deb))
+    assert root.run("cvstop -h", status=110) == "Failed to read Master Config.\n"
+    root.run(f"cp {HOST_CONF}.example {HOST_CONF}")
+    assert root.run("cvstop -h") == USAGE.format("cvstop")
+    assert root.run("cvstop -l") == ""
+
+
+def test_german_is_spoken_without_a_generated_locale(root, deb):
+    root.run(install(root, deb))
+    configure(root)
+    assert not re.search("^de", root.run("locale -a"), re.M)
+    with open(root.inside("/usr/quarn/corvane/locale/de/LC_MESSAGES/cvstop.mo"), "rb") as file:
+        german = gettext.GNUTranslations(file)
+    wanted = german.pgettext("MsgCvs0145N", "Unknown option [%s]\n") % "-x"
+    assert "Unbekannt" in wanted
+    assert root.run("cvstop -x", status=20, LANG="de_DE.UTF-8").startswith(wanted)
+
+
+def test_manual_is_found_and_fits_80_columns(root, deb):
+    root.run(install(root, deb))
+    for page in ("cvstop", "cvstop-host.conf", "cvstop-excludelist"):
+        text = root.run(f"man -P cat {page}", MANWIDTH="80", LC_ALL="C.UTF-8")
+        lines = re.sub(r".\x08", "", text).splitlines()
+        assert lines[3].strip().startswith(page + " - ")
+        assert max(map(len, lines)) <= 80
+
+
+def test_bash_completes(root, deb):
+    root.run(install(root, deb))
+    loaded = root.run(". /usr/share/bash-completion/bash_completion; _completion_loader cvstop || true; complete -p cvstop; "
+                      "COMP_WORDS=(cvstop -l -) COMP_CWORD=2; _cvstop; echo ${COMPREPLY[@]}")
+    assert loaded == "complete -F _cvstop cvstop\n-3 -third_party -b -blacklist -e -excludelist\n"
+
+
+def test_log_is_rotated(root, deb):
+    root.run(install(root, deb))
+    configure(root)
+    root.run("cvstop -l; cvstop -l")
+    before = root.inside(LOG).read_text()
+    root.run("logrotate -f /etc/logrotate.d/cvstop; cvstop -l")
+    assert root.inside(LOG + ".1").read_text() == before
+    assert 0 < len(root.inside(LOG).read_text()) < len(before)
+    assert root.inside(LOG).stat().st_mode & 0o777 == 0o640
+
+
+def test_example_of_an_exclude_list_excludes_nothing_as_it_is(root, deb):
+    root.lay_fleet(FLEET)
+    script = install(root, deb) + f"cp {EXCLUDE_LIST}.example {EXCLUDE_LIST}\n" + START
+    configure(root)
+    output = root.run(script + "cvstop -k || status=$?; echo $status\n" + RUNNING)
+    assert output.endswith("All Corvane specified processes terminated normally.\n1\n0\n")
+    assert "Unrecognized line" not in root.inside(LOG).read_text()
+
+
+def test_upgrade_stops_nothing_and_keeps_what_the_administrator_wrote(root, deb, tmp_path):
+    root.lay_fleet(FLEET)
+    root.run(install(root, deb))
+    configure(root)
+    mine = {HOST_CONF: root.inside(HOST_CONF).read_text(), EXCLUDE_LIST: f"{BIN}/momuhe\n",
+            "/etc/logrotate.d/cvstop": "# mine\n"}
+    for path, text in mine.items():
+        root.inside(path).write_text(text)
+    upgrade = install(root, newer(deb, tmp_path / "newer"), "newer.deb").replace("-i", "--force-confold -i")
+    assert root.run(START + upgrade + RUNNING + "cvstop -h") == "3\n" + USAGE.format("cvstop")
+    assert root.journal("signal") == []
+    assert {path: root.inside(path).read_text() for path in mine} == mine
+    assert "9.0" in root.run("dpkg-query -W cvstop")
+
+
+def test_upgrade_in_the_middle_of_a_shutdown(root, deb, tmp_path):
+    """The one that runs goes on to its end, and the new one takes it for nothing to stop."""
+    root.lay_fleet(f"{BIN}/momuhe ignore=all\n")
+    root.run(install(root, deb))
+    configure(root)
+    upgrade = install(root, newer(deb, tmp_path / "newer"), "newer.deb")
+    output = root.run(START + "cvstop -k & shutdown=$!\n" + f"until grep -q 'Waiting for' {LOG}; do :; done\n" + upgrade
+                      + "cvstop -l | grep -v momuhe || true\n" + "wait $shutdown || echo $?\n" + RUNNING)
+    assert "All processes terminated normally.\n1\n0\n" in output
+    assert f"{BIN}/cvstop" not in output
+
+
+def test_removal_leaves_logs_and_configuration_and_stops_nothing(root, deb):
+    root.lay_fleet(FLEET)
+    root.run(install(root, deb))
+    configure(root)
+    root.inside(EXCLUDE_LIST).write_text(f"{BIN}/momuhe\n")
+    assert root.run(START + "cvstop -l >/dev/null; dpkg -r cvstop >/dev/null\n" + RUNNING) == "3\n"
+    assert root.journal("signal") == []
+    assert not root.inside(f"{BIN}/cvstop").exists() and not root.inside("/usr/quarn/corvane/locale").exists()
+    for path in (HOST_CONF, EXCLUDE_LIST, LOG, "/etc/logrotate.d/cvstop"):
+        assert root.inside(path).exists(), path
+
+
+def test_purge_takes_log_and_rotation_along_and_nothing_else(root, deb):
+    root.lay_fleet(FLEET)
+    root.run(install(root, deb))
+    configure(root)
+    root.inside(EXCLUDE_LIST).write_text(f"{BIN}/momuhe\n")
+    kept = root.inside("/usr/quarn/corvane/logs/other")
+    assert root.run(START + f"cvstop -l >/dev/null; echo x >{LOG}.1; mkdir -p /usr/quarn/corvane/logs/other\n"
+                    "dpkg -P cvstop >/dev/null\n" + RUNNING) == "3\n"
+    assert root.journal("signal") == []
+    assert not root.inside(LOG).parent.exists() and not root.inside("/etc/logrotate.d/cvstop").exists()
+    assert kept.exists() and root.inside(HOST_CONF).exists() and root.inside(EXCLUDE_LIST).exists()
+
+
+def test_purge_of_a_package_without_a_product_leaves_nothing(root, deb):
+    root.run(install(root, deb) + f"cp {HOST_CONF}.example {HOST_CONF}; cvstop -l; rm {HOST_CONF}; dpkg -P cvstop >/dev/null\n")
+    assert not root.inside("/usr/quarn").exists()
