@@ -7,8 +7,6 @@ import pytest
 
 from conftest import REPO, step
 
-pytestmark = pytest.mark.xdist_group("packages")
-
 BIN = "/usr/quarn/corvane/bin"
 README = (REPO / "README.md").read_text()
 STEPS = ("demo", "test", "package", "install", "first-shutdown", "what-is-left")
@@ -35,6 +33,7 @@ def test_a_passing_test():
     assert shown.returncode == 0 and "100% tests passed" in shown.stdout, shown.stdout[-3000:] + shown.stderr[-3000:]
 
 
+@pytest.mark.xdist_group("packages")
 def test_from_the_package_to_a_first_shutdown(root, packages):
     root.lay_fleet(f"{BIN}/koka\n{BIN}/halvd\n{BIN}/momuhe count=2\n")
     folder = root.inside("/src/build/package")

@@ -261,6 +261,28 @@ TEST_P(ThirdParty, WhoKeepsWithinTheBudgetIsSearchedToTheEnd) {
     EXPECT_EQ(judgeHolder(child->pid()).reason, Reason::OverBudget);
 }
 
+/// Each executable mapping costs one question, and so does the answer that there is no more.
+TEST_P(ThirdParty, WhoKeepsWithinTheBudgetOfMappingsIsSearchedToTheEnd) {
+    if (!GetParam()) {
+        GTEST_SKIP() << "the text of maps is bounded by its bytes";
+    }
+    const auto child = run(copySleep(m_folder / "stranger"));
+    m_roots.budget.mappings = 0;
+    if (judgeHolder(child->pid()).reason != Reason::OverBudget) {
+        GTEST_SKIP() << "the kernel answers no such questions (Linux 6.11)";
+    }
+    int mappings = 0;
+    std::ifstream maps("/proc/" + std::to_string(child->pid()) + "/maps");
+    for (std::string line; std::getline(maps, line);) {
+        const std::optional<MapsLine> mapping = parseMapsLine(line);
+        mappings += mapping && mapping->executable && mapping->path.starts_with("/") ? 1 : 0;
+    }
+    m_roots.budget.mappings = mappings + 1;
+    EXPECT_EQ(judgeHolder(child->pid()).reason, Reason::NoRelation);
+    m_roots.budget.mappings = mappings;
+    EXPECT_EQ(judgeHolder(child->pid()).reason, Reason::OverBudget);
+}
+
 TEST_P(ThirdParty, ReasonThatIsFoundWithinTheBudgetCounts) {
     const auto child = runMapper("mapper");
     m_roots.budget.descriptors = 0;

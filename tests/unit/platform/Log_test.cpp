@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <ctime>
 #include <filesystem>
 #include <string>
 
@@ -68,6 +69,21 @@ TEST_F(Log, LineHasTimeHostProcessLevelFunctionAndText) {
     EXPECT_THAT(contentOf(path),
                 MatchesRegex("[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9:]{8}\\.[0-9]{6}[+-][0-9]{2}:[0-9]{2} db7 cvstop\\[" +
                              std::to_string(::getpid()) + "\\] info Main: found 3\n"));
+}
+
+TEST_F(Log, TimeIsTheLocalTimeOfTheRecord) {
+    const auto now = [] {
+        const std::time_t time = std::time(nullptr);
+        char text[32];
+        return std::string(text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", std::localtime(&time)));
+    };
+    open();
+    const std::string before = now();
+    logmsgf(kLogProgress, "Main", "now");
+    const std::string after = now();
+    const std::string recorded = contentOf(path).substr(0, before.size());
+    EXPECT_LE(before, recorded);
+    EXPECT_LE(recorded, after);
 }
 
 TEST_F(Log, RecordIsInTheFileBeforeTheNextStatement) {
