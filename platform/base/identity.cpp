@@ -49,6 +49,11 @@ std::optional<FileStatus> statusOf(const UniqueFd& file) {
     return file ? lister::statusOf(file.get(), "", AT_EMPTY_PATH) : std::nullopt;
 }
 
+/// Whether something is there and was not given, by errno.
+bool isRefusal(int error) {
+    return error == EACCES || error == EPERM || error == EIO || error == ENOSYS || error == ESTALE;
+}
+
 /// What must be known of the caller itself.
 FileStatus requireStatus(const PinnedProcess& self, const char* name) {
     const std::optional<FileStatus> status = self.status(name);
@@ -94,14 +99,14 @@ std::optional<std::string> readAll(int fd, std::size_t limit) {
 }
 
 /// The owner of a user namespace, as the caller's user namespace numbers users (ioctl_ns(2)).
-std::optional<uid_t> ownerOfUserNamespace(const PinnedProcess& process) {
+uid_t ownerOfUserNamespace(const PinnedProcess& process) {
     const UniqueFd space = process.open("ns/user", O_RDONLY);
     if (!space) {
         throw ProcessLost{lostReason(errno)};
     }
     uid_t owner = 0;
     if (ioctl(space.get(), NS_GET_OWNER_UID, &owner) != 0) {
-        return std::nullopt;
+        throw ProcessLost{Reason::Unreadable};
     }
     return owner;
 }
@@ -116,7 +121,7 @@ void throwIfShort(int error) {
 
 void throwIfRefused(int error) {
     throwIfShort(error);
-    if (error == EACCES || error == EPERM || error == EIO || error == ENOSYS) {
+    if (isRefusal(error)) {
         throw ProcessLost{Reason::Unreadable};
     }
 }
@@ -182,6 +187,9 @@ Caller::Caller(const Roots& roots) : m_installRoot(canonical(roots.install)) {
     }
     // The tree may be gone while its processes still run.
     m_installFolder = lister::statusOf(AT_FDCWD, m_installRoot.c_str());
+    if (!m_installFolder && isRefusal(errno)) {
+        throw ScanFailure{errno};
+    }
     m_executable = requireStatus(self, "exe");
     if (m_executable.mountId == 0) {
         throw ScanFailure{ENOSYS};
@@ -241,7 +249,7 @@ bool Caller::hasMountNamespace(const PinnedProcess& process) const {
 /// In a user namespace of his own an ordinary user can mount what he likes where he likes, and with PR_SET_MM_MAP name
 /// any file as his executable (prctl(2)): what is read of such a process proves nothing.
 bool Caller::trustsUserNamespace(const PinnedProcess& process) const {
-    return isIn(process, "ns/user", m_userNamespace) || ownerOfUserNamespace(process) == uid_t{0};
+    return isIn(process, "ns/user", m_userNamespace) || ownerOfUserNamespace(process) == 0;
 }
 
 bool Caller::seesMount(std::uint64_t mountId, std::string_view path) const {
@@ -268,8 +276,9 @@ bool Caller::sharesInstallRoot(const PinnedProcess& process) const {
     const UniqueFd folder = findFile(root.get(), m_installRoot.c_str() + 1, RESOLVE_NO_SYMLINKS);
     if (!folder) {
         throwIfRefused(errno);
+        return false;
     }
-    return sameFile(m_installFolder, statusOf(folder));
+    return sameFile(m_installFolder, required(statusOf(folder)));
 }
 
 /// What somebody runs is in the kernel's look-up cache, where RESOLVE_CACHED (Linux 5.12) finds it without asking

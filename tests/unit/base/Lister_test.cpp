@@ -215,6 +215,10 @@ class ThirdParty : public Lister, public testing::WithParamInterface<bool> {
     }
 };
 
+/// The text of maps is bounded by its bytes, questions by their number.
+class AskedMappings : public ThirdParty {};
+INSTANTIATE_TEST_SUITE_P(Mappings, AskedMappings, testing::Values(true));
+
 INSTANTIATE_TEST_SUITE_P(Mappings, ThirdParty, testing::Values(true, false),
                          [](const auto& parameter) { return parameter.param ? "Queried" : "ReadFromMaps"; });
 
@@ -262,10 +266,7 @@ TEST_P(ThirdParty, WhoKeepsWithinTheBudgetIsSearchedToTheEnd) {
 }
 
 /// Each executable mapping costs one question, and so does the answer that there is no more.
-TEST_P(ThirdParty, WhoKeepsWithinTheBudgetOfMappingsIsSearchedToTheEnd) {
-    if (!GetParam()) {
-        GTEST_SKIP() << "the text of maps is bounded by its bytes";
-    }
+TEST_P(AskedMappings, WithinTheBudgetAreSearchedToTheEnd) {
     const auto child = run(copySleep(m_folder / "stranger"));
     m_roots.budget.mappings = 0;
     if (judgeHolder(child->pid()).reason != Reason::OverBudget) {

@@ -89,6 +89,10 @@ TEST(OctalEscapes, AreUndoneAndOthersKept) {
     EXPECT_EQ(unescapeOctal("a\\040b\\012c\\134d"), "a b\nc\\d");
     EXPECT_EQ(unescapeOctal("a\\04"), "a\\04");
     EXPECT_EQ(unescapeOctal("a\\9zz\\"), "a\\9zz\\");
+    for (const char* text : {"a\\8zzz", "a\\/zzz", "a\\08zz", "a\\0/zz", "a\\048z", "a\\04/z", "a\\04z\\040"}) {
+        const std::string_view whole = text;
+        EXPECT_EQ(unescapeOctal(whole.substr(0, 6)), whole.substr(0, 6));
+    }
 }
 
 TEST(Shebangs, InterpreterAndArgument) {

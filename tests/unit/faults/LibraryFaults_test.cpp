@@ -6,7 +6,10 @@
 #include <utility>
 #include <vector>
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -19,6 +22,7 @@
 #include "cvbase.h"
 #include "cvlog.h"
 #include "cvtelemetry.h"
+#include "front.h"
 #include "hostconf.h"
 
 namespace {
@@ -169,7 +173,7 @@ TEST(TelemetryFaults, GiveNoHandleWithoutASocket) {
 }
 
 TEST(TelemetryFaults, OfOneDatagramLoseNothing) {
-    for (const int error : {EAGAIN, ENOBUFS, EINTR}) {
+    for (const int error : {EAGAIN, ENOBUFS, ENOMEM, EINTR}) {
         cvtelemetry_t handle = nullptr;
         ASSERT_EQ(cvtelemetry_init(&handle, "127.0.0.1:9", nullptr), 0);
         faults::arm("sendto", error, 1);
@@ -197,6 +201,23 @@ TEST(FolderFaults, AreToldByTheirErrorNumber) {
         // The first mkdir is for the folder itself, and is told apart from a missing parent.
         EXPECT_GE(failures, 3) << call;
     }
+}
+
+/// Without a /dev/null the place of a closed stream is kept all the same: a log must not become descriptor 1.
+TEST(StreamFaults, LeaveNoStandardDescriptorFree) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::close(STDIN_FILENO);
+        ::close(STDOUT_FILENO);
+        faults::arm("open", ENOENT, 2);
+        prepareStandardStreams();
+        const bool wasReached = faults::disarm();
+        const int next = ::dup(STDERR_FILENO);
+        std::exit(wasReached && next > STDERR_FILENO && ::write(STDOUT_FILENO, "x", 1) < 0 ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
 }
 
 /// What was read stands: a list that became unreadable half way still protects whom it could name.

@@ -84,8 +84,11 @@ TEST_P(ListerFaults, NobodyIsMissingInSilence) {
     const auto daemon = run(install("halvd"));
     const fs::path leader = m_root + "/bin/leader";
     fs::copy_file(CVSTOP_EXITED_LEADER, leader);
-    // Where the user may not have a mount namespace of his own, it is one more of the others.
+    // Where the user may not have namespaces of his own, these are more of the same.
     const auto hardened = run(install("hardened"), [] { static_cast<void>(unshare(CLONE_NEWNS)); });
+    const auto replaced = run(install("replaced"), [] { static_cast<void>(unshare(CLONE_NEWNS)); });
+    fs::remove(m_root + "/bin/replaced");
+    const auto contained = run(install("contained"), [] { static_cast<void>(unshare(CLONE_NEWUSER)); });
     const Child exited(leader, {"leader"});
     const Child worker(writeScript("worker", "#!/bin/sh\nkill -STOP $$\n"), {"worker"});
     int status = 0;
@@ -94,12 +97,12 @@ TEST_P(ListerFaults, NobodyIsMissingInSilence) {
     const Child mapper("/bin/sleep", {"sleep", "60"},
                        [this] { setenv("LD_PRELOAD", (m_root + "/bin/library.so").c_str(), 1); });
     const Child editor("/bin/sleep", {"sleep", "60"}, [this] { fs::current_path(m_root); });
-    for (const Child* child :
-         std::initializer_list<const Child*>{daemon.get(), hardened.get(), &exited, &worker, &mapper, &editor}) {
+    for (const Child* child : std::initializer_list<const Child*>{
+             daemon.get(), hardened.get(), replaced.get(), contained.get(), &exited, &worker, &mapper, &editor}) {
         show(std::to_string(child->pid()));
     }
     Scan whole = scan();
-    while (whole.found.size() < 6 || whole.found[mapper.pid()] != CAT_THIRD_PARTY) { // until all have taken their shape
+    while (whole.found.size() < 8 || whole.found[mapper.pid()] != CAT_THIRD_PARTY) { // until all have taken their shape
         whole = scan();
     }
     int tried = 0;
@@ -114,7 +117,7 @@ TEST_P(ListerFaults, NobodyIsMissingInSilence) {
         // What the caller itself is short of is never one process's fault.
         EXPECT_FALSE(wasReached && (error == ENOMEM || error == EMFILE)) << call << " " << tried;
         if (error == ENOTTY) {
-            EXPECT_EQ(found.found, whole.found) << "an older kernel is asked in another way";
+            EXPECT_EQ(found.found.count(mapper.pid()), 1U) << "an older kernel is asked in another way";
         }
         for (const auto& [pid, category] : whole.found) {
             const auto record = found.found.find(pid);

@@ -117,6 +117,16 @@ TEST(Qngetmsg, FormatsTheDefaultWithoutACatalog) {
     EXPECT_STREQ(buffer, "5");
 }
 
+/// A run asks for one locale, but nothing keeps it from asking for another.
+TEST(Qngetmsg, EachLocaleIsAskedForItself) {
+    char buffer[64];
+    for (const char* locale : {"xx_XX.UTF-8", "C", "xx_XX.UTF-8", "../x"}) {
+        EXPECT_EQ(qngetmsg(kKey, locale, sizeof buffer, buffer, 0, 0, 0, kEnglish, "x"), 20);
+        EXPECT_STREQ(buffer, "Signaling process x\n");
+    }
+    EXPECT_EQ(qngetmsg(kKey, nullptr, sizeof buffer, buffer, 0, 0, 0, kEnglish, "x"), 20);
+}
+
 TEST(Qngetmsg, NeverWritesPastTheSize) {
     for (std::size_t size = 0; size < 30; ++size) {
         char buffer[32];
@@ -229,6 +239,9 @@ TEST(Qngetlocale, NameThatDoesNotFitIsEmptyAndSaidSo) {
     EXPECT_STREQ(locales.messages, "");
     EXPECT_STREQ(locales.ctype, "C");
     EXPECT_NE(qngetlocaleEx(nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, nullptr), 0);
+    char name[4] = "abc";
+    EXPECT_NE(qngetlocaleEx(name, 0, name, 0, name, 0, name, 0, name, 0, nullptr), 0);
+    EXPECT_STREQ(name, "abc") << "nothing is written where there is no room";
 }
 
 /// The translations that are shipped.

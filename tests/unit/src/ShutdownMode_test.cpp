@@ -84,6 +84,17 @@ TEST_F(ShutdownModeTest, WhoIsOnlyListedDoesNotHoldUpTheEnd) {
     EXPECT_EQ(output.find("editor (20) has not terminated"), std::string::npos);
 }
 
+/// Levels up to 2, counted without a sign, kill what remains.
+TEST_F(ShutdownModeTest, SurvivorsAreKilledAtTheLevelsUpToTwo) {
+    for (const auto& [level, kills] : {std::pair(0, 1U), {1, 1U}, {2, 1U}, {3, 0U}, {-1, 0U}}) {
+        clear();
+        Args.killLevel = level;
+        addTough("zeld", 10);
+        shutDown();
+        EXPECT_EQ(host.count("kill 10 SIGKILL"), kills) << level;
+    }
+}
+
 /// One signal a process, for all that it may ignore: a second one is for a caller that asks for it.
 TEST_F(ShutdownModeTest, ARowSendsItsSignalOnce) {
     addTough("momuhe", 10);
