@@ -128,7 +128,8 @@ template <class Visit> int forEachName(int folder, const Visit& visit) {
     ssize_t size = 0;
     while ((size = getdents64(folder, buffer, sizeof buffer)) > 0) {
         for (ssize_t at = 0; at < size;) {
-            const auto* entry = reinterpret_cast<const dirent64*>(buffer + at);
+            // The kernel aligns each record (fs/readdir.c).
+            const auto* entry = static_cast<const dirent64*>(static_cast<const void*>(buffer + at));
             at += entry->d_reclen;
             if (!visit(static_cast<const char*>(entry->d_name))) {
                 return 0;

@@ -44,7 +44,7 @@ class Bytes {
         std::uint32_t value = 0;
         for (unsigned index = 0; index < 4; ++index) {
             const unsigned place = m_bigEndian ? index : 3 - index;
-            value = value << 8U | static_cast<unsigned char>(m_bytes[static_cast<std::size_t>(offset + place)]);
+            value = value << 8U | static_cast<unsigned char>(m_bytes[offset + place]);
         }
         return value;
     }
@@ -57,10 +57,10 @@ class Bytes {
     [[nodiscard]] std::optional<std::string_view> text(std::uint64_t table, std::uint64_t row) const {
         const std::uint64_t length = word(table + row * kRowSize);
         const std::uint64_t offset = word(table + row * kRowSize + 4);
-        if (!holds(offset, length + 1) || m_bytes[static_cast<std::size_t>(offset + length)] != '\0') {
+        if (!holds(offset, length + 1) || m_bytes[offset + length] != '\0') {
             return {};
         }
-        return m_bytes.substr(static_cast<std::size_t>(offset), static_cast<std::size_t>(length));
+        return m_bytes.substr(offset, length);
     }
 
   private:

@@ -78,13 +78,13 @@ int sendKept(cvtelemetry& handle) {
 
 /// Whether waiting a moment may help: full buffers empty themselves, a missing route does not come back.
 bool isPassing(int failure) {
-    return failure == EAGAIN || failure == EWOULDBLOCK || failure == ENOBUFS || failure == ENOMEM || failure == EINTR;
+    return failure == EAGAIN || failure == ENOBUFS || failure == ENOMEM || failure == EINTR;
 }
 
 /// With full device queues (ENOBUFS) the socket stays writable, so that poll would not wait.
 void waitForRoom(const cvtelemetry& handle, int failure, int milliseconds) {
     pollfd writable{handle.socket.get(), POLLOUT, 0};
-    if (failure == EAGAIN || failure == EWOULDBLOCK) {
+    if (failure == EAGAIN) {
         ::poll(&writable, 1, milliseconds);
     } else {
         ::poll(nullptr, 0, 1);
