@@ -412,12 +412,13 @@ class MadeUpHolder : public Rules {
         make("77", copySleep(m_folder / "mapper"));
     }
     void map(const std::string& lines) const { write("77", "maps", lines); }
-    /// A line of maps for the product's library.
-    [[nodiscard]] std::string line(const std::string& permissions = "r-xp") const {
+    /// A line of maps for the product's library, or for another file of its path.
+    [[nodiscard]] std::string line(const std::string& permissions = "r-xp", unsigned otherInode = 0) const {
         const std::optional<FileStatus> file = statusOf(AT_FDCWD, m_library.c_str());
         char numbers[128];
         std::snprintf(numbers, sizeof numbers, "55c0-55d0 %s 00001000 %02x:%02x %llu   ", permissions.c_str(),
-                      file->id.deviceMajor, file->id.deviceMinor, static_cast<unsigned long long>(file->id.inode));
+                      file->id.deviceMajor, file->id.deviceMinor,
+                      static_cast<unsigned long long>(file->id.inode + otherInode));
         return numbers + m_library + "\n";
     }
     std::string m_library;
@@ -452,8 +453,7 @@ TEST_F(MadeUpHolder, OtherMountNamespaceNeedsTheHostsVeryFile) {
     link("77", "ns/mnt", "mnt:[1]");
     map(line());
     EXPECT_EQ(judgeHolder("77").reason, Reason::MapsProduct);
-    std::string other = line();
-    other.replace(other.find(" /") - 4, 1, "9");
+    const std::string other = line("r-xp", 1);
     map(other);
     EXPECT_EQ(judgeHolder("77").reason, Reason::NoRelation);
     fs::remove(m_library);

@@ -33,6 +33,11 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
+struct Fault {
+    const char* call;
+    int error;
+};
+
 /// Runs `body` with the call's first occurrence failing, then with its second, until none is left to fail. `prepare`
 /// runs before each, while all calls pass.
 void forEachFailure(const char* call, int error, const std::function<void()>& prepare,
@@ -53,7 +58,10 @@ TEST(ConfigurationFaults, LeaveTheOneInUseAndTellTheSystemsLog) {
     const TempFolder folder;
     const std::string before = folder.write("before", "[host]\nrole = client\nname = before\n");
     const std::string after = folder.write("after", "[host]\nrole = server\nname = after\n");
-    for (const auto& [call, error] : {std::pair("open", EMFILE), {"fstat", EIO}, {"read", EIO}, {"read", EISDIR}}) {
+    for (const Fault& fault :
+         std::initializer_list<Fault>{{"open", EMFILE}, {"fstat", EIO}, {"read", EIO}, {"read", EISDIR}}) {
+        const char* call = fault.call;
+        const int error = fault.error;
         int refused = 0;
         forEachFailure(
             call, error, [&] { ASSERT_EQ(hostconf::load(before.c_str()), 0); },
@@ -109,7 +117,9 @@ TEST(LogFaults, LoseTheirRecordAndNoOther) {
 TEST(LogFaults, AtOpeningDropTheRecordsOrNothing) {
     const TempFolder folder;
     const std::string path = folder.at("log");
-    for (const auto& [call, error] : {std::pair("open", EACCES), {"fstat", EIO}, {"fchmod", EPERM}}) {
+    for (const Fault& fault : std::initializer_list<Fault>{{"open", EACCES}, {"fstat", EIO}, {"fchmod", EPERM}}) {
+        const char* call = fault.call;
+        const int error = fault.error;
         CVLogger logger;
         forEachFailure(
             call, error, [&] { std::filesystem::remove(path); },
@@ -145,7 +155,9 @@ TEST(CatalogFaults, SpeakEnglish) {
     constexpr char kEnglish[] = "Signaling process %s\n";
     folder.write("locale/de/LC_MESSAGES/cvstop.mo",
                  MoBuilder().build({{std::string(kKey) + '\4' + kEnglish, "Signal an %s\n"}}));
-    for (const auto& [call, error] : {std::pair("open", EMFILE), {"fstat", EIO}, {"read", EIO}}) {
+    for (const Fault& fault : std::initializer_list<Fault>{{"open", EMFILE}, {"fstat", EIO}, {"read", EIO}}) {
+        const char* call = fault.call;
+        const int error = fault.error;
         int english = 0;
         forEachFailure(
             call, error, [] {},
@@ -187,7 +199,9 @@ TEST(TelemetryFaults, OfOneDatagramLoseNothing) {
 
 TEST(FolderFaults, AreToldByTheirErrorNumber) {
     const TempFolder folder;
-    for (const auto& [call, error] : {std::pair("mkdir", EROFS), {"mkdir", ENOSPC}, {"chmod", EPERM}}) {
+    for (const Fault& fault : std::initializer_list<Fault>{{"mkdir", EROFS}, {"mkdir", ENOSPC}, {"chmod", EPERM}}) {
+        const char* call = fault.call;
+        const int error = fault.error;
         int failures = 0;
         forEachFailure(
             call, error, [&] { std::filesystem::remove_all(folder.at("a")); },
