@@ -1,5 +1,6 @@
 """Fixtures of the program tests: the real program in a box with real processes."""
 import os
+import random
 import subprocess
 import uuid
 
@@ -10,6 +11,12 @@ import box
 
 def pytest_configure(config):
     config.addinivalue_line("markers", "sanitized: also run with the program that was built with sanitizers")
+
+
+def pytest_collection_modifyitems(items):
+    """Tests may run in any order; CVSTOP_TEST_SEED chooses one."""
+    if seed := os.environ.get("CVSTOP_TEST_SEED"):
+        random.Random(seed).shuffle(items)
 
 
 def _sandbox_fault():

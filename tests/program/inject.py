@@ -11,7 +11,7 @@ import signal
 import subprocess
 import sys
 
-CVSTOP = ["/usr/quarn/corvane/bin/cvstop", "-k"]
+CVSTOP = ["/usr/quarn/corvane/bin/cvstop", "-k", "-3"]
 LOG = "/usr/quarn/corvane/logs/cvstop/cvstop.log"
 TRACE, OUTPUT, JOURNAL = "/tmp/trace", "/tmp/output", "/usr/quarn/sandbox/journal"
 # The first thing that main does: it looks whether the standard streams are there.

@@ -1,5 +1,6 @@
 """Each system call that the program makes after main has begun fails once, in turn, during a shutdown of three obedient
-daemons: no crash, no hang, no wrong signal, a status that means something, and nobody left behind in silence.
+daemons, third parties and gauges included: no crash, no hang, no wrong signal, a status that means something, and nobody
+left behind in silence.
 
 On the plain build: strace and the sanitizers do not go together.
 """
@@ -24,7 +25,8 @@ FAULTS = [("openat", "EMFILE"), ("openat", "EACCES"), ("read", "EIO"), ("write",
           ("kill", "EPERM"), ("kill", "ESRCH"), ("clock_nanosleep", "EINTR"), ("mmap", "ENOMEM"),
           ("rt_sigaction", "EINVAL"), ("rt_sigprocmask", "EINVAL"), ("clone3", "EAGAIN"), ("vfork", "EAGAIN"),
           ("clone", "EAGAIN"), ("wait4", "ECHILD"), ("uname", "EFAULT"), ("lseek", "ESPIPE"), ("munmap", "EINVAL"),
-          ("mkdir", "EACCES"), ("chmod", "EPERM")]
+          ("mkdir", "EACCES"), ("chmod", "EPERM"), ("socket", "EMFILE"), ("sendto", "EAGAIN"), ("sendto", "ECONNREFUSED"),
+          ("ioctl", "EIO"), ("openat2", "EACCES")]
 # Those with many occurrences share them among several tests.
 PARTS = {"openat": 4, "read": 2, "write": 3, "close": 4, "readlinkat": 3, "statx": 2, "kill": 4, "rt_sigaction": 2,
          "rt_sigprocmask": 2}
@@ -42,6 +44,8 @@ SPAWNS = {"clone", "clone3", "vfork"}
 
 def inject(here, *arguments):
     here.install(HERE / "inject.py", "/opt/inject.py")
+    # Gauges are sent, so that a socket is among the calls; nobody listens.
+    here.write("/usr/quarn/corvane/host.conf", "[host]\nrole = client\n[telemetry]\nstatsd = 127.0.0.1:8125\n")
     box = here.shell("/usr/bin/python3 /opt/inject.py " + " ".join(arguments), timeout=900)
     assert box.returncode == 0, box.stderr.decode()
     return [json.loads(line) for line in box.stdout.decode().splitlines()]
