@@ -46,7 +46,7 @@ UniqueFd findFile(int directory, const char* path, std::uint64_t resolve) {
 }
 
 std::optional<FileStatus> statusOf(const UniqueFd& file) {
-    return file ? lister::statusOf(file.get(), "", AT_EMPTY_PATH) : std::nullopt;
+    return lister::statusOf(file.get(), "", AT_EMPTY_PATH);
 }
 
 /// Whether something is there and was not given, by errno.

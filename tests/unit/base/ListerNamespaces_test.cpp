@@ -142,6 +142,26 @@ TEST_F(MountNamespace, WhoMapsALibraryThatTheHostDoesNotHaveHasNothingOfTheProdu
     EXPECT_EQ(judgeHolder(mapper->pid()).reason, Reason::NoRelation);
 }
 
+/// An exclude list would find another file by that path.
+TEST_F(MountNamespace, MapperWhoseExecutableTheCallerDoesNotFindByItsPathIsOnlyListed) {
+    fs::copy_file(kMathLibrary, m_root + "/bin/library.so");
+    fs::create_directories(m_folder / "own");
+    copySleep(m_folder / "own/other");
+    const auto mapper = runMapper([this] {
+        harden();
+        EXPECT_EQ(mount((m_folder / "own/other").c_str(), (m_folder / "mapper").c_str(), nullptr, MS_BIND, nullptr), 0);
+    });
+    EXPECT_EQ(judgeHolder(mapper->pid()).reason, Reason::DemotedUnexcludable);
+}
+
+TEST_F(MountNamespace, MapperWhoseExecutableWasReplacedIsOnlyListed) {
+    fs::copy_file(kMathLibrary, m_root + "/bin/library.so");
+    const auto mapper = runMapper(harden);
+    fs::remove(m_folder / "mapper");
+    copySleep(m_folder / "mapper");
+    EXPECT_EQ(judgeHolder(mapper->pid()).reason, Reason::DemotedUnexcludable);
+}
+
 TEST_F(MountNamespace, WhoWorksInTheSameFolderOfAnotherTreeIsNotListed) {
     const auto editor = run(copySleep(m_folder / "editor"), [this] {
         contain();

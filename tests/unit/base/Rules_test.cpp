@@ -105,6 +105,14 @@ TEST(Errors, ThatRefuseAnAnswerLoseTheProcess) {
     }
 }
 
+TEST(Files, AreTheSameByDeviceAndInode) {
+    const FileId file = {1, 2, 3};
+    EXPECT_EQ(file, (FileId{1, 2, 3}));
+    for (const FileId& other : {FileId{9, 2, 3}, FileId{1, 9, 3}, FileId{1, 2, 9}}) {
+        EXPECT_NE(file, other);
+    }
+}
+
 TEST(Errors, TellWhetherAProcessIsGone) {
     EXPECT_EQ(lostReason(ENOENT), Reason::Vanished);
     EXPECT_EQ(lostReason(ESRCH), Reason::Vanished);
@@ -266,6 +274,10 @@ TEST_F(Rules, NothingIsTheHostsFileWhereTheTreeIsGone) {
     const PinnedProcess process(proc.get(), 77, "77");
     EXPECT_FALSE(isTheHostsFile(Caller(m_roots), process, FileStatus(), "/nonexistent/quarn/x", true));
     EXPECT_FALSE(isTheHostsFile(Caller(m_roots), process, FileStatus(), "/nonexistent/quarn/x", false));
+    fs::create_directories(m_folder / "nonexistent/quarn");
+    link("77", "root", m_folder);
+    EXPECT_FALSE(isTheHostsFile(Caller(m_roots), process, FileStatus(), "/nonexistent/quarn/x", true))
+        << "a tree of its own";
 }
 
 TEST_F(Rules, DeletedIsPartOfANameOnlyForTheVeryFileOfThatName) {
@@ -300,6 +312,12 @@ TEST_F(Rules, ScriptOfTheProduct) {
     const Verdict verdict = judge("77", judgeScript);
     EXPECT_EQ(verdict.reason, Reason::ProductScript);
     EXPECT_EQ(verdict.path, script.string());
+}
+
+TEST_F(Rules, ArgumentsBeyondWhatIsReadDoNotMatter) {
+    const fs::path script = makeScript("77", "#!/bin/sh");
+    write("77", "cmdline", std::string("sh\0", 3) + script.string() + '\0' + std::string(100'000, 'x'));
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::ProductScript);
 }
 
 TEST_F(Rules, InterpreterThatRunsNothingOfTheProductIsNoRelation) {
@@ -342,6 +360,13 @@ TEST_F(Rules, OnlyRootOrTheOwnerRunsAScriptOfTheProduct) {
     }
     write("77", "status", "Name:\tx\nUid:\t0\t" + owner + "\t0\t0\n");
     EXPECT_EQ(judge("77", judgeScript).reason, Reason::ProductScript);
+    if (geteuid() == 0) {
+        ASSERT_EQ(chown(script.c_str(), 4242, 0), 0);
+        write("77", "status", "Name:\tx\nUid:\t0\t4242\t0\t0\n");
+        EXPECT_EQ(judge("77", judgeScript).reason, Reason::ProductScript);
+        write("77", "status", "Name:\tx\nUid:\t0\t4243\t0\t0\n");
+        EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
+    }
 }
 
 TEST_F(Rules, InterpreterThatAnybodyCouldHaveMadeIsNotTrusted) {
@@ -448,6 +473,17 @@ TEST_F(MadeUpHolder, MappingsOverTheBudgetArePassedOver) {
     EXPECT_EQ(judgeHolder("77").reason, Reason::OverBudget);
 }
 
+/// The folder's own two entries count, too.
+TEST_F(MadeUpHolder, DescriptorsWithinTheBudgetAreSearchedToTheEnd) {
+    for (const char* name : {"fd/0", "fd/1", "fd/2"}) {
+        link("77", name, "/dev/null");
+    }
+    m_roots.budget.descriptors = 5;
+    EXPECT_EQ(judgeHolder("77").reason, Reason::NoRelation);
+    m_roots.budget.descriptors = 4;
+    EXPECT_EQ(judgeHolder("77").reason, Reason::OverBudget);
+}
+
 /// In another mount namespace the name proves nothing: it must be the host's very file.
 TEST_F(MadeUpHolder, OtherMountNamespaceNeedsTheHostsVeryFile) {
     link("77", "ns/mnt", "mnt:[1]");
@@ -510,6 +546,17 @@ TEST_F(MadeUpHolder, ExecutableThatIsAnothersOrNowhereIsUnexcludable) {
     link("77", "exe", "/proc/self/exe"); // its text is no path of the file
     EXPECT_NE(judgeHolder("77").category, CAT_THIRD_PARTY);
     link("77", "exe", m_folder / "gone");
+    EXPECT_EQ(judgeHolder("77").reason, Reason::DemotedUnexcludable);
+}
+
+TEST_F(MadeUpHolder, PathThatNoRecordHoldsIsUnexcludable) {
+    fs::path folder = m_folder;
+    while (folder.string().size() < sizeof CV_Process_s::path) {
+        folder /= std::string(200, 'd');
+    }
+    fs::create_directories(folder);
+    make("77", copySleep(folder / "mapper"));
+    map(line());
     EXPECT_EQ(judgeHolder("77").reason, Reason::DemotedUnexcludable);
 }
 

@@ -17,6 +17,7 @@ namespace {
 char g_call[32];
 int g_error = 0;
 int g_left = 0;
+bool g_tellsMounts = true;
 
 bool isDue(const char* call) {
     if (g_left == 0 || std::strcmp(call, g_call) != 0 || --g_left != 0) {
@@ -40,6 +41,10 @@ bool disarm() {
     const bool wasReached = g_left == 0;
     g_left = 0;
     return wasReached;
+}
+
+void tellMounts(bool isTold) {
+    g_tellsMounts = isTold;
 }
 
 std::vector<std::string>& systemLog() {
@@ -95,8 +100,6 @@ PASS_ON(ssize_t, "readlinkat", readlinkat, (int folder, const char* path, char* 
 PASS_ON(ssize_t, "readlinkat", __readlinkat_chk,
         (int folder, const char* path, char* to, std::size_t size, std::size_t room), (folder, path, to, size, room))
 PASS_ON(ssize_t, "write", write, (int fd, const void* bytes, std::size_t size), (fd, bytes, size))
-PASS_ON(int, "statx", statx, (int folder, const char* path, int flags, unsigned int mask, struct statx* to),
-        (folder, path, flags, mask, to))
 PASS_ON(int, "fstat", fstat, (int fd, struct stat* to), (fd, to))
 PASS_ON(int, "fstat", fstat64, (int fd, struct stat64* to), (fd, to))
 PASS_ON(int, "stat", stat, (const char* path, struct stat* to), (path, to))
@@ -114,6 +117,19 @@ PASS_ON(ssize_t, "sendto", sendto,
 PASS_ON(int, "poll", poll, (pollfd * fds, nfds_t count, int timeout), (fds, count, timeout))
 PASS_ON(int, "poll", __poll_chk, (pollfd * fds, nfds_t count, int timeout, std::size_t room),
         (fds, count, timeout, room))
+
+int __real_statx(int folder, const char* path, int flags, unsigned int mask, struct statx* to);
+int __wrap_statx(int folder, const char* path, int flags, unsigned int mask, struct statx* to) {
+    if (isDue("statx")) {
+        return -1;
+    }
+    const int result = __real_statx(folder, path, flags, mask, to);
+    if (!g_tellsMounts) {
+        constexpr unsigned int kMountId = 0x1000; // STATX_MNT_ID
+        to->stx_mask &= ~kMountId;
+    }
+    return result;
+}
 
 /// A descriptor is closed even where close says that it failed (close(2)).
 int __real_close(int fd);

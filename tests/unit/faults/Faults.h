@@ -14,6 +14,9 @@ void arm(const std::string& call, int error, int occurrence);
 /// Lets all calls pass again. Returns whether the call was reached, and failed.
 bool disarm();
 
+/// Whether statx tells the mount of a file: before Linux 5.8 it did not.
+void tellMounts(bool isTold);
+
 /// What went to the system's log; none of it reaches the real one.
 std::vector<std::string>& systemLog();
 
