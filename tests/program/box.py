@@ -168,6 +168,12 @@ class Host:
         return records
 
 
+def seconds(record):
+    """The time of a log record, of its day."""
+    hours, minutes, rest = record.time[11:26].split(":")
+    return 3600 * int(hours) + 60 * int(minutes) + float(rest)
+
+
 def table(rows, header=False):
     """The listing of (name, path, pid, category) rows as it must look."""
     labels = ("Name", "Path", "Pid", "Category")

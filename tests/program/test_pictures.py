@@ -1,7 +1,7 @@
 """Standard output of whole runs, byte for byte."""
 import pytest
 
-from box import BIN, product, table, third, until_ended
+from box import BIN, product, seconds, table, third, until_ended
 
 GATHERING = "Gathering process information.\n"
 ALL_SPECIFIED = "All Corvane specified processes terminated normally.\n"
@@ -39,8 +39,9 @@ def test_process_that_no_row_names_gets_one_signal_announced_of_three(host):
     result = host(f"{BIN}/strayd ignore=INT,TERM\n").run("-k")
     assert result.stdout == GATHERING + initiating(1) + signaling(f"{BIN}/strayd") + ALL_SPECIFIED
     assert result.signals_of("strayd") == ["SIGINT", "SIGTERM", "SIGQUIT"]
-    times = [s.time for s in result.signals]
-    assert times[1] - times[0] >= 0.99 and times[2] - times[1] >= 0.99
+    # By the program's own log: a busy machine lets the daemon notice a signal late.
+    times = [seconds(r) for r in result.log if r.function == "Processes::KillProcess"]
+    assert len(times) == 3 and all((later - sooner) % 86400 >= 0.99 for sooner, later in zip(times, times[1:]))
 
 
 def test_quiet_shutdown_prints_nothing(host):

@@ -2,7 +2,7 @@
 import pathlib
 import shlex
 
-from box import BIN
+from box import BIN, seconds
 
 TABLE = pathlib.Path(__file__).parents[1] / "unit/src/shutdown_table.txt"
 COLUMNS = "position sequence group name command killType firstOnly waitType mask service".split()
@@ -66,11 +66,6 @@ def test_every_row_is_carried_out_once_in_order(host):
     assert result.stdout.startswith("Gathering process information.\nInitiating Orderly shutdown, 65 processes active\n")
     assert result.stdout.endswith("All Corvane specified processes terminated normally.\n")
     assert result.status == 1
-
-
-def seconds(record):
-    hours, minutes, rest = record.time[11:26].split(":")
-    return 3600 * int(hours) + 60 * int(minutes) + float(rest)
 
 
 def test_the_two_waiting_rows_wait_for_their_process(host):
