@@ -27,6 +27,14 @@ bool isDue(const char* call) {
     return true;
 }
 
+void keep(const char* format, va_list arguments) __attribute__((format(printf, 1, 0)));
+
+void keep(const char* format, va_list arguments) {
+    char text[1024];
+    std::vsnprintf(text, sizeof text, format, arguments);
+    faults::systemLog().emplace_back(text);
+}
+
 } // namespace
 
 namespace faults {
@@ -140,21 +148,17 @@ int __wrap_close(int fd) {
 
 void __wrap_syslog(int level, const char* format, ...);
 void __wrap_syslog(int /*level*/, const char* format, ...) {
-    char text[1024];
     va_list arguments;
     va_start(arguments, format);
-    std::vsnprintf(text, sizeof text, format, arguments);
+    keep(format, arguments);
     va_end(arguments);
-    faults::systemLog().emplace_back(text);
 }
 void __wrap___syslog_chk(int level, int flag, const char* format, ...);
 void __wrap___syslog_chk(int /*level*/, int /*flag*/, const char* format, ...) {
-    char text[1024];
     va_list arguments;
     va_start(arguments, format);
-    std::vsnprintf(text, sizeof text, format, arguments);
+    keep(format, arguments);
     va_end(arguments);
-    faults::systemLog().emplace_back(text);
 }
 }
 // NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
