@@ -35,6 +35,14 @@ bool hasPtraceCapability() {
            (data[CAP_TO_INDEX(CAP_SYS_PTRACE)].effective & CAP_TO_MASK(CAP_SYS_PTRACE)) != 0;
 }
 
+/// A thread that exits gives up its memory before its descriptors and folders (do_exit, kernel/exit.c), and from then
+/// on they read as if it had none. What was read of one that still shows its executable afterwards was whole; of
+/// another one it proves nothing, and ProcessLost is thrown.
+void requireStillThere(const PinnedProcess& process) {
+    LinkBuffer buffer;
+    static_cast<void>(required(process.link("exe", buffer)));
+}
+
 /// The list under construction, freed unless it is handed over.
 class RecordList {
   public:
@@ -96,10 +104,10 @@ class Scan {
 
   private:
     void visit(const char* name, pid_t pid);
-    void visitExitedLeader(const char* name, pid_t pid);
-    void visitThreads(const char* task, pid_t pid);
-    bool visitThread(const char* task, const char* name, pid_t pid);
-    void visitLink(const char* folder, pid_t pid, std::string_view link);
+    bool visitFolder(const char* folder, pid_t pid);
+    bool visitLink(const char* folder, pid_t pid, std::string_view link);
+    bool visitOtherThreads(const char* name, pid_t pid);
+    bool visitThreads(const char* task, pid_t pid);
     void visitUnreadable(pid_t pid, int error);
     void take(pid_t pid, const Verdict& verdict);
     void log(pid_t pid, const Verdict& verdict) const;
@@ -144,68 +152,66 @@ int Scan::run(RecordList& records) {
     return isWhole ? 0 : EACCES;
 }
 
-/// One system call for a process that is no hit.
+/// A process whose first thread exits, before it is read or while it is, goes on in its others. One of these that
+/// executes a program takes the first one's place (execve(2)), and is not to be found where it was looked for.
 void Scan::visit(const char* name, pid_t pid) {
     m_metPid1 = m_metPid1 || pid == 1;
-    if (pid == m_self) {
-        return;
+    if (pid != m_self && !visitFolder(name, pid) && !visitOtherThreads(name, pid)) {
+        visitFolder(name, pid);
     }
+}
+
+/// Whether the folder, "PID" or "PID/task/TID", told of its process; that of a thread that exits does not. One system
+/// call for a process that is no hit.
+bool Scan::visitFolder(const char* folder, pid_t pid) {
     char path[kNameSize];
-    *static_cast<char*>(mempcpy(mempcpy(path, name, std::strlen(name)), "/exe", 4)) = '\0';
+    *static_cast<char*>(mempcpy(mempcpy(path, folder, std::strlen(folder)), "/exe", 4)) = '\0';
     LinkBuffer link;
     const ssize_t length = readlinkat(m_proc.get(), path, link, sizeof link);
     if (length >= 0) {
-        visitLink(name, pid, std::string_view(link, static_cast<std::size_t>(length)));
-    } else if (errno == ENOENT) {
-        visitExitedLeader(name, pid);
-    } else {
-        visitUnreadable(pid, errno);
-    }
-}
-
-/// Kernel threads and zombies have no executable; a process whose first thread has exited shows none either, but has
-/// others. A folder's link count is 2 and one for each folder in it: PID/task has one a thread (fs/proc/base.c).
-void Scan::visitExitedLeader(const char* name, pid_t pid) {
-    const std::string task = std::string(name) + "/task";
-    const std::optional<FileStatus> status = statusOf(m_proc.get(), task.c_str());
-    if (!status) {
-        visitUnreadable(pid, errno);
-    } else if (status->links > 3) {
-        visitThreads(task.c_str(), pid);
-    }
-}
-
-/// Goes on with the first thread that is alive.
-void Scan::visitThreads(const char* task, pid_t pid) {
-    const PinnedProcess threads(m_proc.get(), pid, task);
-    const UniqueFd folder = threads ? threads.open(".", O_RDONLY | O_DIRECTORY) : UniqueFd();
-    const int error =
-        folder ? forEachName(folder.get(),
-                             [&](const char* name) { return !parsePid(name) || !visitThread(task, name, pid); })
-               : errno;
-    if (error != 0) {
-        visitUnreadable(pid, error);
-    }
-}
-
-/// Whether the thread told of its process; one that has exited did not.
-bool Scan::visitThread(const char* task, const char* name, pid_t pid) {
-    const std::string folder = std::string(task) + '/' + name;
-    LinkBuffer link;
-    const ssize_t length = readlinkat(m_proc.get(), (folder + "/exe").c_str(), link, sizeof link);
-    if (length >= 0) {
-        visitLink(folder.c_str(), pid, std::string_view(link, static_cast<std::size_t>(length)));
-        return true;
+        return visitLink(folder, pid, std::string_view(link, static_cast<std::size_t>(length)));
     }
     const int error = errno;
     visitUnreadable(pid, error);
     return lostReason(error) != Reason::Vanished;
 }
 
-void Scan::visitLink(const char* folder, pid_t pid, std::string_view link) {
-    if (isBelow(link, m_installRoot) || isInterpreterName(lastComponent(link)) || wantsThirdParties()) {
-        take(pid, judge(folder, pid, link));
+bool Scan::visitLink(const char* folder, pid_t pid, std::string_view link) {
+    if (!isBelow(link, m_installRoot) && !isInterpreterName(lastComponent(link)) && !wantsThirdParties()) {
+        return true;
     }
+    const Verdict verdict = judge(folder, pid, link);
+    take(pid, verdict);
+    return verdict.reason != Reason::Vanished;
+}
+
+/// Kernel threads and zombies have no executable; a process whose first thread has exited shows none either, but has
+/// others. A folder's link count is 2 and one for each folder in it: PID/task has one a thread (fs/proc/base.c).
+bool Scan::visitOtherThreads(const char* name, pid_t pid) {
+    const std::string task = std::string(name) + "/task";
+    const std::optional<FileStatus> status = statusOf(m_proc.get(), task.c_str());
+    if (!status) {
+        visitUnreadable(pid, errno);
+    }
+    return status && status->links > 3 && visitThreads(task.c_str(), pid);
+}
+
+/// Whether a thread told of its process: the first one that does not exit meanwhile.
+bool Scan::visitThreads(const char* task, pid_t pid) {
+    const PinnedProcess threads(m_proc.get(), pid, task);
+    const UniqueFd folder = threads ? threads.open(".", O_RDONLY | O_DIRECTORY) : UniqueFd();
+    bool hasTold = false;
+    const int error = folder ? forEachName(folder.get(),
+                                           [&](const char* name) {
+                                               hasTold = parsePid(name) &&
+                                                         visitFolder((std::string(task) + '/' + name).c_str(), pid);
+                                               return !hasTold;
+                                           })
+                             : errno;
+    if (error != 0) {
+        visitUnreadable(pid, error);
+    }
+    return hasTold;
 }
 
 /// A path of a page and more is one that the kernel cannot give, to nobody; anything else may hide a process of the
@@ -231,7 +237,9 @@ Verdict Scan::judge(const char* folder, pid_t pid, std::string_view link) {
         return {0, lostReason(errno), std::string(link)};
     }
     try {
-        return judgePinned(process, link);
+        Verdict verdict = judgePinned(process, link);
+        requireStillThere(process);
+        return verdict;
     } catch (const ProcessLost& lost) {
         return {0, lost.reason, std::string(link)};
     }

@@ -1,14 +1,48 @@
-// A process whose first thread has exited while another one lives on: the kernel shows no executable for it then.
+// A process whose first thread exits while another one lives on: the kernel shows no executable for it then.
+//
+//   exited_leader                        its first thread exits at once
+//   exited_leader [SCRIPT] leave         at SIGUSR1
+//   exited_leader execute PROGRAM        at once; at SIGUSR1 the other one executes the program, "PROGRAM 60"
+#include <csignal>
+#include <string_view>
 #include <thread>
 
 #include <pthread.h>
 #include <unistd.h>
 
-int main() {
-    std::thread([] {
+namespace {
+
+sigset_t userSignal() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGUSR1);
+    return signals;
+}
+
+void awaitUserSignal() {
+    const sigset_t signals = userSignal();
+    int signal = 0;
+    sigwait(&signals, &signal);
+}
+
+} // namespace
+
+int main(int count, char** arguments) {
+    const std::string_view last = arguments[count - 1];
+    const char* program = count == 3 && std::string_view(arguments[1]) == "execute" ? arguments[2] : nullptr;
+    const sigset_t signals = userSignal();
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    std::thread([program] {
+        if (program != nullptr) {
+            awaitUserSignal();
+            execl(program, program, "60", nullptr);
+        }
         for (;;) {
             pause();
         }
     }).detach();
+    if (last == "leave") {
+        awaitUserSignal();
+    }
     pthread_exit(nullptr);
 }

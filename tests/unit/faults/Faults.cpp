@@ -4,6 +4,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -17,9 +18,14 @@ namespace {
 char g_call[32];
 int g_error = 0;
 int g_left = 0;
+std::function<void()> g_act;
+int g_leftToAct = 0;
 bool g_tellsMounts = true;
 
 bool isDue(const char* call) {
+    if (g_leftToAct != 0 && --g_leftToAct == 0) {
+        g_act();
+    }
     if (g_left == 0 || std::strcmp(call, g_call) != 0 || --g_left != 0) {
         return false;
     }
@@ -45,9 +51,15 @@ void arm(const std::string& call, int error, int occurrence) {
     g_left = occurrence;
 }
 
+void interrupt(int occurrence, std::function<void()> act) {
+    g_act = std::move(act);
+    g_leftToAct = occurrence;
+}
+
 bool disarm() {
-    const bool wasReached = g_left == 0;
+    const bool wasReached = g_left == 0 && g_leftToAct == 0;
     g_left = 0;
+    g_leftToAct = 0;
     return wasReached;
 }
 

@@ -2,6 +2,7 @@
 /// pass every call on, but for the one that is due.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -11,7 +12,10 @@ namespace faults {
 /// with 64-bit offsets or checked sizes count as one: "open", "openat", "read", "fstat", "stat", "poll".
 void arm(const std::string& call, int error, int occurrence);
 
-/// Lets all calls pass again. Returns whether the call was reached, and failed.
+/// From now on `act` happens in front of the `occurrence`th call of any name (from 1); its own calls are not counted.
+void interrupt(int occurrence, std::function<void()> act);
+
+/// Lets all calls pass again. Returns whether the call was reached, and failed or was held up.
 bool disarm();
 
 /// Whether statx tells the mount of a file: before Linux 5.8 it did not.

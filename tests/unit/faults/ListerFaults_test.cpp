@@ -1,81 +1,14 @@
 // One call of a scan fails, each in turn: the scan says so, or it lists everybody all the same, or the log tells of
 // whom it passed over. A daemon is never missing in silence, and nobody becomes a process of the product by an error.
 #include <cerrno>
-#include <map>
-#include <sstream>
 #include <utility>
 
 #include <sched.h>
 
-#include "Faults.h"
-#include "ListerTest.h"
-#include "cvlog.h"
+#include "ListerLog.h"
 
 namespace lister {
 namespace {
-
-struct Scan {
-    int status = 0;
-    /// Whether the call that was to fail was made.
-    bool wasReached = false;
-    /// Categories by pid.
-    std::map<pid_t, int> found;
-    std::string log;
-};
-
-/// A process table of few, and the log of what a scan has to say of it.
-class ListerLog : public Lister {
-  protected:
-    /// A process table of few: whoever else runs here costs nothing, and cannot come or go between two scans.
-    ListerLog() {
-        m_table = (m_folder / "proc").string();
-        fs::create_directories(m_table);
-        m_roots.proc = m_table.c_str();
-        show("1");
-        show("self");
-        show(std::to_string(getppid()));
-        m_logFile = (m_folder / "log").string();
-        m_savedLogger = std::exchange(CVLogger::s_default, &m_logger);
-        m_logger.openFile(m_logFile.c_str(), "host", "test", nullptr);
-    }
-    ~ListerLog() override { CVLogger::s_default = m_savedLogger; }
-
-    void show(const std::string& name) { fs::create_symlink("/proc/" + name, m_table + "/" + name); }
-
-    Scan scan(int verbosity = 0) {
-        fs::resize_file(m_logFile, 0);
-        Scan result;
-        CV_Process_s* list = nullptr;
-        result.status = listProcesses(m_roots, &list, kAll, verbosity);
-        result.wasReached = faults::disarm();
-        while (list != nullptr) {
-            result.found[list->pid] = list->category;
-            std::free(std::exchange(list, list->next));
-        }
-        std::ostringstream text;
-        text << std::ifstream(m_logFile).rdbuf();
-        result.log = text.str();
-        return result;
-    }
-
-    std::string m_table;
-    std::string m_logFile;
-    CVLogger m_logger;
-    CVLogger* m_savedLogger = nullptr;
-};
-
-/// The path of a file that the test itself has mapped.
-std::string mappedFile(const std::string& name) {
-    std::ifstream maps("/proc/self/maps");
-    std::string line;
-    while (std::getline(maps, line) && line.find("/" + name) == std::string::npos) {
-    }
-    return line.substr(line.find('/'));
-}
-
-bool tellsOf(const Scan& scan, pid_t pid) {
-    return scan.log.find("Process " + std::to_string(pid) + " ") != std::string::npos;
-}
 
 class ListerFaults : public ListerLog, public testing::WithParamInterface<std::pair<const char*, int>> {};
 
@@ -90,6 +23,7 @@ TEST_P(ListerFaults, NobodyIsMissingInSilence) {
     fs::remove(m_root + "/bin/replaced");
     const auto contained = run(install("contained"), [] { static_cast<void>(unshare(CLONE_NEWUSER)); });
     const Child exited(leader, {"leader"});
+    awaitExitOfLeader(exited.pid());
     const Child worker(writeScript("worker", "#!/bin/sh\nkill -STOP $$\n"), {"worker"});
     int status = 0;
     ASSERT_EQ(waitpid(worker.pid(), &status, WUNTRACED), worker.pid());
