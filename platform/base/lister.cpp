@@ -35,13 +35,8 @@ bool hasPtraceCapability() {
            (data[CAP_TO_INDEX(CAP_SYS_PTRACE)].effective & CAP_TO_MASK(CAP_SYS_PTRACE)) != 0;
 }
 
-/// A thread that exits gives up its memory before its descriptors and folders (do_exit, kernel/exit.c), and from then
-/// on they read as if it had none. What was read of one that still shows its executable afterwards was whole; of
-/// another one it proves nothing, and ProcessLost is thrown.
-void requireStillThere(const PinnedProcess& process) {
-    LinkBuffer buffer;
-    static_cast<void>(required(process.link("exe", buffer)));
-}
+/// A process may execute one program after another; that it does so without a pause makes no work without an end.
+constexpr int kJudgements = 8;
 
 /// The list under construction, freed unless it is handed over.
 class RecordList {
@@ -112,6 +107,7 @@ class Scan {
     void take(pid_t pid, const Verdict& verdict);
     void log(pid_t pid, const Verdict& verdict) const;
     Verdict judge(const char* folder, pid_t pid, std::string_view link);
+    Verdict judgeSettled(const PinnedProcess& process, std::string_view link);
     Verdict judgePinned(const PinnedProcess& process, std::string_view link);
     const Caller& caller();
     [[nodiscard]] bool wantsThirdParties() const {
@@ -201,13 +197,13 @@ bool Scan::visitThreads(const char* task, pid_t pid) {
     const PinnedProcess threads(m_proc.get(), pid, task);
     const UniqueFd folder = threads ? threads.open(".", O_RDONLY | O_DIRECTORY) : UniqueFd();
     bool hasTold = false;
-    const int error = folder ? forEachName(folder.get(),
-                                           [&](const char* name) {
-                                               hasTold = parsePid(name) &&
-                                                         visitFolder((std::string(task) + '/' + name).c_str(), pid);
-                                               return !hasTold;
-                                           })
-                             : errno;
+    const int error =
+        folder ? forEachName(folder.get(),
+                             [&](const char* name) {
+                                 hasTold = parsePid(name) && visitFolder((std::string(task) + '/' + name).c_str(), pid);
+                                 return !hasTold;
+                             })
+               : errno;
     if (error != 0) {
         visitUnreadable(pid, error);
     }
@@ -237,12 +233,26 @@ Verdict Scan::judge(const char* folder, pid_t pid, std::string_view link) {
         return {0, lostReason(errno), std::string(link)};
     }
     try {
-        Verdict verdict = judgePinned(process, link);
-        requireStillThere(process);
-        return verdict;
+        return judgeSettled(process, link);
     } catch (const ProcessLost& lost) {
         return {0, lost.reason, std::string(link)};
     }
+}
+
+/// What was read of a process is one truth where it showed the same executable before and after. When it executes
+/// another program meanwhile, half of what was read is of either. When it exits it gives up its memory before its
+/// descriptors and folders (do_exit, kernel/exit.c), and reads as if it had none; then ProcessLost is thrown.
+Verdict Scan::judgeSettled(const PinnedProcess& process, std::string_view link) {
+    LinkBuffer buffers[2];
+    for (int count = 0; count < kJudgements; ++count) {
+        Verdict verdict = judgePinned(process, link);
+        const std::string_view after = required(process.link("exe", buffers[count % 2]));
+        if (after == link) {
+            return verdict;
+        }
+        link = after;
+    }
+    return {0, Reason::Unsettled, std::string(link)};
 }
 
 Verdict Scan::judgePinned(const PinnedProcess& process, std::string_view link) {
@@ -276,7 +286,7 @@ void Scan::take(pid_t pid, const Verdict& verdict) {
 
 void Scan::log(pid_t pid, const Verdict& verdict) const {
     const bool isWarning = verdict.reason == Reason::UnfitPath || verdict.reason == Reason::OverBudget ||
-                           verdict.reason == Reason::Unreadable;
+                           verdict.reason == Reason::Unreadable || verdict.reason == Reason::Unsettled;
     if (isWarning || (m_verbosity > kDetailVerbosity && verdict.reason != Reason::NoRelation)) {
         logmsgf(isWarning ? kLogWarning : kLogProgress, kFunction, "Process %d category %d, %s: %s", pid,
                 verdict.category, reasonText(verdict.reason), verdict.path.c_str());
@@ -328,6 +338,8 @@ const char* reasonText(Reason reason) {
         return "vanished";
     case Reason::Unreadable:
         return "passed over: it cannot be read";
+    case Reason::Unsettled:
+        return "passed over: it executes one program after another";
     case Reason::OverBudget:
         return "passed over: too many mappings or descriptors";
     }

@@ -57,6 +57,7 @@ enum class Reason {
     NoRelation,
     Vanished,
     Unreadable,
+    Unsettled,
     OverBudget,
 };
 

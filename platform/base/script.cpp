@@ -7,6 +7,7 @@
 #include <cstdlib>
 
 #include <fcntl.h>
+#include <sched.h>
 #include <sys/stat.h>
 
 #include "cvshutdown.h"
@@ -19,6 +20,8 @@ namespace {
 constexpr std::size_t kShebangSize = 256;
 constexpr std::size_t kCommandLineSize = 64U << 10U;
 constexpr std::size_t kSmallFileSize = 8192;
+/// Half a millisecond's worth; execve takes less from the one to the other.
+constexpr int kCommandLineReads = 200;
 /// The kernel keeps 15 bytes of a process's name (TASK_COMM_LEN).
 constexpr std::size_t kCommSize = 15;
 
@@ -70,9 +73,20 @@ std::string firstBytesOf(int script) {
     return {bytes, static_cast<std::size_t>(count)};
 }
 
+/// A program that is being executed is shown before its arguments are (load_elf_binary, fs/binfmt_elf.c): these read as
+/// empty for a moment. Who has erased his own never shows any, and is asked in vain.
+std::string readCommandLine(const PinnedProcess& process) {
+    std::string text = required(process.read("cmdline", kCommandLineSize));
+    for (int count = 1; text.empty() && count < kCommandLineReads; ++count) {
+        sched_yield();
+        text = required(process.read("cmdline", kCommandLineSize));
+    }
+    return text;
+}
+
 /// The path below the install root that the process's script argument really leads to.
 std::optional<std::string> resolveScript(const Caller& caller, const PinnedProcess& process) {
-    const std::string commandLine = required(process.read("cmdline", kCommandLineSize));
+    const std::string commandLine = readCommandLine(process);
     const std::optional<std::string_view> argument = scriptArgument(commandLine);
     char resolved[PATH_MAX];
     if (!argument || realpath(std::string(*argument).c_str(), resolved) == nullptr ||

@@ -139,6 +139,7 @@ TEST(Reasons, HaveTheirTexts) {
         {Reason::NoRelation, "has nothing to do with the product"},
         {Reason::Vanished, "vanished"},
         {Reason::Unreadable, "passed over: it cannot be read"},
+        {Reason::Unsettled, "passed over: it executes one program after another"},
         {Reason::OverBudget, "passed over: too many mappings or descriptors"},
     };
     EXPECT_EQ(std::size(texts), static_cast<std::size_t>(Reason::OverBudget) + 1);

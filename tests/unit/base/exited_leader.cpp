@@ -1,4 +1,5 @@
 // A process whose first thread exits while another one lives on: the kernel shows no executable for it then.
+// Its name is "ready" when it can take the signal.
 //
 //   exited_leader                        its first thread exits at once
 //   exited_leader [SCRIPT] leave         at SIGUSR1
@@ -8,6 +9,7 @@
 #include <thread>
 
 #include <pthread.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 namespace {
@@ -32,6 +34,7 @@ int main(int count, char** arguments) {
     const char* program = count == 3 && std::string_view(arguments[1]) == "execute" ? arguments[2] : nullptr;
     const sigset_t signals = userSignal();
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    prctl(PR_SET_NAME, "ready");
     std::thread([program] {
         if (program != nullptr) {
             awaitUserSignal();

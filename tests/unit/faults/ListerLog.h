@@ -6,6 +6,8 @@
 #include <string>
 #include <utility>
 
+#include <sched.h>
+
 #include "Faults.h"
 #include "ListerTest.h"
 #include "cvlog.h"
@@ -18,6 +20,7 @@ struct Scan {
     bool wasReached = false;
     /// Categories by pid.
     std::map<pid_t, int> found;
+    std::map<pid_t, std::string> paths;
     std::string log;
 };
 
@@ -48,6 +51,7 @@ class ListerLog : public Lister {
         result.wasReached = faults::disarm();
         while (list != nullptr) {
             result.found[list->pid] = list->category;
+            result.paths[list->pid] = list->path;
             std::free(std::exchange(list, list->next));
         }
         std::ostringstream text;
@@ -79,6 +83,7 @@ inline bool tellsOf(const Scan& scan, pid_t pid) {
 inline void awaitExitOfLeader(pid_t pid) {
     char path[PATH_MAX];
     while (readlink(("/proc/" + std::to_string(pid) + "/exe").c_str(), path, sizeof path) >= 0) {
+        sched_yield();
     }
 }
 
