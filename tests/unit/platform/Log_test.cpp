@@ -1,6 +1,7 @@
 #include "cvlog.h"
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <ctime>
 #include <filesystem>
@@ -73,7 +74,8 @@ TEST_F(Log, LineHasTimeHostProcessLevelFunctionAndText) {
 
 TEST_F(Log, TimeIsTheLocalTimeOfTheRecord) {
     const auto now = [] {
-        const std::time_t time = std::time(nullptr);
+        // time(2) reads a coarser clock than the record does, and could come out a second behind it.
+        const std::time_t time = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
         char text[32];
         return std::string(text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", std::localtime(&time)));
     };
