@@ -6,6 +6,8 @@ import subprocess
 
 import pytest
 
+from box import until_ended
+
 pytestmark = pytest.mark.xdist_group("packages")
 
 BIN = "/usr/quarn/corvane/bin"
@@ -127,7 +129,7 @@ def test_example_of_an_exclude_list_excludes_nothing_as_it_is(root, deb):
     root.lay_fleet(FLEET)
     script = install(root, deb) + f"cp {EXCLUDE_LIST}.example {EXCLUDE_LIST}\n" + START
     configure(root)
-    output = root.run(script + "cvstop -k || status=$?; echo $status\n" + RUNNING)
+    output = root.run(script + "cvstop -k || status=$?; echo $status\n" + until_ended(f"{BIN}/halvd") + RUNNING)
     assert output.endswith("All Corvane specified processes terminated normally.\n1\n0\n")
     assert "Unrecognized line" not in root.inside(LOG).read_text()
 

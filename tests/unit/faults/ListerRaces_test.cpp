@@ -13,11 +13,8 @@
 namespace lister {
 namespace {
 
-/// Both ways to ask for executable mappings run, whatever the kernel.
-class ListerRaces : public ListerLog, public testing::WithParamInterface<bool> {
+class ListerRaces : public ListerLog {
   protected:
-    ListerRaces() { m_roots.queryMappings = GetParam(); }
-
     using Start = std::function<std::unique_ptr<Child>()>;
     using Act = std::function<void(pid_t)>;
     using Check = std::function<void(pid_t, const Scan&)>;
@@ -99,16 +96,22 @@ class ListerExits : public ListerRaces {
     }
 };
 
-TEST_P(ListerExits, DaemonIsListed) {
+/// Both ways to ask for executable mappings run, whatever the kernel.
+class HolderExits : public ListerExits, public testing::WithParamInterface<bool> {
+  protected:
+    HolderExits() { m_roots.queryMappings = GetParam(); }
+};
+
+TEST_F(ListerExits, DaemonIsListed) {
     expectWhenTheLeaderExits(CAT_CORVANE, copy(CVSTOP_EXITED_LEADER, m_root + "/bin/halvd"));
 }
 
-TEST_P(ListerExits, DaemonWithMountsOfItsOwnIsListed) {
+TEST_F(ListerExits, DaemonWithMountsOfItsOwnIsListed) {
     expectWhenTheLeaderExits(CAT_CORVANE, copy(CVSTOP_EXITED_LEADER, m_root + "/bin/halvd"),
                              [] { static_cast<void>(unshare(CLONE_NEWNS)); });
 }
 
-TEST_P(ListerExits, ReplacedDaemonWithMountsOfItsOwnIsListed) {
+TEST_F(ListerExits, ReplacedDaemonWithMountsOfItsOwnIsListed) {
     const auto start = [&] {
         const fs::path path = copy(CVSTOP_EXITED_LEADER, m_root + "/bin/halvd");
         auto child = std::make_unique<Child>(path, std::vector<std::string>{"halvd", "leave"},
@@ -119,32 +122,32 @@ TEST_P(ListerExits, ReplacedDaemonWithMountsOfItsOwnIsListed) {
     atEachCall(start, leave, expectCategory(CAT_CORVANE));
 }
 
-TEST_P(ListerExits, ScriptIsListed) {
+TEST_F(ListerExits, ScriptIsListed) {
     const std::string interpreter = fs::canonical(copy(CVSTOP_EXITED_LEADER, m_folder / "perl"));
     const std::string script = writeScript("worker", "#!" + interpreter + "\n");
     const std::vector<std::string> arguments = {"perl", script, "leave"};
     atEachCall([&] { return std::make_unique<Child>(interpreter, arguments); }, leave, expectCategory(CAT_CORVANE));
 }
 
-TEST_P(ListerExits, WhoRunsTheProductsCodeInsideIsListed) {
+TEST_P(HolderExits, WhoRunsTheProductsCodeInsideIsListed) {
     const std::string library = installLibrary();
     expectWhenTheLeaderExits(CAT_THIRD_PARTY, copy(CVSTOP_EXITED_LEADER, m_folder / "mapper"),
                              [&] { setenv("LD_PRELOAD", library.c_str(), 1); });
 }
 
-TEST_P(ListerExits, WhoWorksInTheTreeIsListed) {
+TEST_P(HolderExits, WhoWorksInTheTreeIsListed) {
     expectWhenTheLeaderExits(CAT_OTHER_THIRD_PARTY, copy(CVSTOP_EXITED_LEADER, m_folder / "editor"),
                              [this] { fs::current_path(m_root); });
 }
 
-TEST_P(ListerExits, WhoHoldsAFileOfTheTreeIsListed) {
+TEST_P(HolderExits, WhoHoldsAFileOfTheTreeIsListed) {
     const fs::path file = writeScript("data", "");
     expectWhenTheLeaderExits(CAT_OTHER_THIRD_PARTY, copy(CVSTOP_EXITED_LEADER, m_folder / "reader"),
                              [&] { open(file.c_str(), O_RDONLY); });
 }
 
 /// A thread that executes a program takes the place of the first one (execve(2)): no folder of its own is left.
-TEST_P(ListerExits, DaemonThatAThreadExecutesIsListed) {
+TEST_F(ListerExits, DaemonThatAThreadExecutesIsListed) {
     const fs::path path = copy(CVSTOP_EXITED_LEADER, m_root + "/bin/starter");
     const std::string daemon = fs::canonical(install("halvd"));
     const auto start = [&] {
@@ -167,7 +170,12 @@ class ListerExecutions : public ListerRaces {
     }
 };
 
-TEST_P(ListerExecutions, ScriptThatExecutesADaemonIsListed) {
+class HolderExecutions : public ListerExecutions, public testing::WithParamInterface<bool> {
+  protected:
+    HolderExecutions() { m_roots.queryMappings = GetParam(); }
+};
+
+TEST_F(ListerExecutions, ScriptThatExecutesADaemonIsListed) {
     const std::string interpreter = fs::canonical(copy(CVSTOP_SUCCESSOR, m_folder / "perl"));
     const std::string script = writeScript("starter", "#!" + interpreter + "\n");
     const std::string daemon = fs::canonical(install("halvd"));
@@ -175,14 +183,14 @@ TEST_P(ListerExecutions, ScriptThatExecutesADaemonIsListed) {
                expectCategory(CAT_CORVANE));
 }
 
-TEST_P(ListerExecutions, DaemonThatExecutesAScriptIsListed) {
+TEST_F(ListerExecutions, DaemonThatExecutesAScriptIsListed) {
     const fs::path path = copy(CVSTOP_SUCCESSOR, m_root + "/bin/starter");
     const std::string script = writeScript("worker", "#!/bin/sh\nkill -STOP $$\n");
     atEachCall(starting(path, {"starter", "execute", script}), becomes(fs::canonical("/bin/sh")),
                expectCategory(CAT_CORVANE));
 }
 
-TEST_P(ListerExecutions, DaemonThatExecutesAnotherWithMountsOfItsOwnIsListed) {
+TEST_F(ListerExecutions, DaemonThatExecutesAnotherWithMountsOfItsOwnIsListed) {
     const fs::path path = copy(CVSTOP_SUCCESSOR, m_root + "/bin/starter");
     const std::string daemon = fs::canonical(install("halvd"));
     atEachCall(starting(path, {"starter", "execute", daemon, "60"}, [] { static_cast<void>(unshare(CLONE_NEWNS)); }),
@@ -190,7 +198,7 @@ TEST_P(ListerExecutions, DaemonThatExecutesAnotherWithMountsOfItsOwnIsListed) {
 }
 
 /// A stranger must not end for what it was before.
-TEST_P(ListerExecutions, StrangerIsNotTakenForTheThirdPartyThatExecutedIt) {
+TEST_P(HolderExecutions, StrangerIsNotTakenForTheThirdPartyThatExecutedIt) {
     const std::string library = installLibrary();
     const std::string stranger = fs::canonical(copySleep(m_folder / "stranger"));
     const fs::path mapper = copy(CVSTOP_SUCCESSOR, m_folder / "mapper");
@@ -206,7 +214,7 @@ TEST_P(ListerExecutions, StrangerIsNotTakenForTheThirdPartyThatExecutedIt) {
 }
 
 /// Nothing is certain of a process that is another one at each look.
-TEST_P(ListerExecutions, WhoExecutesWithoutAPauseIsPassedOverWithAWarning) {
+TEST_F(ListerExecutions, WhoExecutesWithoutAPauseIsPassedOverWithAWarning) {
     Arguments arguments = {"first"};
     std::vector<std::string> programs = {fs::canonical(copy(CVSTOP_SUCCESSOR, m_root + "/bin/first"))};
     for (int number = 0; number < 200; ++number) {
@@ -267,9 +275,9 @@ TEST_F(ListerArguments, ThatNeverComeMakeNoScript) {
     EXPECT_TRUE(scan().found.empty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Mappings, ListerExits, testing::Values(true, false),
+INSTANTIATE_TEST_SUITE_P(Mappings, HolderExits, testing::Values(true, false),
                          [](const auto& parameter) { return parameter.param ? "Queried" : "ReadFromMaps"; });
-INSTANTIATE_TEST_SUITE_P(Mappings, ListerExecutions, testing::Values(true, false),
+INSTANTIATE_TEST_SUITE_P(Mappings, HolderExecutions, testing::Values(true, false),
                          [](const auto& parameter) { return parameter.param ? "Queried" : "ReadFromMaps"; });
 
 } // namespace
