@@ -14,7 +14,6 @@
 
 #include <benchmark/benchmark.h>
 
-#include "cvshutdown.h"
 #include "proc.h"
 
 namespace {

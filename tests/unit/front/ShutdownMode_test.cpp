@@ -139,7 +139,7 @@ TEST_F(ShutdownModeTest, AnExcludedSurvivorIsNotKilled) {
     host.files["/usr/quarn/corvane/bin/zeld"] = {1, 7};
     host.add("zeld", 10);
     addTough("kobd", 11);
-    Args.excludeListFile = CVSTOP_TEST_DATA "/exclude_zeld.list";
+    Args.excludeListFile = CVSTOP_TEST_DATA "/front/exclude_zeld.list";
     shutDown();
     EXPECT_THAT(host.of({"kill"}), ElementsAre("kill 11 SIGKILL"));
     EXPECT_EQ(m_status, 1);
@@ -190,7 +190,7 @@ TEST_F(ShutdownModeTest, OnlyRecordsWithoutTheProductsBitCountAsThirdParties) {
 TEST_F(ShutdownModeTest, AnExcludedThirdPartyIsListedAndLeft) {
     host.files["/usr/quarn/corvane/bin/zeld"] = {1, 7};
     host.add("zeld", 10, 2);
-    Args.excludeListFile = CVSTOP_TEST_DATA "/exclude_zeld.list";
+    Args.excludeListFile = CVSTOP_TEST_DATA "/front/exclude_zeld.list";
     const std::string printed = shutDown(kEverything);
     EXPECT_NE(printed.find("zeld /usr/quarn/corvane/bin/zeld 10 Third Party\n"), std::string::npos);
     EXPECT_EQ(printed.find("Nothing to terminate"), std::string::npos) << "the flag is set by the count";

@@ -8,8 +8,6 @@
 #include <fcntl.h>
 #include <sys/ioctl.h>
 
-#include "cvshutdown.h"
-
 namespace lister {
 
 namespace {

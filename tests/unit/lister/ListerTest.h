@@ -21,7 +21,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "cvshutdown.h"
 #include "proc.h"
 
 namespace lister {

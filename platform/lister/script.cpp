@@ -10,8 +10,6 @@
 #include <sched.h>
 #include <sys/stat.h>
 
-#include "cvshutdown.h"
-
 namespace lister {
 
 namespace {

@@ -12,8 +12,6 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 
-#include "cvshutdown.h"
-
 namespace lister {
 
 namespace {

@@ -9,6 +9,8 @@
 #include <deque>
 #include <string>
 
+#include "cvcategories.h"
+
 /// The part of the product that a process belongs to.
 enum sgroups : int {
     GROUP_NONE = 0,
@@ -75,16 +77,6 @@ enum sig_types : int {
     SIGTYPE_INT = 2,
     SIGTYPE_QUIT = 3,
     SIGTYPE_KILL = 4,
-};
-
-/// The kinds of process that a snapshot gathers; a bit mask when it asks, one bit in a record.
-enum Proc_categories : int {
-    /// The product's own processes.
-    CAT_CORVANE = 1,
-    /// Processes of others that work with the product and may be terminated.
-    CAT_THIRD_PARTY = 2,
-    /// Further processes of others: listed, never signalled.
-    CAT_OTHER_THIRD_PARTY = 4,
 };
 
 // Names for diagnostics, indexed by enum value. Each source unit that includes this header has its own copy.

@@ -32,7 +32,7 @@ bool confirmed(const std::string& answer) {
 }
 
 TEST_F(MessagesTest, KeysAndTextsAreThoseOfTheSecondCopy) {
-    std::ifstream copy(CVSTOP_TEST_DATA "/message_table.txt");
+    std::ifstream copy(CVSTOP_TEST_DATA "/shared/message_table.txt");
     std::size_t row = 0;
     for (std::string line; std::getline(copy, line);) {
         if (line[0] == '#') {

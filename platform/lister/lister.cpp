@@ -14,7 +14,6 @@
 #include <sys/syscall.h>
 
 #include "cvlog.h"
-#include "cvshutdown.h"
 
 namespace lister {
 

@@ -69,7 +69,7 @@ void compareRow(const killDef& row, const std::string& line) {
 }
 
 TEST_F(KillDefinesTest, AllNineFieldsOfAllRowsAreThoseOfTheSecondCopy) {
-    std::ifstream copy(CVSTOP_TEST_DATA "/shutdown_table.txt");
+    std::ifstream copy(CVSTOP_TEST_DATA "/shutdown/shutdown_table.txt");
     std::size_t row = 0;
     for (std::string line; std::getline(copy, line);) {
         if (line[0] == '#') {
