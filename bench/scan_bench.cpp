@@ -14,7 +14,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include "proc.h"
+#include "lister.h"
 
 namespace {
 

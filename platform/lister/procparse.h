@@ -48,9 +48,6 @@ struct MountLine {
 /// Reads "36 35 98:0 /root /mount/point rw,noatime master:1 - ext4 /dev/root rw" (proc_pid_mountinfo(5)).
 std::optional<MountLine> parseMountLine(std::string_view line);
 
-/// Whether a file system of this type may have to ask a server, which may never answer.
-bool isServedType(std::string_view type);
-
 /// Undoes the kernel's "\ooo" escapes.
 std::string unescapeOctal(std::string_view text);
 
@@ -71,26 +68,5 @@ std::optional<uid_t> parseEffectiveUid(std::string_view status);
 /// The link text of a file that was removed or replaced, without the " (deleted)" that the kernel puts behind it
 /// (d_path, fs/d_path.c); nothing where it does not end so.
 std::optional<std::string_view> withoutDeleted(std::string_view link);
-
-/// Whether `path` lies below the folder `root`: "/usr/quarn2/x" is not below "/usr/quarn".
-bool isBelow(std::string_view path, std::string_view root);
-
-std::string_view lastComponent(std::string_view path);
-
-/// Whether `path` may become part of a root shell's command line: at most 1023 bytes of letters, digits,
-/// "/ . _ - + @ : , %" and valid UTF-8 from U+00A0 on.
-bool isFitPath(std::string_view path);
-
-/// Whether a control character (C0, DEL, C1) or a byte that is no UTF-8 stands in the text.
-bool hasControls(std::string_view text);
-
-/// The text with '?' for each of those.
-std::string withoutControls(std::string_view text);
-
-/// Whether a program of this name interprets scripts.
-bool isInterpreterName(std::string_view name);
-
-/// Whether a program of this name belongs to the host itself and is never ended on behalf of the product.
-bool isHostServiceName(std::string_view name);
 
 } // namespace lister

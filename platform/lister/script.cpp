@@ -1,4 +1,4 @@
-#include "proc.h"
+#include "rules.h"
 
 #include <algorithm>
 #include <array>
@@ -9,6 +9,9 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/stat.h>
+
+#include "cvcategories.h"
+#include "names.h"
 
 namespace lister {
 

@@ -21,7 +21,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "proc.h"
+#include "lister.h"
+#include "rules.h"
 
 namespace lister {
 

@@ -1,3 +1,4 @@
+#include "names.h"
 #include "procparse.h"
 
 #include <string>

@@ -1,4 +1,4 @@
-#include "proc.h"
+#include "rules.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -7,6 +7,9 @@
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
+
+#include "cvbase.h"
+#include "names.h"
 
 namespace lister {
 
