@@ -8,7 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "TempFolder.h"
-#include "cvutf8.h"
+#include "utf8.h"
 
 namespace {
 

@@ -17,7 +17,7 @@
 #include <gtest/gtest.h>
 
 #include "UniqueFd.h"
-#include "cvaddress.h"
+#include "address.h"
 #include "hostconf.h"
 
 namespace {
