@@ -29,11 +29,6 @@ class SignalsTest : public SnapshotTest {
         return process;
     }
 
-    void TearDown() override {
-        m_processes.reset();
-        ProgramTest::TearDown();
-    }
-
     std::string m_printed;
 };
 

@@ -42,11 +42,6 @@ class StopRowTest : public SnapshotTest {
 
     [[nodiscard]] Journal actions() const { return host.of({"kill", "system", "sleep"}); }
 
-    void TearDown() override {
-        m_processes.reset();
-        ProgramTest::TearDown();
-    }
-
     std::string m_printed;
 };
 
