@@ -8,7 +8,7 @@
 
 #include <sys/stat.h>
 
-#include "cvutf8.h"
+#include "utf8.h"
 
 namespace {
 

@@ -11,7 +11,6 @@
 #include <sys/ioctl.h>
 
 #include "names.h"
-#include "verdict.h"
 
 namespace lister {
 
@@ -121,11 +120,11 @@ bool Caller::isOwnExecutable(const FileStatus& executable, std::string_view path
     return m_executable.id == executable.id || path == m_executablePath;
 }
 
-bool Caller::hasPidNamespace(const PinnedProcess& process) const {
+bool Caller::sharesPidNamespace(const PinnedProcess& process) const {
     return isIn(process, "ns/pid", m_pidNamespace);
 }
 
-bool Caller::hasMountNamespace(const PinnedProcess& process) const {
+bool Caller::sharesMountNamespace(const PinnedProcess& process) const {
     return isIn(process, "ns/mnt", m_mountNamespace);
 }
 
@@ -133,6 +132,16 @@ bool Caller::hasMountNamespace(const PinnedProcess& process) const {
 /// any file as his executable (prctl(2)): what is read of such a process proves nothing.
 bool Caller::trustsUserNamespace(const PinnedProcess& process) const {
     return isIn(process, "ns/user", m_userNamespace) || ownerOfUserNamespace(process) == 0;
+}
+
+std::optional<Reason> Caller::outOfScope(const PinnedProcess& process) const {
+    if (!sharesPidNamespace(process)) {
+        return Reason::OtherPidNamespace;
+    }
+    if (!trustsUserNamespace(process)) {
+        return Reason::ForeignUserNamespace;
+    }
+    return std::nullopt;
 }
 
 bool Caller::seesMount(std::uint64_t mountId, std::string_view path) const {

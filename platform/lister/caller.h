@@ -13,6 +13,7 @@
 #include "process.h"
 #include "procparse.h"
 #include "roots.h"
+#include "verdict.h"
 
 namespace lister {
 
@@ -29,9 +30,12 @@ class Caller {
     [[nodiscard]] bool isOwnExecutable(const FileStatus& executable, std::string_view path) const;
     // A namespace is known by the text of its link, "pid:[4026531836]" (namespaces(7)): cheaper than its status. Where
     // the link cannot be read these throw ProcessLost.
-    [[nodiscard]] bool hasPidNamespace(const PinnedProcess& process) const;
+    [[nodiscard]] bool sharesPidNamespace(const PinnedProcess& process) const;
     [[nodiscard]] bool trustsUserNamespace(const PinnedProcess& process) const;
-    [[nodiscard]] bool hasMountNamespace(const PinnedProcess& process) const;
+    [[nodiscard]] bool sharesMountNamespace(const PinnedProcess& process) const;
+    /// Why signals of the caller would not mean this process, or why its user could fake what is read of it; nothing
+    /// where neither holds.
+    [[nodiscard]] std::optional<Reason> outOfScope(const PinnedProcess& process) const;
     /// Whether the caller sees this mount at a place that `path` begins with.
     [[nodiscard]] bool seesMount(std::uint64_t mountId, std::string_view path) const;
     /// The type of the file system of a mount, empty where the caller does not see it.

@@ -7,22 +7,12 @@
 
 namespace lister {
 
-std::optional<Reason> outOfScope(const Caller& caller, const PinnedProcess& process) {
-    if (!caller.hasPidNamespace(process)) {
-        return Reason::OtherPidNamespace;
-    }
-    if (!caller.trustsUserNamespace(process)) {
-        return Reason::ForeignUserNamespace;
-    }
-    return std::nullopt;
-}
-
 /// In the caller's mount namespace the mount proves the path, for a running, a replaced and a removed file alike; a
 /// mount that was lazily detached is in nobody's list. In another one (hardened services have their own) it must be the
 /// host's very file of that path, or, when that is gone, a process that looks at the host's very folder.
-bool isTheHostsFile(const Caller& caller, const PinnedProcess& process, const FileStatus& status, std::string_view path,
-                    bool isDeleted) {
-    if (caller.hasMountNamespace(process)) {
+bool isHostsExecutable(const Caller& caller, const PinnedProcess& process, const FileStatus& status,
+                       std::string_view path, bool isDeleted) {
+    if (caller.sharesMountNamespace(process)) {
         return caller.seesMount(status.mountId, path);
     }
     if (!isDeleted) {
@@ -36,22 +26,19 @@ bool isTheHostsFile(const Caller& caller, const PinnedProcess& process, const Fi
 }
 
 Verdict judgeExecutable(const Caller& caller, const PinnedProcess& process) {
-    const std::optional<std::string> link = process.link("exe");
-    const std::optional<FileStatus> status = link ? process.status("exe") : std::nullopt;
-    if (!status) {
-        return {0, lostReason(errno), link.value_or("")};
-    }
-    LinkedFile file = readLinkText(*link, *status);
+    const std::string link = required(process.link("exe"));
+    const FileStatus status = required(process.status("exe"));
+    LinkedFile file = readLinkText(link, status);
     if (!isBelow(file.path, caller.installRoot())) {
         return {0, Reason::NoRelation, ""};
     }
-    if (caller.isOwnExecutable(*status, file.path)) {
+    if (caller.isOwnExecutable(status, file.path)) {
         return {0, Reason::CallersExecutable, file.path};
     }
-    if (const std::optional<Reason> reason = outOfScope(caller, process)) {
+    if (const std::optional<Reason> reason = caller.outOfScope(process)) {
         return {0, *reason, file.path};
     }
-    if (!isTheHostsFile(caller, process, *status, file.path, file.isDeleted)) {
+    if (!isHostsExecutable(caller, process, status, file.path, file.isDeleted)) {
         return {0, Reason::NotTheHostsFile, file.path};
     }
     if (!isFitPath(file.path)) {

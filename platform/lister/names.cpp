@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <array>
 
-#include "cvutf8.h"
+#include "controls.h"
+#include "utf8.h"
 
 namespace lister {
 
@@ -14,16 +15,6 @@ constexpr std::size_t kLongestFitPath = 1023;
 bool isPlainPathCharacter(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
            std::string_view("/._-+@:,%").find(c) != std::string_view::npos;
-}
-
-/// U+0080 to U+009F are "C2 80" to "C2 9F".
-bool isC1(std::string_view sequence) {
-    return sequence.size() == 2 && sequence[0] == '\xC2' && static_cast<unsigned char>(sequence[1]) < 0xA0;
-}
-
-bool isControl(std::string_view sequence) {
-    const auto first = static_cast<unsigned char>(sequence[0]);
-    return (sequence.size() == 1 && (first < 0x20 || first == 0x7F)) || isC1(sequence);
 }
 
 bool isDigitOrDot(char c) {
@@ -80,7 +71,7 @@ bool isFitPath(std::string_view path) {
     }
     while (!path.empty()) {
         const std::size_t length = utf8::sequenceLength(path);
-        if (length == 0 || (length == 1 && !isPlainPathCharacter(path[0])) || isC1(path.substr(0, length))) {
+        if (length == 0 || (length == 1 && !isPlainPathCharacter(path[0])) || controls::isC1(path.substr(0, length))) {
             return false;
         }
         path.remove_prefix(length);
@@ -97,7 +88,7 @@ std::string withoutControls(std::string_view text) {
     while (!text.empty()) {
         const std::size_t length = utf8::sequenceLength(text);
         const std::string_view sequence = text.substr(0, std::max<std::size_t>(length, 1));
-        if (length == 0 || isControl(sequence)) {
+        if (length == 0 || controls::isControl(sequence)) {
             shown += '?';
         } else {
             shown += sequence;

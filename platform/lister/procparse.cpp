@@ -152,4 +152,8 @@ std::optional<std::string_view> withoutDeleted(std::string_view link) {
     return link.substr(0, link.size() - kDeleted.size());
 }
 
+std::string_view pathOfLink(std::string_view link) {
+    return withoutDeleted(link).value_or(link);
+}
+
 } // namespace lister

@@ -69,4 +69,7 @@ std::optional<uid_t> parseEffectiveUid(std::string_view status);
 /// (d_path, fs/d_path.c); nothing where it does not end so.
 std::optional<std::string_view> withoutDeleted(std::string_view link);
 
+/// The same, or the text itself.
+std::string_view pathOfLink(std::string_view link);
+
 } // namespace lister

@@ -2,7 +2,6 @@
 /// judges throw ProcessLost and ScanFailure.
 #pragma once
 
-#include <optional>
 #include <string_view>
 
 #include "caller.h"
@@ -12,12 +11,9 @@
 
 namespace lister {
 
-/// Whether signals of the caller mean the same process, and its user could not fake what is read of it.
-std::optional<Reason> outOfScope(const Caller& caller, const PinnedProcess& process);
-
 /// Whether what the process has at `path` (reached through its own link `status`) is this host's file of that path.
-bool isTheHostsFile(const Caller& caller, const PinnedProcess& process, const FileStatus& status, std::string_view path,
-                    bool isDeleted);
+bool isHostsExecutable(const Caller& caller, const PinnedProcess& process, const FileStatus& status,
+                       std::string_view path, bool isDeleted);
 
 /// The verdict on a process whose executable lies below the install root by name.
 Verdict judgeExecutable(const Caller& caller, const PinnedProcess& process);

@@ -146,27 +146,35 @@ Verdict Scan::judge(const char* folder, pid_t pid, std::string_view link) {
     if (!process) {
         return {0, lostReason(errno), std::string(link)};
     }
-    try {
-        return judgeSettled(process, link);
-    } catch (const ProcessLost& lost) {
-        return {0, lost.reason, std::string(link)};
-    }
+    return judgeSettled(process, link);
 }
 
 /// What was read of a process is one truth where it showed the same executable before and after. When it executes
 /// another program meanwhile, half of what was read is of either. When it exits it gives up its memory before its
-/// descriptors and folders (do_exit, kernel/exit.c), and reads as if it had none; then ProcessLost is thrown.
+/// descriptors and folders (do_exit, kernel/exit.c), and reads as if it had none.
 Verdict Scan::judgeSettled(const PinnedProcess& process, std::string_view link) {
     LinkBuffer buffers[2];
     for (int count = 0; count < kJudgements; ++count) {
-        Verdict verdict = judgePinned(process, link);
-        const std::string_view after = required(process.link("exe", buffers[count % 2]));
-        if (after == link) {
+        Verdict verdict = judgeOnce(process, link);
+        const std::optional<std::string_view> after = process.link("exe", buffers[count % 2]);
+        if (!after) {
+            return {0, lostReason(errno), std::string(link)};
+        }
+        if (*after == link) {
             return verdict;
         }
-        link = after;
+        link = *after;
     }
     return {0, Reason::Unsettled, std::string(link)};
+}
+
+/// A rule that cannot be answered ends the judgement, and its reason is the verdict.
+Verdict Scan::judgeOnce(const PinnedProcess& process, std::string_view link) {
+    try {
+        return judgePinned(process, link);
+    } catch (const ProcessLost& lost) {
+        return {0, lost.reason, std::string(link)};
+    }
 }
 
 Verdict Scan::judgePinned(const PinnedProcess& process, std::string_view link) {

@@ -37,6 +37,7 @@ class Scan {
     void log(pid_t pid, const Verdict& verdict) const;
     Verdict judge(const char* folder, pid_t pid, std::string_view link);
     Verdict judgeSettled(const PinnedProcess& process, std::string_view link);
+    Verdict judgeOnce(const PinnedProcess& process, std::string_view link);
     Verdict judgePinned(const PinnedProcess& process, std::string_view link);
     const Caller& caller();
     [[nodiscard]] bool wantsThirdParties() const {

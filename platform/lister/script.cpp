@@ -129,11 +129,11 @@ Verdict judgeScript(const Caller& caller, const PinnedProcess& process) {
     if (!script || !isScriptOf(process, *script, interpreter)) {
         return {0, Reason::NoRelation, ""};
     }
-    if (const std::optional<Reason> reason = outOfScope(caller, process)) {
+    if (const std::optional<Reason> reason = caller.outOfScope(process)) {
         return {0, *reason, *script};
     }
     // The argument was resolved from the caller's root: it must be the process's, too.
-    if (!caller.hasMountNamespace(process) && !caller.sharesInstallRoot(process)) {
+    if (!caller.sharesMountNamespace(process) && !caller.sharesInstallRoot(process)) {
         return {0, Reason::NotTheHostsFile, *script};
     }
     if (!isFitPath(*script)) {

@@ -60,6 +60,11 @@ void throwIfShort(int error) {
     }
 }
 
+void throwLost(int error) {
+    throwIfShort(error);
+    throw ProcessLost{lostReason(error)};
+}
+
 void throwIfRefused(int error) {
     throwIfShort(error);
     if (isRefusal(error)) {

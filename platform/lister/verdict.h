@@ -64,10 +64,13 @@ Reason lostReason(int error);
 /// let a daemon of the product go unseen.
 void throwIfRefused(int error);
 
+/// Throws what an error means that leaves nothing to judge by: ScanFailure, or ProcessLost.
+[[noreturn]] void throwLost(int error);
+
 /// What a rule cannot do without; throws ProcessLost where it is missing, with errno set.
 template <class Value> Value required(std::optional<Value> value) {
     if (!value) {
-        throw ProcessLost{lostReason(errno)};
+        throwLost(errno);
     }
     return *std::move(value);
 }

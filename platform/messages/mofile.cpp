@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "cvutf8.h"
+#include "utf8.h"
 
 namespace mofile {
 

@@ -1,4 +1,4 @@
-#include "cvaddress.h"
+#include "address.h"
 
 #include <charconv>
 #include <cstdint>

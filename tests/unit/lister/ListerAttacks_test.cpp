@@ -373,9 +373,15 @@ TEST_F(Attack, ProcessOfWhichNothingIsKnownIsToldFromOneThatEnded) {
     fs::create_symlink(daemon + "-that-is-gone", m_folder / "proc/8/exe");
     const UniqueFd proc(open((m_folder / "proc").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     const Caller caller(m_roots);
-    EXPECT_EQ(judgeExecutable(caller, PinnedProcess(proc.get(), 7, "7")).reason, Reason::Unreadable);
-    EXPECT_EQ(judgeExecutable(caller, PinnedProcess(proc.get(), 8, "8")).reason, Reason::Vanished);
-    EXPECT_EQ(judgeThirdParty(m_roots, caller, PinnedProcess(proc.get(), 8, "8")).reason, Reason::Vanished);
+    const auto executable = [&](pid_t pid) {
+        return verdictOf(
+                   [&] { return judgeExecutable(caller, PinnedProcess(proc.get(), pid, std::to_string(pid).c_str())); })
+            .reason;
+    };
+    EXPECT_EQ(executable(7), Reason::Unreadable);
+    EXPECT_EQ(executable(8), Reason::Vanished);
+    EXPECT_EQ(verdictOf([&] { return judgeThirdParty(m_roots, caller, PinnedProcess(proc.get(), 8, "8")); }).reason,
+              Reason::Vanished);
 }
 
 /// A daemon whose namespaces cannot be read is no stranger in namespaces of its own.

@@ -30,6 +30,15 @@ namespace fs = std::filesystem;
 
 constexpr auto kAll = static_cast<Proc_categories>(CAT_CORVANE | CAT_THIRD_PARTY | CAT_OTHER_THIRD_PARTY);
 
+/// What a judge says, as the scan takes it: a rule that could not be answered gives its reason.
+template <class Judge> Verdict verdictOf(const Judge& judge) {
+    try {
+        return judge();
+    } catch (const ProcessLost& lost) {
+        return {0, lost.reason, ""};
+    }
+}
+
 /// A child that waits to be ended, running `path` with the arguments. It is running that by the time it exists.
 class Child {
   public:

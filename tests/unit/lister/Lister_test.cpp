@@ -203,7 +203,10 @@ class ThirdParty : public Lister, public testing::WithParamInterface<bool> {
 
     [[nodiscard]] Verdict judgeHolder(pid_t pid) const {
         const UniqueFd proc(open("/proc", O_PATH | O_DIRECTORY | O_CLOEXEC));
-        return judgeThirdParty(m_roots, Caller(m_roots), PinnedProcess(proc.get(), pid, std::to_string(pid).c_str()));
+        return verdictOf([&] {
+            return judgeThirdParty(m_roots, Caller(m_roots),
+                                   PinnedProcess(proc.get(), pid, std::to_string(pid).c_str()));
+        });
     }
 
     /// Starts a copy of sleep(1) that runs a library of the product inside, and waits until the loader has mapped it.

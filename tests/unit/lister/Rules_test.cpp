@@ -58,11 +58,7 @@ class Rules : public Lister {
 
     template <class Judge> Verdict judge(const std::string& process, const Judge& rule, pid_t pid = 77) const {
         const UniqueFd proc(open(m_proc.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-        try {
-            return rule(Caller(m_roots), PinnedProcess(proc.get(), pid, process.c_str()));
-        } catch (const ProcessLost& lost) {
-            return {0, lost.reason, ""};
-        }
+        return verdictOf([&] { return rule(Caller(m_roots), PinnedProcess(proc.get(), pid, process.c_str())); });
     }
     [[nodiscard]] Verdict judgeHolder(const std::string& process, pid_t pid = 77) const {
         return judge(
@@ -278,11 +274,11 @@ TEST_F(Rules, RootThatCannotBeOpenedLosesTheProcess) {
     const UniqueFd proc(open(m_proc.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     const PinnedProcess process(proc.get(), 77, "77");
     const Caller caller(m_roots);
-    EXPECT_THROW(isTheHostsFile(caller, process, FileStatus(), m_root + "/bin/halvd", true), ProcessLost);
+    EXPECT_THROW(isHostsExecutable(caller, process, FileStatus(), m_root + "/bin/halvd", true), ProcessLost);
     link("77", "root", "/");
-    EXPECT_TRUE(isTheHostsFile(caller, process, FileStatus(), m_root + "/bin/halvd", true));
+    EXPECT_TRUE(isHostsExecutable(caller, process, FileStatus(), m_root + "/bin/halvd", true));
     link("77", "root", m_folder);
-    EXPECT_FALSE(isTheHostsFile(caller, process, FileStatus(), m_root + "/bin/halvd", true));
+    EXPECT_FALSE(isHostsExecutable(caller, process, FileStatus(), m_root + "/bin/halvd", true));
 }
 
 TEST_F(Rules, NothingIsTheHostsFileWhereTheTreeIsGone) {
@@ -291,11 +287,11 @@ TEST_F(Rules, NothingIsTheHostsFileWhereTheTreeIsGone) {
     m_roots.install = "/nonexistent/quarn";
     const UniqueFd proc(open(m_proc.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     const PinnedProcess process(proc.get(), 77, "77");
-    EXPECT_FALSE(isTheHostsFile(Caller(m_roots), process, FileStatus(), "/nonexistent/quarn/x", true));
-    EXPECT_FALSE(isTheHostsFile(Caller(m_roots), process, FileStatus(), "/nonexistent/quarn/x", false));
+    EXPECT_FALSE(isHostsExecutable(Caller(m_roots), process, FileStatus(), "/nonexistent/quarn/x", true));
+    EXPECT_FALSE(isHostsExecutable(Caller(m_roots), process, FileStatus(), "/nonexistent/quarn/x", false));
     fs::create_directories(m_folder / "nonexistent/quarn");
     link("77", "root", m_folder);
-    EXPECT_FALSE(isTheHostsFile(Caller(m_roots), process, FileStatus(), "/nonexistent/quarn/x", true))
+    EXPECT_FALSE(isHostsExecutable(Caller(m_roots), process, FileStatus(), "/nonexistent/quarn/x", true))
         << "a tree of its own";
 }
 

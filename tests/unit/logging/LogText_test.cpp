@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "cvutf8.h"
+#include "utf8.h"
 
 namespace {
 

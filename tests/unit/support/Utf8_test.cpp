@@ -1,4 +1,4 @@
-#include "cvutf8.h"
+#include "utf8.h"
 
 #include <string>
 
