@@ -35,7 +35,7 @@ bool hasPtraceCapability() {
            (data[CAP_TO_INDEX(CAP_SYS_PTRACE)].effective & CAP_TO_MASK(CAP_SYS_PTRACE)) != 0;
 }
 
-/// A process may execute one program after another; that it does so without a pause makes no work without an end.
+/// Bounds re-judging of a process that keeps calling exec.
 constexpr int kJudgements = 8;
 
 } // namespace
@@ -62,8 +62,7 @@ int Scan::run(RecordList& records) {
     return isWhole ? 0 : EACCES;
 }
 
-/// A process whose first thread exits, before it is read or while it is, goes on in its others. One of these that
-/// executes a program takes the first one's place (execve(2)), and is not to be found where it was looked for.
+/// If the first thread exited, try the others; one that calls exec takes its place (execve(2)), so look there again.
 void Scan::visit(const char* name, pid_t pid) {
     m_metPid1 = m_metPid1 || pid == 1;
     if (pid != m_self && !visitFolder(name, pid) && !visitOtherThreads(name, pid)) {
@@ -71,8 +70,8 @@ void Scan::visit(const char* name, pid_t pid) {
     }
 }
 
-/// Whether the folder, "PID" or "PID/task/TID", told of its process; that of a thread that exits does not. One system
-/// call for a process that is no hit.
+/// `folder` is "PID" or "PID/task/TID". False if the thread exited before it could be read. One system call for a
+/// process that is no hit.
 bool Scan::visitFolder(const char* folder, pid_t pid) {
     char path[kNameSize];
     *static_cast<char*>(mempcpy(mempcpy(path, folder, std::strlen(folder)), "/exe", 4)) = '\0';
@@ -106,7 +105,7 @@ bool Scan::visitOtherThreads(const char* name, pid_t pid) {
     return status && status->links > 3 && visitThreads(task.c_str(), pid);
 }
 
-/// Whether a thread told of its process: the first one that does not exit meanwhile.
+/// False if every thread exited before it could be read.
 bool Scan::visitThreads(const char* task, pid_t pid) {
     const PinnedProcess threads(m_proc.get(), pid, task);
     const UniqueFd folder = threads ? threads.open(".", O_RDONLY | O_DIRECTORY) : UniqueFd();

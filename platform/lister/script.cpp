@@ -75,8 +75,8 @@ std::string firstBytesOf(int script) {
     return {bytes, static_cast<std::size_t>(count)};
 }
 
-/// A program that is being executed is shown before its arguments are (load_elf_binary, fs/binfmt_elf.c): these read as
-/// empty for a moment. Who has erased his own never shows any, and is asked in vain.
+/// The kernel shows a program that is being executed before its arguments (load_elf_binary, fs/binfmt_elf.c): these
+/// read as empty for a moment. A process that erased its arguments never shows any.
 std::string readCommandLine(const PinnedProcess& process) {
     std::string text = required(process.read("cmdline", kCommandLineSize));
     for (int count = 1; text.empty() && count < kCommandLineReads; ++count) {

@@ -40,13 +40,12 @@ struct Verdict {
     std::string path;
 };
 
-/// Ends the whole scan with an errno value: what the caller itself is short of, or cannot know of itself, must never
-/// make a process of the product look like a stranger.
+/// Aborts the scan with an errno value: our own shortage must never hide a product process.
 struct ScanFailure {
     int error;
 };
 
-/// Ends the judgement of one process, of which something that a rule needs cannot be read.
+/// Ends the judgement of one process: something that a rule needs cannot be read.
 struct ProcessLost {
     Reason reason;
 };

@@ -63,7 +63,7 @@ std::size_t writeOnce(int fd, std::string_view line) {
 
 std::string formatted(const char* format, std::va_list arguments) __attribute__((format(printf, 1, 0)));
 
-/// Longer texts are cut by their record anyway, and with one byte above its limit it says so.
+/// One byte over the limit, so that recordLine marks the cut.
 std::string formatted(const char* format, std::va_list arguments) {
     std::array<char, logtext::kMaxLine + 2> text{};
     return std::vsnprintf(text.data(), text.size(), format, arguments) < 0 ? format : text.data();

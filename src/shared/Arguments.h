@@ -8,8 +8,8 @@ class Arguments {
   public:
     Arguments();
     ~Arguments();
-    Arguments(const Arguments&) = delete;
-    Arguments& operator=(const Arguments&) = delete;
+    Arguments(const Arguments& other);
+    Arguments& operator=(const Arguments&) = default;
 
     /// What parse found.
     enum Result : std::int32_t {
@@ -23,7 +23,7 @@ class Arguments {
 
     /// Reads the command line into the fields and counts each option as a gauge. Prints nothing. A failure leaves the
     /// fields as far as they were set. Returns a value of Result.
-    std::int32_t parse(std::int32_t argc, char* const* argv);
+    std::int32_t parse(std::int32_t argc, const char* const* argv);
 
     /// Prints the usage on standard output.
     void printUsage() const;
