@@ -1,11 +1,4 @@
-#include <cstdio>
 #include <string>
-
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/stat.h>
-#include <sys/sysmacros.h>
-#include <unistd.h>
 
 #include "Fixture.h"
 #include "cvlog.h"
@@ -165,63 +158,6 @@ TEST_F(InitializeTest, WithVerboseClearTheVerbosityIsNotApplied) {
     applyVerbosity();
     EXPECT_EQ(g_logger.verbosity(), 7);
     EXPECT_THAT(host.of({"log_set_process_kokaconf_verbose", "log_set_verbosity_filter"}), IsEmpty());
-}
-
-TEST_F(InitializeTest, TheGlobalsAreThereBeforeMain) {
-    const Journal traces = fakes::ofKinds(host.startup, {"enter", "leave"});
-    ASSERT_EQ(traces.size(), 2U);
-    EXPECT_EQ(traces[0].rfind("enter Arguments::Arguments ", 0), 0U);
-    EXPECT_EQ(traces[0].find("INCOMPLETE"), std::string::npos) << "the logger is made before the arguments";
-    EXPECT_EQ(traces[1], "leave Arguments::Arguments");
-    EXPECT_EQ(host.startup.size(), 2U) << "static initialisation does nothing else";
-}
-
-/// Whether a descriptor is open on /dev/null.
-bool isOnDevNull(int fd) {
-    struct stat status = {};
-    return fstat(fd, &status) == 0 && S_ISCHR(status.st_mode) && status.st_rdev == makedev(1, 3);
-}
-
-TEST_F(InitializeTest, ClosedStandardStreamsAreOpenedOnDevNull) {
-    const ChildResult result = inChild([] {
-        close(0);
-        close(1);
-        close(2);
-        prepareStandardStreams();
-        const bool areOpen = isOnDevNull(0) && isOnDevNull(1) && isOnDevNull(2);
-        _exit(areOpen ? 0 : 1);
-    });
-    EXPECT_EQ(result.status, 0);
-}
-
-TEST_F(InitializeTest, OneClosedStandardStreamIsOpenedAndTheOthersStay) {
-    for (const int closed : {0, 1, 2}) {
-        const ChildResult result = inChild([closed] {
-            close(closed);
-            prepareStandardStreams();
-            int onDevNull = 0;
-            for (const int fd : {0, 1, 2}) {
-                onDevNull += isOnDevNull(fd) ? 1 : 0;
-            }
-            _exit(onDevNull == 1 && isOnDevNull(closed) ? 0 : 1);
-        });
-        EXPECT_EQ(result.status, 0) << "descriptor " << closed;
-    }
-}
-
-TEST_F(InitializeTest, StandardOutputIsLineBufferedOnAPipe) {
-    const ChildResult result = inChild([] {
-        int ends[2];
-        if (pipe2(ends, O_CLOEXEC) != 0 || dup2(ends[1], STDOUT_FILENO) < 0) {
-            _exit(2);
-        }
-        prepareStandardStreams();
-        const std::string line = "seen at once\n";
-        std::fwrite(line.data(), 1, line.size(), stdout);
-        pollfd ready = {ends[0], POLLIN, 0};
-        _exit(poll(&ready, 1, 0) == 1 ? 0 : 1);
-    });
-    EXPECT_EQ(result.status, 0);
 }
 
 } // namespace

@@ -1,18 +1,11 @@
-#include <algorithm>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "Fixture.h"
-
-// The program's main, renamed by the build of this test.
-int cvstop_main(int argc, char** argv);
+#include "MainTest.h"
 
 using fakes::ChildResult;
-using fakes::Journal;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -25,33 +18,6 @@ const std::string kUsage = "Usage:\n cvstop [ -k | -kill [ -3 | -third_party ] [
                            " cvstop -h | -help\n";
 const std::string kInitiated = "log 2 Main: ********************cvstop initiated********************";
 const std::string kNothing = "Gathering process information.\nNothing to terminate.\n";
-
-class MainTest : public fakes::ProgramTest {
-  protected:
-    /// Runs the program with these words after its name. The journal ends with the number of records not freed.
-    static ChildResult run(const std::vector<std::string>& words, std::string_view input = "") {
-        return fakes::inChild(
-            [&] {
-                std::vector<std::string> all = words;
-                all.insert(all.begin(), "cvstop");
-                std::vector<char*> argv;
-                for (std::string& word : all) {
-                    argv.push_back(word.data());
-                }
-                argv.push_back(nullptr);
-                std::atexit([] { fakes::world().record("records " + std::to_string(fakes::liveRecords())); });
-                std::exit(cvstop_main(static_cast<int>(all.size()), argv.data()));
-            },
-            input);
-    }
-
-    /// Where an entry that begins so stands in the journal; its length when there is none.
-    static std::ptrdiff_t at(const ChildResult& result, const std::string& beginning) {
-        const auto found = std::find_if(result.journal.begin(), result.journal.end(),
-                                        [&](const std::string& entry) { return entry.rfind(beginning, 0) == 0; });
-        return found - result.journal.begin();
-    }
-};
 
 // --- confirmation ----------------------------------------------------------------------------------------------------
 
@@ -242,117 +208,5 @@ INSTANTIATE_TEST_SUITE_P(
                       ParseCase{{"-q", "-l"}, 20, "Invalid argument. List cannot be combined with quiet\n"},
                       ParseCase{
                           {"-k", "-b"}, 20, "Exclude-list file not specified with -b or -e (-excludelist) option\n"}));
-
-// --- modes -----------------------------------------------------------------------------------------------------------
-
-TEST_F(MainTest, ListModePrintsTheListAndEndsWithZero) {
-    host.add("halvd", 10);
-    host.add("holder", 11, 2);
-    const ChildResult result = run({"-l"});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.output, "Name  Path                         Pid Category   \n"
-                             "----- ---------------------------- --- -----------\n"
-                             "halvd /usr/quarn/corvane/bin/halvd 10  Corvane    \n");
-    EXPECT_EQ(result.count("list 1 0"), 1U);
-    EXPECT_EQ(result.count("records 0"), 1U) << "the snapshot is destroyed before the exit";
-    EXPECT_THAT(result.of({"kill", "system"}), IsEmpty());
-}
-
-TEST_F(MainTest, ListModeWithThirdPartiesIncludesThem) {
-    host.add("halvd", 10);
-    host.add("holder", 11, 2);
-    host.add("editor", 12, 4);
-    const ChildResult result = run({"-l", "-3"});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.output, "Name   Path                          Pid Category   \n"
-                             "------ ----------------------------- --- -----------\n"
-                             "halvd  /usr/quarn/corvane/bin/halvd  10  Corvane    \n"
-                             "holder /usr/quarn/corvane/bin/holder 11  Third Party\n"
-                             "editor /usr/quarn/corvane/bin/editor 12  Third Party\n");
-    EXPECT_EQ(result.count("list 7 0"), 1U);
-}
-
-TEST_F(MainTest, ListWinsOverKill) {
-    host.add("halvd", 10);
-    const ChildResult result = run({"-k", "-l"});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.output.rfind("Name ", 0), 0U) << "no message of shutdown mode";
-    EXPECT_THAT(result.of({"kill", "system", "probe"}), IsEmpty());
-}
-
-TEST_F(MainTest, ListModeWithNothingRunningPrintsNothing) {
-    const ChildResult result = run({"-l"});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.output, "");
-}
-
-TEST_F(MainTest, ShutdownModeWithThirdPartiesAsksForAllCategories) {
-    EXPECT_EQ(run({"-k", "-3"}).count("list 7 0"), 1U);
-    EXPECT_EQ(run({"-k"}).count("list 1 0"), 1U);
-}
-
-TEST_F(MainTest, AShutdownThatFoundSomethingEndsWithOneAndFreesTheSnapshot) {
-    host.add("pazukiko", 10).stopsOn = "pazukiko -terminate";
-    const ChildResult result = run({"-k"});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.count("records 0"), 1U);
-    EXPECT_EQ(result.output, "Gathering process information.\nInitiating Orderly shutdown, 1 processes active\n"
-                             "Requesting termination of /usr/quarn/corvane/bin/pazukiko.\n"
-                             "All Corvane specified processes terminated normally.\n");
-}
-
-TEST_F(MainTest, TheTraceOfMainStaysOpenUntilTheSnapshotIsGone) {
-    host.add("pazukiko", 10).stopsOn = "pazukiko -terminate";
-    const ChildResult result = run({"-k"});
-    EXPECT_LT(at(result, "enter Main "), at(result, "list 1 0"));
-    EXPECT_LT(at(result, "system "), at(result, "leave Main"));
-}
-
-TEST_F(MainTest, QuietKillPrintsNothingAtAll) {
-    host.add("zeld", 10).diesOf = {SIGKILL};
-    const ChildResult result = run({"-k", "-q"});
-    EXPECT_EQ(result.output, "");
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.count("log 2 Main: Attempting to kill remaining 1 process(es) "), 1U);
-}
-
-// --- failures --------------------------------------------------------------------------------------------------------
-
-class BadExcludeList : public MainTest, public ::testing::WithParamInterface<const char*> {};
-
-TEST_P(BadExcludeList, EndsWith130BeforeAnythingIsListedOrStopped) {
-    host.add("halvd", 10);
-    const ChildResult result = run({GetParam(), "-b", "/nonexistent/list"});
-    EXPECT_EQ(result.status, 130);
-    const std::string gathering = GetParam() == std::string("-k") ? "Gathering process information.\n" : "";
-    EXPECT_EQ(result.output, gathering + "Failed to load user-specified exclude list: /nonexistent/list\n");
-    EXPECT_THAT(result.of({"list", "kill", "system"}), IsEmpty());
-    EXPECT_EQ(result.count("log 16 Main: Exception-Failed to load user specified exclude list."), 1U);
-}
-
-INSTANTIATE_TEST_SUITE_P(Main, BadExcludeList, ::testing::Values("-k", "-list"));
-
-TEST_F(MainTest, ABadExcludeListIsReportedEvenWhenQuiet) {
-    const ChildResult result = run({"-k", "-q", "-b", "/nonexistent/list"});
-    EXPECT_EQ(result.output, "Failed to load user-specified exclude list: /nonexistent/list\n");
-    EXPECT_EQ(result.status, 130);
-}
-
-TEST_F(MainTest, AnEmptyExcludeListIsANormalRun) {
-    const ChildResult result = run({"-k", "-b", "/dev/null"});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.output, kNothing);
-}
-
-TEST_F(MainTest, AFailingListerEndsWith130InBothModes) {
-    host.listerStatus = 12;
-    const ChildResult list = run({"-l"});
-    EXPECT_EQ(list.status, 130);
-    EXPECT_EQ(list.output, "find_process_CV failed with status 12\n");
-    const ChildResult kill = run({"-k", "-q"});
-    EXPECT_EQ(kill.status, 130);
-    EXPECT_EQ(kill.output, "find_process_CV failed with status 12\n");
-    EXPECT_THAT(kill.of({"kill", "system"}), IsEmpty());
-}
 
 } // namespace

@@ -1,10 +1,8 @@
 #include <csignal>
 #include <cstdlib>
 #include <string>
-#include <vector>
 
-#include "Fixture.h"
-#include "Processes.h"
+#include "ProcessesTest.h"
 
 using fakes::ChildResult;
 using fakes::inChild;
@@ -13,37 +11,6 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 namespace {
-
-const auto kEverything = static_cast<Proc_categories>(7);
-
-class ProcessesTest : public fakes::ProgramTest {
-  protected:
-    static std::vector<std::int32_t> pids(const CV_Process_s* list) {
-        std::vector<std::int32_t> result;
-        for (; list != nullptr; list = list->next) {
-            result.push_back(list->pid);
-        }
-        return result;
-    }
-
-    void addNamed(const std::vector<std::string>& names) {
-        std::int32_t pid = 10;
-        for (const std::string& name : names) {
-            host.add(name, pid++);
-        }
-    }
-
-    /// Traces of Processes and the lister's calls, without the loading of the exclude list.
-    Journal traces() const {
-        Journal result;
-        for (const std::string& entry : host.of({"enter", "leave", "list"})) {
-            if (entry.find("loadExcludelist") == std::string::npos) {
-                result.push_back(entry);
-            }
-        }
-        return result;
-    }
-};
 
 TEST_F(ProcessesTest, AnEmptySnapshotHasNoFirstRecord) {
     Processes processes(kEverything, 0);
@@ -85,20 +52,6 @@ TEST_F(ProcessesTest, ConstructionIsTraced) {
                                       "enter Processes::getProcesses CV_Processes this", "list 7 0",
                                       "enter Processes::clearProcs CV_Processes this", "leave Processes::clearProcs",
                                       "leave Processes::getProcesses", "leave Processes::Processes"));
-}
-
-TEST_F(ProcessesTest, LookupsAreTracedUnderTheirOldNames) {
-    host.add("halvd", 10);
-    Processes processes(kEverything, 0);
-    host.journal.clear();
-    processes.findProcess("halvd");
-    processes.findNextProcess("halvd");
-    Processes::isProcessActive(processes.list());
-    EXPECT_THAT(host.journal,
-                ElementsAre("enter Processes::findProcesses CV_Processes this", "leave Processes::findProcesses",
-                            "enter Processes::findNextProcesses CV_Processes this",
-                            "leave Processes::findNextProcesses", "enter Processes::isProcessActive CV_Processes null",
-                            "probe 10", "leave Processes::isProcessActive"));
 }
 
 TEST_F(ProcessesTest, CountingAndPrintingAreNotTraced) {
@@ -147,48 +100,6 @@ TEST_F(ProcessesTest, ANewSnapshotFreesTheOldOneAndStartsAgain) {
     EXPECT_EQ(fakes::liveRecords(), 1U);
     EXPECT_EQ(host.count("log 2 Processes::getProcesses: Calling find_processes_CV with verbose = 2"), 1U);
     EXPECT_EQ(host.count("list 7 2"), 1U);
-}
-
-TEST_F(ProcessesTest, TwoRecordsOfOneNameAreFoundInListOrder) {
-    addNamed({"a", "halvd", "b", "halvd", "c"});
-    Processes processes(kEverything, 0);
-    CV_Process_s* first = processes.findProcess("halvd");
-    ASSERT_NE(first, nullptr);
-    EXPECT_EQ(first->pid, 11);
-    CV_Process_s* second = processes.findNextProcess("halvd");
-    ASSERT_NE(second, nullptr);
-    EXPECT_EQ(second->pid, 13);
-    EXPECT_EQ(processes.findNextProcess("halvd"), nullptr);
-    EXPECT_EQ(processes.findNextProcess("b"), nullptr) << "the cursor still points at the second";
-    CV_Process_s* behind = processes.findNextProcess("c");
-    ASSERT_NE(behind, nullptr);
-    EXPECT_EQ(behind->pid, 14);
-}
-
-TEST_F(ProcessesTest, AFailedLookupLeavesTheCursorWhereItWas) {
-    addNamed({"halvd", "zeld", "halvd"});
-    Processes processes(kEverything, 0);
-    ASSERT_NE(processes.findProcess("zeld"), nullptr);
-    EXPECT_EQ(processes.findProcess("absent"), nullptr);
-    CV_Process_s* next = processes.findNextProcess("halvd");
-    ASSERT_NE(next, nullptr);
-    EXPECT_EQ(next->pid, 12);
-}
-
-TEST_F(ProcessesTest, FindNextWithoutACursorFindsNothing) {
-    addNamed({"halvd"});
-    Processes processes(kEverything, 0);
-    EXPECT_EQ(processes.findNextProcess("halvd"), nullptr);
-}
-
-TEST_F(ProcessesTest, LookupsAreExactAndRemovalIgnoresCase) {
-    addNamed({"Halvd", "zeld"});
-    Processes processes(kEverything, 0);
-    EXPECT_EQ(processes.findProcess("halvd"), nullptr);
-    EXPECT_EQ(processes.findProcess("Halv"), nullptr);
-    EXPECT_EQ(processes.findProcess("Halvd2"), nullptr);
-    processes.ExcludeProcess("hALVD");
-    EXPECT_THAT(pids(processes.list()), ElementsAre(11));
 }
 
 TEST_F(ProcessesTest, RemovedRecordsComeBackInReverseOrder) {
@@ -240,27 +151,6 @@ TEST_F(ProcessesTest, ExcludeProcessWithACursorSetAborts) {
     EXPECT_NE(result.error.find("lastProc == __null"), std::string::npos) << result.error;
 }
 
-TEST_F(ProcessesTest, ALookupThatFoundNothingSetsNoCursor) {
-    addNamed({"zeld", "java"});
-    Processes processes(kEverything, 0);
-    processes.findProcess("absent");
-    processes.ExcludeProcess("java");
-    EXPECT_EQ(processes.CountProcesses(), 1U);
-}
-
-TEST_F(ProcessesTest, OnlyAProcessThatSignalZeroReachesIsActive) {
-    host.add("halvd", 10);
-    host.add("zeld", 11).alive = false;
-    host.add("foreign", 12).foreign = true;
-    Processes processes(kEverything, 0);
-    EXPECT_TRUE(Processes::isProcessActive(processes.findProcess("halvd")));
-    EXPECT_FALSE(Processes::isProcessActive(processes.findProcess("zeld")));
-    EXPECT_FALSE(Processes::isProcessActive(processes.findProcess("foreign"))) << "EPERM counts as not active";
-    host.journal.clear();
-    EXPECT_FALSE(Processes::isProcessActive(nullptr));
-    EXPECT_THAT(host.of({"probe", "kill"}), IsEmpty());
-}
-
 TEST_F(ProcessesTest, AFailingListerEndsTheProgramWith130) {
     host.listerStatus = 13;
     const ChildResult result = inChild([] { const Processes processes(kEverything, 0); });
@@ -290,14 +180,6 @@ TEST_F(ProcessesTest, AListerThatFailsTheSecondTimeFindsTheOldListFreed) {
     });
     EXPECT_EQ(result.status, 130);
     EXPECT_EQ(result.count("records 0"), 1U);
-}
-
-TEST_F(ProcessesTest, TheGroupOfAProcessIsThatOfItsRow) {
-    addNamed({"java", "fuzerd", "unheardof"});
-    Processes processes(kEverything, 0);
-    EXPECT_EQ(processes.findGroup(processes.findProcess("java")), GROUP_JAVA);
-    EXPECT_EQ(processes.findGroup(processes.findProcess("fuzerd")), GROUP_NULL);
-    EXPECT_EQ(processes.findGroup(processes.findProcess("unheardof")), -1);
 }
 
 } // namespace

@@ -25,5 +25,10 @@ class SnapshotTest : public fakes::ProgramTest {
         return found;
     }
 
+    void TearDown() override {
+        m_processes.reset();
+        ProgramTest::TearDown();
+    }
+
     std::unique_ptr<Processes> m_processes;
 };

@@ -23,11 +23,6 @@ class ThirdPartyTest : public SnapshotTest {
         return process;
     }
 
-    void TearDown() override {
-        m_processes.reset();
-        ProgramTest::TearDown();
-    }
-
     std::string m_printed;
 };
 

@@ -1,13 +1,10 @@
 #include "Messages.h"
 
 #include <fstream>
-#include <sstream>
 #include <string>
 
 #include "Fixture.h"
-#include "front.h"
 
-using fakes::ChildResult;
 using ::testing::ElementsAre;
 
 namespace {
@@ -23,12 +20,6 @@ std::string withNewlines(const std::string& text) {
         at += isNewline ? 1 : 0;
     }
     return result;
-}
-
-bool confirmed(const std::string& answer) {
-    std::istringstream in(answer);
-    std::ostringstream out;
-    return confirmAction("Sure? ", out, in);
 }
 
 TEST_F(MessagesTest, KeysAndTextsAreThoseOfTheSecondCopy) {
@@ -88,62 +79,6 @@ TEST_F(MessagesTest, TheKeyOfTheExcludeListMessageHasThreeDigits) {
     formatMessage<Msg::ExcludeListNotLoaded>("/etc/my.list");
     EXPECT_THAT(host.of({"msg"}), ElementsAre("msg MsgCvs281N"));
     EXPECT_STREQ(outline, "Failed to load user-specified exclude list: /etc/my.list\n");
-}
-
-class YesAnswer : public ::testing::TestWithParam<const char*> {};
-
-TEST_P(YesAnswer, CountsAsYes) {
-    EXPECT_TRUE(confirmed(GetParam()));
-}
-
-INSTANTIATE_TEST_SUITE_P(Confirm, YesAnswer,
-                         ::testing::Values("Y\n", "y\n", "yes\n", "Yes\n", "Yup\n", "y", "yellow submarine\n", "y\r\n",
-                                           "y\nno\n"));
-
-class NoAnswer : public ::testing::TestWithParam<const char*> {};
-
-TEST_P(NoAnswer, CountsAsNo) {
-    EXPECT_FALSE(confirmed(GetParam()));
-}
-
-INSTANTIATE_TEST_SUITE_P(Confirm, NoAnswer,
-                         ::testing::Values("n\n", "N\n", "no\n", "\n", " y\n", "ok\n", "", "\ty\n", "\ny\n", "\r\n"));
-
-TEST_F(MessagesTest, ConfirmationWritesThePromptAsItStandsAndAsksOnce) {
-    std::istringstream in("maybe\ny\n");
-    std::ostringstream out;
-    EXPECT_FALSE(confirmAction("Sure? (y/n) ", out, in));
-    EXPECT_EQ(out.str(), "Sure? (y/n) ");
-    std::string rest;
-    std::getline(in, rest);
-    EXPECT_EQ(rest, "y") << "exactly one line is read";
-}
-
-TEST_F(MessagesTest, ConfirmationOnAStreamInErrorIsNo) {
-    std::istringstream in("y\n");
-    in.setstate(std::ios::badbit);
-    std::ostringstream out;
-    EXPECT_FALSE(confirmAction("Sure? ", out, in));
-}
-
-/// Counts flushes.
-class FlushCounter : public std::stringbuf {
-  public:
-    int flushes = 0;
-
-  protected:
-    int sync() override {
-        ++flushes;
-        return std::stringbuf::sync();
-    }
-};
-
-TEST_F(MessagesTest, ConfirmationFlushesThePromptBeforeItReads) {
-    FlushCounter buffer;
-    std::ostream out(&buffer);
-    std::istringstream in("n\n");
-    EXPECT_FALSE(confirmAction("Sure? ", out, in));
-    EXPECT_GE(buffer.flushes, 1);
 }
 
 } // namespace

@@ -33,11 +33,6 @@ class OrderlyShutdownTest : public SnapshotTest {
         return own;
     }
 
-    void TearDown() override {
-        m_processes.reset();
-        ProgramTest::TearDown();
-    }
-
     std::string m_printed;
 };
 

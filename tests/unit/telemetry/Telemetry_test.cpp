@@ -8,7 +8,6 @@
 #include <limits>
 #include <string>
 
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -17,7 +16,6 @@
 #include <gtest/gtest.h>
 
 #include "UniqueFd.h"
-#include "address.h"
 #include "hostconf.h"
 
 namespace {
@@ -231,24 +229,6 @@ TEST(TelemetryAddress, IsNumericOrRefused) {
         EXPECT_EQ(handle, nullptr) << address;
     }
     EXPECT_EQ(cvtelemetry_init(nullptr, nullptr, nullptr), EINVAL);
-}
-
-TEST(TelemetryAddress, BothVersionsAreRead) {
-    NumericAddress address;
-    ASSERT_TRUE(parseNumericAddress("192.0.2.1:8125", address));
-    EXPECT_EQ(address.storage.ss_family, AF_INET);
-    EXPECT_EQ(address.length, sizeof(sockaddr_in));
-    const auto& version4 = reinterpret_cast<const sockaddr_in&>(address.storage);
-    EXPECT_EQ(version4.sin_port, htons(8125));
-    EXPECT_EQ(version4.sin_addr.s_addr, htonl(0xC0000201));
-    ASSERT_TRUE(parseNumericAddress("[2001:db8::1]:65535", address));
-    EXPECT_EQ(address.storage.ss_family, AF_INET6);
-    EXPECT_EQ(address.length, sizeof(sockaddr_in6));
-    const auto& version6 = reinterpret_cast<const sockaddr_in6&>(address.storage);
-    EXPECT_EQ(version6.sin6_port, htons(65535));
-    char text[INET6_ADDRSTRLEN] = "";
-    EXPECT_STREQ(::inet_ntop(AF_INET6, &version6.sin6_addr, text, sizeof text), "2001:db8::1");
-    EXPECT_FALSE(parseNumericAddress(std::string_view("1.2.3.4\0:1", 10), address));
 }
 
 TEST(TelemetryHandle, NullIsAccepted) {
