@@ -97,12 +97,20 @@ std::string readCommandLine(const PinnedProcess& process) {
     throw ProcessLost{Reason::Unreadable};
 }
 
+/// A relative script is one of the folder that the process works in, as far as that is still where it was started.
+std::string pathOfScript(const PinnedProcess& process, std::string_view argument) {
+    if (argument.starts_with("/")) {
+        return std::string(argument);
+    }
+    return required(process.link("cwd")).append("/").append(argument);
+}
+
 /// The path below the install root that the process's script argument really leads to.
 std::optional<std::string> resolveScript(const Caller& caller, const PinnedProcess& process) {
     const std::string commandLine = readCommandLine(process);
     const std::optional<std::string_view> argument = scriptArgument(commandLine);
     char resolved[PATH_MAX];
-    if (!argument || realpath(std::string(*argument).c_str(), resolved) == nullptr ||
+    if (!argument || realpath(pathOfScript(process, *argument).c_str(), resolved) == nullptr ||
         !isBelow(resolved, caller.installRoot())) {
         return std::nullopt;
     }
@@ -143,8 +151,9 @@ Verdict judgeScript(const Caller& caller, const PinnedProcess& process) {
     if (const std::optional<Reason> reason = caller.outOfScope(process)) {
         return {0, *reason, *script};
     }
-    // The argument was resolved from the caller's root: it must be the process's, too.
-    if (!caller.sharesMountNamespace(process) && !caller.sharesInstallRoot(process)) {
+    // The argument was resolved from the caller's root: the process, which may have another (chroot(2)), must find the
+    // same folder there.
+    if (!caller.sharesInstallRoot(process)) {
         return {0, Reason::NotTheHostsFile, *script};
     }
     if (!isFitPath(*script)) {

@@ -46,17 +46,8 @@ class MadeUpProcess : public Lister {
         link(process, "root", "/");
         write(process, "maps", "");
         write(process, "cmdline", "");
-        write(process, "stat", stat("77", "name", "1"));
+        write(process, "stat", statLine("77", "name", "1"));
         write(process, "status", "Name:\tname\nUid:\t0\t0\t0\t0\n");
-    }
-    /// PID/stat of a process whose arguments lie at addresses of its memory.
-    static std::string stat(const std::string& pid, const std::string& name, const std::string& parent,
-                            const std::string& argumentsEnd = "140737488348048") {
-        std::string text = pid + " (" + name + ") S " + parent;
-        for (int field = 5; field < 49; ++field) {
-            text += " 0";
-        }
-        return text + " " + argumentsEnd + " 0 0 0\n";
     }
     /// The interpreter with a script of the product as its argument.
     fs::path makeScript(const std::string& process, const std::string& firstLine) {
