@@ -5,6 +5,7 @@
 
 #include <fcntl.h>
 
+#include "interpreters.h"
 #include "names.h"
 #include "rules.h"
 

@@ -55,17 +55,6 @@ std::optional<MountLine> parseMountLine(std::string_view line);
 /// Undoes the kernel's "\ooo" escapes.
 std::string unescapeOctal(std::string_view text);
 
-/// The interpreter and its first argument from "#!interpreter argument\n"; both may be empty.
-struct Shebang {
-    std::string_view interpreter;
-    std::string_view argument;
-};
-std::optional<Shebang> parseShebang(std::string_view firstBytes);
-
-/// The script that an interpreter's command line (NUL-separated) names: the first argument that is no option, if it is
-/// an absolute path. `-c` and its like take a program instead of a file, so there is none after them.
-std::optional<std::string_view> scriptArgument(std::string_view commandLine);
-
 /// The effective user id of "Uid:\tREAL\tEFFECTIVE\t..." in PID/status.
 std::optional<uid_t> parseEffectiveUid(std::string_view status);
 

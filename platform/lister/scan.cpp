@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include "cvlog.h"
+#include "interpreters.h"
 #include "names.h"
 #include "procparse.h"
 

@@ -11,14 +11,15 @@
 #include <sys/stat.h>
 
 #include "cvcategories.h"
+#include "interpreters.h"
 #include "names.h"
+#include "procparse.h"
+#include "shebang.h"
 
 namespace lister {
 
 namespace {
 
-/// The kernel reads no more of a script's first line (BINPRM_BUF_SIZE, Linux 5.1).
-constexpr std::size_t kShebangSize = 256;
 constexpr std::size_t kCommandLineSize = 64U << 10U;
 constexpr std::size_t kSmallFileSize = 8192;
 /// Some 10 ms. In 4,000 starts of a shell (2 cores, Linux 6.18) its arguments came up to 1.2 ms after its executable,
@@ -51,11 +52,12 @@ bool isCalled(const std::string& interpreter, std::string_view name) {
 
 bool namesInterpreter(std::string_view firstBytes, const std::string& interpreter) {
     const std::optional<Shebang> shebang = parseShebang(firstBytes);
-    if (!shebang) {
+    const std::optional<std::string_view> program = shebang ? shebangProgram(*shebang) : std::nullopt;
+    if (!program) {
         return false;
     }
-    return lastComponent(shebang->interpreter) == "env" ? isCalled(interpreter, shebang->argument)
-                                                        : leadsTo(std::string(shebang->interpreter), interpreter);
+    return program->find('/') == std::string_view::npos ? isCalled(interpreter, *program)
+                                                        : leadsTo(std::string(*program), interpreter);
 }
 
 /// The kernel names a process that it started from a "#!" file after that file.
@@ -106,9 +108,10 @@ std::string pathOfScript(const PinnedProcess& process, std::string_view argument
 }
 
 /// The path below the install root that the process's script argument really leads to.
-std::optional<std::string> resolveScript(const Caller& caller, const PinnedProcess& process) {
+std::optional<std::string> resolveScript(const Caller& caller, const PinnedProcess& process,
+                                         const std::string& interpreter) {
     const std::string commandLine = readCommandLine(process);
-    const std::optional<std::string_view> argument = scriptArgument(commandLine);
+    const std::optional<std::string_view> argument = scriptArgument(lastComponent(interpreter), commandLine);
     char resolved[PATH_MAX];
     if (!argument || realpath(pathOfScript(process, *argument).c_str(), resolved) == nullptr ||
         !isBelow(resolved, caller.installRoot())) {
@@ -144,7 +147,7 @@ Verdict judgeScript(const Caller& caller, const PinnedProcess& process) {
     if (!isTrustedInterpreter(caller, interpreter, status) || caller.isAncestor(process.pid())) {
         return {0, Reason::NoRelation, ""};
     }
-    const std::optional<std::string> script = resolveScript(caller, process);
+    const std::optional<std::string> script = resolveScript(caller, process, interpreter);
     if (!script || !isScriptOf(process, *script, interpreter)) {
         return {0, Reason::NoRelation, ""};
     }

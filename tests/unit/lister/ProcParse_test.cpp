@@ -107,28 +107,6 @@ TEST(OctalEscapes, AreUndoneAndOthersKept) {
     }
 }
 
-TEST(Shebangs, InterpreterAndArgument) {
-    EXPECT_EQ(parseShebang("#!/bin/sh\necho")->interpreter, "/bin/sh");
-    EXPECT_EQ(parseShebang("#! /usr/bin/env python3\n")->argument, "python3");
-    EXPECT_EQ(parseShebang("#!/bin/sh")->interpreter, "/bin/sh");
-    EXPECT_EQ(parseShebang("#!")->interpreter, "");
-    EXPECT_EQ(parseShebang("#!\n/bin/sh")->interpreter, "");
-    EXPECT_FALSE(parseShebang("#"));
-    EXPECT_FALSE(parseShebang(""));
-    EXPECT_FALSE(parseShebang("\x7f"
-                              "ELF"));
-}
-
-TEST(ScriptArgument, IsTheFirstThatIsNoOption) {
-    EXPECT_EQ(scriptArgument("sh\0/opt/x\0/opt/y\0"s), "/opt/x");
-    EXPECT_EQ(scriptArgument("perl\0-w\0-T\0/opt/x"s), "/opt/x");
-    EXPECT_EQ(scriptArgument("sh\0x\0/opt/y\0"s), std::nullopt);
-    EXPECT_EQ(scriptArgument("sh\0-c\0/opt/x\0"s), std::nullopt);
-    EXPECT_EQ(scriptArgument("sh\0"s), std::nullopt);
-    EXPECT_EQ(scriptArgument(""), std::nullopt);
-    EXPECT_EQ(scriptArgument("\0\0\0"s), std::nullopt);
-}
-
 TEST(EffectiveUid, IsTheSecondNumber) {
     EXPECT_EQ(parseEffectiveUid("Name:\tx\nUid:\t1000\t0\t0\t0\nGid:\t5\n"), 0U);
     EXPECT_EQ(parseEffectiveUid("Name:\tUid: 0 0\nUid:\t7\t8\t8\t8\n"), 8U);

@@ -80,14 +80,22 @@ TEST_F(ScriptAttack, RelativeScriptOfAnotherFolderIsNotTheProduct) {
     EXPECT_FALSE(find(child->pid(), CAT_CORVANE));
 }
 
-TEST_F(ScriptAttack, OptionsBeforeItAreSkipped) {
-    const fs::path script = writeScript("worker", std::string("#!/bin/sh\n") + kStop);
-    const auto child = runStopped("/bin/sh", {"sh", "-e", "-u", script.string(), "argument"});
-    // -e takes a program in other interpreters: it is not certain that a file comes behind it.
+TEST_F(ScriptAttack, OptionsOfItsInterpreterAreSkipped) {
+    const fs::path script = writeScript("worker", std::string("#!/bin/sh -e\n") + kStop);
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"sh", "-e", "-u", script.string(), "argument"},
+          std::vector<std::string>{"sh", "-eu", "--", script.string()}}) {
+        const auto child = runStopped("/bin/sh", arguments);
+        ASSERT_TRUE(find(child->pid(), CAT_CORVANE));
+        EXPECT_EQ(find(child->pid())->path, script.string());
+    }
+}
+
+/// The file is an argument of the code, and what the process runs is not known.
+TEST_F(ScriptAttack, CodeOnTheCommandLineIsNotTheProduct) {
+    const fs::path script = writeScript("worker", "#!/bin/sh\n");
+    const auto child = runStopped("/bin/sh", {"sh", "-ec", kStop, script.string()});
     EXPECT_FALSE(find(child->pid(), CAT_CORVANE));
-    const auto other = runStopped("/bin/sh", {"sh", "-u", script.string(), "argument"});
-    ASSERT_TRUE(find(other->pid(), CAT_CORVANE));
-    EXPECT_EQ(find(other->pid())->path, script.string());
 }
 
 TEST_F(ScriptAttack, ScriptThroughEnvIsTheProduct) {
