@@ -285,7 +285,7 @@ TEST_F(ListerArguments, ThatNeverComePassTheProcessOver) {
 TEST_F(ListerArguments, ThatAProcessErasedAreNotWaitedFor) {
     lay("140737488348048");
     bool isLate = false;
-    faults::interrupt(200, [&] { isLate = true; });
+    faults::interrupt(1000, [&] { isLate = true; });
     const Outcome found = scan();
     EXPECT_FALSE(isLate);
     EXPECT_EQ(found.status, 0);
