@@ -1,7 +1,7 @@
 # The .deb and the .rpm, from one description.
 set(CPACK_PACKAGE_NAME cvstop)
 set(CPACK_PACKAGE_VENDOR "cvstop maintainers")
-set(CPACK_PACKAGE_CONTACT "cvstop maintainers <cvstop@example.invalid>")
+set(CPACK_PACKAGE_CONTACT "${maintainer}")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "shuts down the Corvane backup software on a client host")
 set(CPACK_PACKAGE_DESCRIPTION
 "cvstop takes every running process of the product down, in a deliberate
@@ -39,7 +39,7 @@ set(CPACK_RPM_PACKAGE_GROUP "System Environment/Base")
 set(CPACK_RPM_PACKAGE_AUTOREQ ON)
 set(CPACK_RPM_PACKAGE_REQUIRES logrotate)
 set(CPACK_RPM_SPEC_MORE_DEFINE "%define packager ${CPACK_PACKAGE_CONTACT}")
-set(CPACK_RPM_CHANGELOG_FILE ${CMAKE_CURRENT_LIST_DIR}/rpm/changelog)
+set(CPACK_RPM_CHANGELOG_FILE ${CMAKE_CURRENT_BINARY_DIR}/rpm-changelog)
 set(CPACK_RPM_USER_FILELIST "%config(noreplace) /etc/logrotate.d/cvstop" "%doc /usr/share/doc/cvstop/copyright"
     "%doc /usr/share/doc/cvstop/CHANGELOG.md" "%doc /usr/share/doc/cvstop/shutdown-plan.md")
 foreach(language IN ITEMS de es fr ja zh_CN)
