@@ -42,7 +42,7 @@ set(CPACK_RPM_SPEC_MORE_DEFINE "%define packager ${CPACK_PACKAGE_CONTACT}")
 set(CPACK_RPM_CHANGELOG_FILE ${CMAKE_CURRENT_BINARY_DIR}/rpm-changelog)
 set(CPACK_RPM_USER_FILELIST "%config(noreplace) /etc/logrotate.d/cvstop" "%doc /usr/share/doc/cvstop/copyright"
     "%doc /usr/share/doc/cvstop/CHANGELOG.md" "%doc /usr/share/doc/cvstop/shutdown-plan.md")
-foreach(language IN ITEMS de es fr ja zh_CN)
+foreach(language IN LISTS CVSTOP_LANGUAGES)
   list(APPEND CPACK_RPM_USER_FILELIST
        "%lang(${language}) ${CPACK_PACKAGING_INSTALL_PREFIX}/locale/${language}/LC_MESSAGES/cvstop.mo")
 endforeach()

@@ -140,9 +140,11 @@ def test_files_are_those_of_the_code():
 
 
 def test_languages_are_those_that_are_shipped():
-    names = {"de": "German", "fr": "French", "es": "Spanish", "ja": "Japanese", "zh_CN": "Simplified Chinese"}
-    assert {path.stem for path in (REPO / "po").glob("*.po")} == set(names)
-    for name in names.values():
+    """Each catalog names its language in its header."""
+    catalogs = {path.stem: path.read_text() for path in (REPO / "po").glob("*.po")}
+    assert set(catalogs) == set((REPO / "po/LINGUAS").read_text().split())
+    for catalog in catalogs.values():
+        name = re.search(r'^"Language-Team: (.*)\\n"$', catalog, re.M)[1]
         assert name in TEXT and name in README
 
 
