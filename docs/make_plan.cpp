@@ -89,22 +89,24 @@ std::string withoutFolder(const std::string& command) {
 
 constexpr char kDocumentHead[] = R"(# The shutdown table
 
-What `cvstop -k` does to whom, in this order. This page is made from the program's own table by the build's target `plan`;
-a test compares it.
+What `cvstop -k` sends to which process, in this order. This page is generated from the program's own table by the build target
+`plan`; a test compares the two.
 
-- A process is known by its executable below `/usr/quarn`; the name is the executable's. A row that finds nobody does nothing.
-- *PATH* is the executable's path. Every command runs in the background, its output thrown away: the next row does not wait
-  for it.
+- A process is identified by its executable below `/usr/quarn`; its name is the executable's file name. A row that finds no
+  process does nothing.
+- *PATH* is the path of the executable. Every command runs in the background, with its output discarded: the next row does not
+  wait for it.
 - *the first* is the process with the lowest pid that the exclude list does not name; the others of that name are expected to
-  end with it. The sweep behind the table stops those that do not.
-- *nothing*: the process is only marked, and waited for at the end; another row's command, or its parent's end, ends it. The rows
-  of `du-dun` and `saveZeldParams` are commands that do nothing on a client.
-- A row that waits looks once a second, up to 30 times after its process was stopped, and up to 30 times after the row.
+  end with it. The sweep after the table stops those that do not.
+- *nothing*: the process is only marked, and waited for at the end; another row's command ends it, or the end of its parent
+  does. The rows `du-dun` and `saveZeldParams` are commands that do nothing on a client.
+- A row that waits checks once a second, up to 30 times after its process was stopped, and up to 30 times after the row.
 
-Behind the table, product processes that no row stopped get SIGINT, SIGTERM and SIGQUIT, a second apart. Then all are waited
-for, up to 29 seconds. Who is still there is listed and gets SIGKILL, and the wait begins anew.
+After the table, product processes that no row stopped get SIGINT, SIGTERM and SIGQUIT, a second apart. Then `cvstop` waits for
+all of them, up to 29 seconds. Those that are still running are listed, whatever is still alive gets SIGKILL, and the wait starts
+again.
 
-| # | process | part | service | what is sent | to whom | waits |
+| # | process | part | service | what is sent | to which | waits |
 |--:|---|---|---|---|---|---|
 )";
 
