@@ -14,8 +14,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include "cvshutdown.h"
-#include "proc.h"
+#include "lister.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 
 #include <sys/types.h>
 
-enum Proc_categories : int;
+#include "cvcategories.h"
 
 /// One running process. Records are allocated with malloc by find_processes_CV, chained through `next`, and freed by
 /// the caller with free, one by one.

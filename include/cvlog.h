@@ -7,8 +7,6 @@
 #include <string>
 #include <string_view>
 
-#include "UniqueFd.h"
-
 /// The levels of logmsgf.
 inline constexpr int kLogProgress = 2;
 inline constexpr int kLogWarning = 8;
@@ -53,7 +51,8 @@ class CVLogger {
   private:
     void append(std::string_view label, std::string_view function, std::string_view text);
 
-    UniqueFd m_fd;
+    /// The open log, or -1. Plain, so that this door needs no other header than the language's own.
+    int m_fd = -1;
     int m_verbosity = 0;
     bool m_tracing = false;
     /// Whether the last write left a line without its end.

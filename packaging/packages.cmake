@@ -4,10 +4,10 @@ set(CPACK_PACKAGE_VENDOR "cvstop maintainers")
 set(CPACK_PACKAGE_CONTACT "${maintainer}")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "shuts down the Corvane backup software on a client host")
 set(CPACK_PACKAGE_DESCRIPTION
-"cvstop takes every running process of the product down, in a deliberate
-order: first politely, then with signals, at last with SIGKILL. It leaves
-alone what an exclude list names, can end other people's programs that run
-the product's code, or just lists what runs.")
+"cvstop stops every running process of the product, in a deliberate order:
+first politely, then with signals, finally with SIGKILL. It spares whatever
+an exclude list names. It can also end other programs that run the product's
+code, or simply list what is running.")
 set(CPACK_GENERATOR DEB RPM)
 set(CPACK_PROJECT_CONFIG_FILE ${CMAKE_CURRENT_LIST_DIR}/components.cmake)
 set(CPACK_COMPONENTS_GROUPING ALL_COMPONENTS_IN_ONE)

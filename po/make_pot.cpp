@@ -10,7 +10,7 @@
 namespace {
 
 // No creation date: the template changes when a message changes, and only then.
-constexpr char kHeader[] = R"(# Messages of cvstop, made from include/Messages.h by the target `pot`.
+constexpr char kHeader[] = R"(# Messages of cvstop, made from src/shared/Messages.h by the target `pot`.
 msgid ""
 msgstr ""
 "Project-Id-Version: cvstop\n"

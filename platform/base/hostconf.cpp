@@ -17,7 +17,7 @@
 #include <boost/property_tree/ptree.hpp>
 
 #include "UniqueFd.h"
-#include "cvaddress.h"
+#include "address.h"
 #include "cvlog.h"
 #include "cvpaths.h"
 

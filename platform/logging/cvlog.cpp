@@ -5,11 +5,13 @@
 #include <cstdarg>
 #include <cstdio>
 #include <ctime>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "UniqueFd.h"
 #include "cvpaths.h"
 #include "logtext.h"
 
@@ -61,7 +63,7 @@ std::size_t writeOnce(int fd, std::string_view line) {
 
 std::string formatted(const char* format, std::va_list arguments) __attribute__((format(printf, 1, 0)));
 
-/// Longer texts are cut by their record anyway, and with one byte above its limit it says so.
+/// One byte over the limit, so that recordLine marks the cut.
 std::string formatted(const char* format, std::va_list arguments) {
     std::array<char, logtext::kMaxLine + 2> text{};
     return std::vsnprintf(text.data(), text.size(), format, arguments) < 0 ? format : text.data();
@@ -91,6 +93,7 @@ CVLogger::CVLogger() {
 }
 
 CVLogger::~CVLogger() {
+    const UniqueFd closed(m_fd);
     if (s_default == this) {
         s_default = nullptr;
     }
@@ -110,8 +113,8 @@ int CVLogger::openFile(const char* path, const char* host, const char* processNa
     m_host = orEmpty(host);
     m_process = orEmpty(processName);
     m_lineIsOpen = false;
-    m_fd.reset(openForAppending(path));
-    if (!m_fd) {
+    const UniqueFd former(std::exchange(m_fd, openForAppending(path)));
+    if (m_fd < 0) {
         return errno;
     }
     if (callback != nullptr) {
@@ -131,13 +134,13 @@ void CVLogger::write(const char* label, const char* function, const char* text) 
 }
 
 void CVLogger::append(std::string_view label, std::string_view function, std::string_view text) {
-    if (!m_fd) {
+    if (m_fd < 0) {
         return;
     }
     const ErrnoKeeper keeper;
     // A full disk, or a limit on file sizes, may have taken the beginning of a record; the next one must not continue
     // its line.
-    if (m_lineIsOpen && writeOnce(m_fd.get(), "\n") == 0) {
+    if (m_lineIsOpen && writeOnce(m_fd, "\n") == 0) {
         return;
     }
     timespec now{};
@@ -146,7 +149,7 @@ void CVLogger::append(std::string_view label, std::string_view function, std::st
     ::localtime_r(&now.tv_sec, &local);
     const int pid = s_pid != 0 ? s_pid : ::getpid();
     const std::string line = logtext::recordLine({local, now.tv_nsec, m_host, m_process, pid, label, function, text});
-    const std::size_t written = writeOnce(m_fd.get(), line);
+    const std::size_t written = writeOnce(m_fd, line);
     m_lineIsOpen = written != 0 && written != line.size();
 }
 

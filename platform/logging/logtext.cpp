@@ -4,21 +4,13 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "controls.h"
 #include "cvlog.h"
-#include "cvutf8.h"
+#include "utf8.h"
 
 namespace logtext {
 
 namespace {
-
-/// C0 and DEL as single bytes, C1 (U+0080 to U+009F) as its two UTF-8 bytes: terminals obey both kinds.
-bool isControl(std::string_view sequence) {
-    const auto first = static_cast<unsigned char>(sequence[0]);
-    if (sequence.size() == 1) {
-        return first < 0x20 || first == 0x7F;
-    }
-    return first == 0xC2 && static_cast<unsigned char>(sequence[1]) < 0xA0;
-}
 
 void appendEscaped(std::string& line, char byte) {
     switch (byte) {
@@ -45,7 +37,7 @@ void appendEscaped(std::string& line, char byte) {
 void moveOneCharacter(std::string& line, std::string_view& rest) {
     const std::size_t valid = utf8::sequenceLength(rest);
     const std::string_view sequence = rest.substr(0, valid == 0 ? 1 : valid);
-    if (valid == 0 || isControl(sequence)) {
+    if (valid == 0 || controls::isControl(sequence)) {
         for (const char byte : sequence) {
             appendEscaped(line, byte);
         }

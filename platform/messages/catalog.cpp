@@ -14,8 +14,8 @@
 #include "UniqueFd.h"
 #include "cvmessages.h"
 #include "cvpaths.h"
-#include "cvutf8.h"
 #include "mofile.h"
+#include "utf8.h"
 
 namespace catalog {
 

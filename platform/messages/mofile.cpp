@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "cvutf8.h"
+#include "utf8.h"
 
 namespace mofile {
 
@@ -94,8 +94,7 @@ bool skipNumber(std::string_view& text, std::vector<std::string>& found) {
     return skip(text, "0123456789") <= kMaxWidthDigits;
 }
 
-/// Takes one conversion, whose % is gone, off `text`. False when it is none that may be used. A positional one ends at
-/// its $, which is no conversion.
+/// Consumes one conversion after its %; false if it is not allowed. A positional one ends at its $, which is none.
 bool takeConversion(std::string_view& text, std::vector<std::string>& found) {
     skip(text, "-+ #0");
     if (!skipNumber(text, found)) {

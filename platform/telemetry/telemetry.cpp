@@ -14,7 +14,7 @@
 #include <sys/socket.h>
 
 #include "UniqueFd.h"
-#include "cvaddress.h"
+#include "address.h"
 #include "cvbase.h"
 
 /// A socket that is not connected: the kernel reports "port unreachable" on connected ones only, in place of the send

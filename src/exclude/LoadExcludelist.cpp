@@ -9,7 +9,7 @@
 
 namespace {
 
-// The loading is a member of the snapshot in the eyes of whoever reads the log.
+// The log must show this as a Processes member.
 constexpr char kUnit[] = "CV_Processes";
 constexpr char kFunction[] = "Processes::loadExcludelist";
 

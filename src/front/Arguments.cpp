@@ -34,17 +34,17 @@ template <Msg Id> std::int32_t fail() {
     return Arguments::Invalid;
 }
 
-std::int32_t readKill(Arguments& args, std::int32_t /*argc*/, char* const* /*argv*/) {
+std::int32_t readKill(Arguments& args, std::int32_t /*argc*/, const char* const* /*argv*/) {
     args.killLevel = 1;
     return kGoOn;
 }
 
-std::int32_t readThirdParty(Arguments& args, std::int32_t /*argc*/, char* const* /*argv*/) {
+std::int32_t readThirdParty(Arguments& args, std::int32_t /*argc*/, const char* const* /*argv*/) {
     args.thirdParty = true;
     return kGoOn;
 }
 
-std::int32_t readList(Arguments& args, std::int32_t /*argc*/, char* const* /*argv*/) {
+std::int32_t readList(Arguments& args, std::int32_t /*argc*/, const char* const* /*argv*/) {
     if (args.quiet) {
         return fail<Msg::ListWithQuiet>();
     }
@@ -52,7 +52,7 @@ std::int32_t readList(Arguments& args, std::int32_t /*argc*/, char* const* /*arg
     return kGoOn;
 }
 
-std::int32_t readQuiet(Arguments& args, std::int32_t /*argc*/, char* const* /*argv*/) {
+std::int32_t readQuiet(Arguments& args, std::int32_t /*argc*/, const char* const* /*argv*/) {
     if (args.listMode) {
         return fail<Msg::ListWithQuiet>();
     }
@@ -60,7 +60,7 @@ std::int32_t readQuiet(Arguments& args, std::int32_t /*argc*/, char* const* /*ar
     return kGoOn;
 }
 
-std::int32_t readExcludeList(Arguments& args, std::int32_t argc, char* const* argv) {
+std::int32_t readExcludeList(Arguments& args, std::int32_t argc, const char* const* argv) {
     ++args.argIndex;
     if (args.argIndex >= argc) {
         return fail<Msg::NoExcludeListFile>();
@@ -69,7 +69,7 @@ std::int32_t readExcludeList(Arguments& args, std::int32_t argc, char* const* ar
     return kGoOn;
 }
 
-std::int32_t readHelp(Arguments& /*args*/, std::int32_t /*argc*/, char* const* /*argv*/) {
+std::int32_t readHelp(Arguments& /*args*/, std::int32_t /*argc*/, const char* const* /*argv*/) {
     return Arguments::HelpWanted;
 }
 
@@ -79,7 +79,7 @@ struct Option {
     const char* anyCase[4];
     /// Counted when the option was read without a failure; null for none.
     const char* gauge;
-    std::int32_t (*read)(Arguments&, std::int32_t, char* const*);
+    std::int32_t (*read)(Arguments&, std::int32_t, const char* const*);
 };
 
 /// In the order in which an argument is tried against them. "-e" stands among the long spellings, so "-E" is accepted.
@@ -119,7 +119,7 @@ std::int32_t refuseUnknown(const char* argument) {
     return Arguments::UnknownOption;
 }
 
-std::int32_t readArgument(Arguments& args, std::int32_t argc, char* const* argv) {
+std::int32_t readArgument(Arguments& args, std::int32_t argc, const char* const* argv) {
     const char* argument = argv[args.argIndex];
     const Option* option = findOption(argument);
     if (option == nullptr) {
@@ -148,11 +148,15 @@ Arguments::Arguments() {
     const Tracer trace(CVLogger::s_default, this, "Arguments::Arguments", kUnit);
 }
 
+Arguments::Arguments(const Arguments& other) : Arguments() {
+    *this = other;
+}
+
 Arguments::~Arguments() {
     const Tracer trace(CVLogger::s_default, this, "Arguments::~Arguments", kUnit);
 }
 
-std::int32_t Arguments::parse(std::int32_t argc, char* const* argv) {
+std::int32_t Arguments::parse(std::int32_t argc, const char* const* argv) {
     const Tracer trace(CVLogger::s_default, this, "Arguments::parse", kUnit);
     // A program may be started with no argv[0] at all.
     programName = argc > 0 ? argv[0] : "";

@@ -1,11 +1,11 @@
 #include "front.h"
 
 #include <cstdio>
-#include <cstdlib>
 
 #include <unistd.h>
 
 #include "Arguments.h"
+#include "ExitStatus.h"
 #include "Messages.h"
 #include "cvbase.h"
 #include "cvpaths.h"
@@ -15,14 +15,10 @@ namespace {
 constexpr char kUnit[] = "Initialize";
 constexpr char kFunction[] = "Initialize";
 
-constexpr int kNotRootStatus = 132;
-constexpr int kNoConfigurationStatus = 110;
-constexpr int kServerStatus = 55;
-
 void requireRoot() {
     if (geteuid() != 0) {
         printMessage<Msg::MustBeAdministrator>();
-        std::exit(kNotRootStatus);
+        endProgram(ExitStatus::NotRoot);
     }
 }
 
@@ -42,7 +38,7 @@ void createLogDirectory() {
 const CV_master_config& requireConfiguration() {
     if (CV_read_master_config() != 0) {
         printMessage<Msg::NoMasterConfig>();
-        std::exit(kNoConfigurationStatus);
+        endProgram(ExitStatus::NoConfiguration);
     }
     return *get_master_config_ptr();
 }
@@ -63,7 +59,7 @@ void requireClient() {
     if (hask_is_server("localhost") != 0) {
         printMessage<Msg::ClientsOnly>();
         logmsgf(kLogError, kFunction, "Attempt to run cvstop on a server, clients support only");
-        std::exit(kServerStatus);
+        endProgram(ExitStatus::ServerHost);
     }
 }
 

@@ -1,18 +1,17 @@
 #include "front.h"
 
 #include <csignal>
-#include <cstdlib>
 #include <exception>
 #include <iostream>
 
 #include "Arguments.h"
+#include "ExitStatus.h"
 #include "Messages.h"
 #include "shutdown.h"
 
 namespace {
 
 constexpr char kFunction[] = "Main";
-constexpr int kNoSnapshotStatus = 130;
 /// The highest kill level at which survivors are killed.
 constexpr unsigned int kHighestKillingLevel = 2;
 
@@ -78,7 +77,7 @@ std::unique_ptr<Processes> takeSnapshot(Proc_categories categories) {
         return std::make_unique<Processes>(categories, Args.verbosity);
     } catch (const std::exception& exception) {
         logmsgf(kLogError, kFunction, "Exception-%s", exception.what());
-        std::exit(kNoSnapshotStatus);
+        endProgram(ExitStatus::NoSnapshot);
     }
 }
 
@@ -95,5 +94,5 @@ int runShutdownMode(Proc_categories categories) {
     if (snapshot->terminate3rdParty(Args.quiet) <= 0 && !wereActive) {
         tell<Msg::NothingToTerminate>();
     }
-    return snapshot->CountProcesses() != 0 ? 1 : 0;
+    return static_cast<int>(snapshot->CountProcesses() != 0 ? ExitStatus::FoundProcesses : ExitStatus::Success);
 }

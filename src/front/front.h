@@ -28,7 +28,7 @@ extern qnstatus errsts;
 void prepareStandardStreams();
 
 /// Checks that the program may run here and opens the debug log. Returns only when it may; otherwise it tells the user
-/// and ends the program: 132 not root, 110 host configuration unreadable, 55 a server host.
+/// and ends the program: NotRoot, NoConfiguration, ServerHost.
 void Initialize();
 
 /// Applies the command line's verbosity to the logging library.
@@ -37,7 +37,7 @@ void applyVerbosity();
 /// Asks once. Only an answer whose first character is y or Y is a yes.
 bool confirmAction(const std::string& prompt, std::ostream& out, std::istream& in);
 
-/// Takes the snapshot of the run. Ends the program with status 130, and a log record alone, when that throws a standard
+/// Takes the snapshot of the run. Ends the program with NoSnapshot, and a log record alone, when that throws a standard
 /// exception.
 std::unique_ptr<Processes> takeSnapshot(Proc_categories categories);
 

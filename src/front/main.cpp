@@ -1,8 +1,8 @@
 #include <cstdio>
-#include <cstdlib>
 #include <iostream>
 
 #include "Arguments.h"
+#include "ExitStatus.h"
 #include "Messages.h"
 #include "Processes.h"
 #include "front.h"
@@ -11,7 +11,6 @@ namespace {
 
 constexpr char kUnit[] = "Main";
 constexpr char kFunction[] = "Main";
-constexpr int kBadCommandLineStatus = 20;
 constexpr Proc_categories kAllCategories =
     static_cast<Proc_categories>(CAT_CORVANE | CAT_THIRD_PARTY | CAT_OTHER_THIRD_PARTY);
 
@@ -28,7 +27,7 @@ void confirmBareStart(int argc) {
     formatMessage<Msg::ConfirmShutdown>();
     if (!confirmAction(outline, std::cout, std::cin)) {
         std::puts("Shutdown aborted.");
-        std::exit(EXIT_SUCCESS);
+        endProgram(ExitStatus::Success);
     }
 }
 
@@ -43,12 +42,12 @@ void parseCommandLine(int argc, char** argv) {
     if (result == Arguments::HelpWanted || result == Arguments::UnknownOption) {
         Args.printUsage();
     }
-    std::exit(result == Arguments::HelpWanted ? EXIT_SUCCESS : kBadCommandLineStatus);
+    endProgram(result == Arguments::HelpWanted ? ExitStatus::Success : ExitStatus::BadCommandLine);
 }
 
 int runListMode(Proc_categories categories) {
     takeSnapshot(categories)->PrintProcesses();
-    return EXIT_SUCCESS;
+    return static_cast<int>(ExitStatus::Success);
 }
 
 } // namespace

@@ -8,13 +8,13 @@
 #include <cstring>
 #include <utility>
 
+#include "ExitStatus.h"
 #include "Messages.h"
 #include "cvlog.h"
 
 namespace {
 
 constexpr char kUnit[] = "CV_Processes";
-constexpr int kListerFailedStatus = 130;
 
 /// The first record from `from` on with exactly this name, or null.
 CV_Process_s* findFrom(CV_Process_s* from, const std::string& name) {
@@ -54,7 +54,7 @@ CV_Process_s* Processes::getProcesses(int verbosity, Proc_categories categories)
     if (status != 0) {
         logmsgf(kLogError, kFunction, "find_processes_CV failed with status %d", status);
         printMessage<Msg::ListerFailed>(status);
-        std::exit(kListerFailedStatus);
+        endProgram(ExitStatus::NoSnapshot);
     }
     cleanProcs();
     return procs;

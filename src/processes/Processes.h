@@ -14,7 +14,7 @@
 class Processes {
   public:
     /// Loads the exclude list, then takes a snapshot of the product's processes. Throws std::runtime_error when the
-    /// user's exclude list cannot be loaded; ends the program with status 130 when the lister fails.
+    /// user's exclude list cannot be loaded; ends the program with ExitStatus::NoSnapshot when the lister fails.
     Processes();
     Processes(Proc_categories categories, int verbosity);
     ~Processes();
@@ -22,7 +22,7 @@ class Processes {
     Processes& operator=(const Processes&) = delete;
 
     /// Takes a new snapshot and returns its first record. Records of the old one are freed. Ends the program with
-    /// status 130 when the lister fails.
+    /// ExitStatus::NoSnapshot when the lister fails.
     CV_Process_s* getProcesses(int verbosity, Proc_categories categories);
 
     /// Recomputes `signalled` (0) and `excluded` (by the exclude list) for every record.
@@ -51,7 +51,8 @@ class Processes {
     /// KillProcess for every record whose process is alive.
     void SignalAllProcesses(bool quiet, sig_types signal);
 
-    /// Polls once a second until the process is gone (true) or `seconds`, at most Args.waitTime, are over (false).
+    /// Polls once a second until the process is gone (true) or `seconds` are over (false). More than 30 seconds become
+    /// Args.waitTime, which standard output is told.
     bool WaitForProcess(CV_Process_s* proc, int seconds);
 
     /// Polls once a second until the signalled processes, or all, are gone or `seconds` are over, telling about it now

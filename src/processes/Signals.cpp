@@ -7,14 +7,14 @@
 #include <unistd.h>
 
 #include "Arguments.h"
-#include "DebugLine.h"
 #include "Messages.h"
+#include "Sparing.h"
 
 namespace {
 
 constexpr char kUnit[] = "CV_Processes";
 constexpr int kLongestWaitSeconds = 30;
-/// Progress is told in the passes whose remaining seconds leave 1 here: of 30 the 10th, the 20th and the last.
+/// Report when remaining % 10 == 1: of 30 looks, the 10th, the 20th and the 30th.
 constexpr int kProgressPeriodSeconds = 10;
 constexpr std::size_t kActiveNamesSize = 500;
 
@@ -85,15 +85,9 @@ void Processes::KillProcess(CV_Process_s* proc, sig_types signal, bool quiet) {
     if (proc->pid == getpid()) {
         return;
     }
-    if (proc->excluded == 1) {
-        debugLine(DebugGate::LoggerExists, 1, {kUnit, kFunction},
-                  "Ignoring process because it is on exclude list, Name = ", proc->name);
-        return;
-    }
-    // Whoever signals everybody that is alive looks at no category, and an administrator's editor may be among them.
-    if (proc->category == CAT_OTHER_THIRD_PARTY) {
-        debugLine(DebugGate::LoggerExists, 1, {kUnit, kFunction},
-                  "Ignoring process because it is only listed, Name = ", proc->name);
+    // SignalAllProcesses ignores categories: an administrator's editor may be in its list.
+    if (const Sparing sparing = sparingOf(proc, Touch::Signal); sparing != Sparing::None) {
+        logSparing(sparing, {kUnit, kFunction}, proc);
         return;
     }
     if (const int number = signalNumber(signal); number != 0) {

@@ -2,15 +2,15 @@
 
 #include <unistd.h>
 
-#include "DebugLine.h"
 #include "Messages.h"
+#include "Sparing.h"
 
 namespace {
 
 constexpr char kUnit[] = "CV_Processes";
 constexpr char kFunction[] = "Processes::terminate3rdParty";
 
-/// The whole series at once: nobody waits for a third party, the last signal is relied upon. One line on the console is
+/// The whole series at once: nothing waits for a third party, the last signal is relied upon. One console line is
 /// enough for the five.
 void sendAllSignals(Processes& procs, CV_Process_s* proc, bool quiet) {
     procs.KillProcess(proc, SIGTYPE_INT, quiet);
@@ -37,9 +37,8 @@ int Processes::terminate3rdParty(bool quiet) {
         if (!isTerminable3rdParty(proc)) {
             continue;
         }
-        if (proc->excluded == 1) {
-            debugLine(DebugGate::LoggerExists, 1, {kUnit, kFunction},
-                      "Ignoring process because it is on exclude list, Name = ", proc->name);
+        if (const Sparing sparing = sparingOf(proc, Touch::Signal); sparing != Sparing::None) {
+            logSparing(sparing, {kUnit, kFunction}, proc);
             continue;
         }
         logmsgf(kLogProgress, kFunction, "KILLING %s ACTION=%d PID=%d", proc->name, proc->signalled, proc->pid);

@@ -3,8 +3,8 @@
 #include <unistd.h>
 
 #include "Arguments.h"
-#include "DebugLine.h"
 #include "Messages.h"
+#include "Sparing.h"
 
 namespace {
 
@@ -40,9 +40,9 @@ void stopWithSignals(Processes& procs, CV_Process_s* proc) {
 
 void stopRemaining(Processes& procs, int pass) {
     for (CV_Process_s* proc = procs.list(); proc != nullptr; proc = proc->next) {
-        if (proc->excluded == 1) {
-            debugLine(DebugGate::LoggerExists, 1, {kUnit, kFunction},
-                      "Ignoring process because it is on exclude list, Name = ", proc->name);
+        // Third parties are no business of the sweep: only an excluded one is worth a line.
+        if (const Sparing sparing = sparingOf(proc, Touch::Signal); sparing == Sparing::Excluded) {
+            logSparing(sparing, {kUnit, kFunction}, proc);
             continue;
         }
         if (isEligible(proc, pass) && proc->category == CAT_CORVANE && Processes::isProcessActive(proc)) {

@@ -1,25 +1,23 @@
 #include "shutdown.h"
 
-#include <cstdlib>
-
 #include "Arguments.h"
-#include "DebugLine.h"
+#include "ExitStatus.h"
 #include "Messages.h"
+#include "Sparing.h"
 
 namespace {
 
 constexpr char kUnit[] = "StopRow";
 constexpr char kFunction[] = "terminateAllProcesses";
-constexpr int kUndefinedActionStatus = 16;
 
 /// What follows an action: run `command`, or only mark the process.
 enum class Next { Run, Mark };
 
 [[noreturn]] void endWithUndefinedAction(killDef const& row) {
-    // Printed even when quiet: the printing is the caller's, the message differs.
+    // The caller has formatted `outline`; it is printed even with -q.
     printOutline();
     logmsgf(kLogError, kFunction, "Unimplemented Definition %d", static_cast<int>(row.killType));
-    std::exit(kUndefinedActionStatus);
+    endProgram(ExitStatus::UndefinedAction);
 }
 
 /// Whether the row's action runs a command about the process, rather than signalling it or only marking it.
@@ -37,21 +35,6 @@ bool runsCommand(kill_type killType) {
     default:
         return false;
     }
-}
-
-/// Why the row must leave a process of its name alone, or null. A row finds processes by name alone, so a stranger may
-/// be among them: one that is only listed is never touched, and one that may be signalled is still never run as root.
-const char* reasonToPassOver(const CV_Process_s* proc, killDef const& row) {
-    if (proc->excluded == 1) {
-        return "Ignoring process because it is on exclude list, Name = ";
-    }
-    if (proc->category == CAT_OTHER_THIRD_PARTY) {
-        return "Ignoring process because it is only listed, Name = ";
-    }
-    if (proc->category == CAT_THIRD_PARTY && runsCommand(row.killType)) {
-        return "Ignoring process because no command is run for a third party, Name = ";
-    }
-    return nullptr;
 }
 
 /// Puts the executable's path into `command`, from which some actions make a stop command. Never a third party's.
@@ -99,9 +82,10 @@ Next stopThroughMosk(killDef const& row) {
 
 /// Carries out the row's action on one active process, whose path `command` holds.
 Next act(Processes& procs, CV_Process_s* proc, killDef const& row, int secondSignal, int pass) {
-    // Kept for whoever looks at a core file: whether a polite termination was begun, whether robots were left to end.
-    [[maybe_unused]] static bool done = false;
-    [[maybe_unused]] static bool robots_stopped = false;
+    // For a look at a core file: whether a polite termination was begun, whether robots were left to end. Nothing reads
+    // them; without the attribute they would be optimised away.
+    [[gnu::used]] static bool done = false;
+    [[gnu::used]] static bool robots_stopped = false;
     switch (row.killType) {
     case NORMAL_TERMINATE:
         done = true;
@@ -210,10 +194,12 @@ std::int32_t terminateAllProcesses(Processes& procs, killDef const& row, int sec
     if (row.isCommand) {
         return terminateCommand(row, pass);
     }
+    // A row finds processes by name alone, so a stranger of that name may be among them.
+    const Touch touch = runsCommand(row.killType) ? Touch::RunCommand : Touch::Signal;
     std::int32_t count = 0;
     for (CV_Process_s* proc = procs.findProcess(row.name); proc != nullptr; proc = procs.findNextProcess(row.name)) {
-        if (const char* reason = reasonToPassOver(proc, row); reason != nullptr) {
-            debugLine(DebugGate::LoggerExists, 1, {kUnit, kFunction}, reason, row.name);
+        if (const Sparing sparing = sparingOf(proc, touch); sparing != Sparing::None) {
+            logSparing(sparing, {kUnit, kFunction}, proc);
             continue;
         }
         handle(procs, proc, row, secondSignal, pass);

@@ -3,7 +3,7 @@
 #include <netinet/in.h>
 
 #include "Fuzz.h"
-#include "cvaddress.h"
+#include "address.h"
 
 FUZZ_TARGET(input) {
     NumericAddress address;

@@ -3,8 +3,8 @@
 #include <string>
 
 #include "Fuzz.h"
-#include "cvutf8.h"
 #include "mofile.h"
+#include "utf8.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "Fuzz.h"
-#include "cvutf8.h"
 #include "logtext.h"
+#include "utf8.h"
 
 namespace {
 

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "Fuzz.h"
+#include "names.h"
 #include "procparse.h"
 
 namespace {

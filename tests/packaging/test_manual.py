@@ -1,4 +1,5 @@
-"""The manual tells what the code does: its statuses, options, messages, seconds and table are compared with the code's own."""
+"""The manual and the README say what the code does: statuses, options, messages, seconds, signals, files and the shutdown table
+are compared with the code's own."""
 import os
 import pathlib
 import re
@@ -14,6 +15,7 @@ TEXT = (MANUAL / "cvstop.8.scd").read_text()
 HOST_CONF = (MANUAL / "cvstop-host.conf.5.scd").read_text()
 EXCLUDE_LIST = (MANUAL / "cvstop-excludelist.5.scd").read_text()
 README = (REPO / "README.md").read_text()
+README_PROSE = " ".join(README.split())
 SOURCES = "\n".join(path.read_text() for folder in ("src", "platform", "include")
                     for path in sorted((REPO / folder).rglob("*")) if path.suffix in (".cpp", ".h"))
 # Not the program's own words: "nothing to do" and "success" have no constant, and std::terminate ends by SIGABRT.
@@ -40,7 +42,7 @@ def test_exit_statuses_are_those_of_the_code():
 
 
 def test_readmes_exit_statuses_are_those_of_the_code():
-    table = README.split("### Exit status")[1].split("\n###")[0]
+    table = README.split("### Exit status")[1].split("\n#")[0]
     assert {int(value) for value in re.findall(r"^\| (\d+)\b", table, re.M)} == statuses_of_the_code()
 
 
@@ -83,11 +85,11 @@ def number(pattern):
 def test_seconds_are_those_of_the_code():
     seconds = number(r"waitTime = (\d+);")
     period = number(r"kProgressPeriodSeconds = (\d+);")
-    looks = ", ".join(f"{look}th" for look in range(period, seconds, period)).replace(", ", ", ")
-    for text in (section("WHAT HAPPENS IN A SHUTDOWN"), README.split("## What happens in a shutdown")[1]):
-        text = " ".join(text.split())
-        assert f"{seconds} looks, {seconds - 1} seconds at most, with a progress line at the {looks} and {seconds}th look" in text
-        assert f"up to {seconds} seconds, and where the process stays, as long again" in text
+    checks = ", ".join(f"{check}th" for check in range(period, seconds, period))
+    story = section("WHAT HAPPENS IN A SHUTDOWN")
+    assert f"{seconds} checks, {seconds - 1} seconds at most, with a progress line at the {checks} and {seconds}th check" in story
+    assert f"up to {seconds} seconds, and {seconds} more if it is still running" in story
+    assert f"waits up to {seconds - 1} seconds" in README_PROSE
     assert f"up to {seconds} seconds" in EXCLUDE_LIST
 
 
@@ -95,24 +97,21 @@ def test_signals_are_those_of_the_code():
     """The sweep's signals, and a third party's, in their order."""
     def sent(source, function):
         body = re.search(rf"\b{function}\(.*?\n\}}", (REPO / "src" / source).read_text(), re.S)[0]
-        return ["SIG" + name for name in re.findall(r"SIGTYPE_(\w+)", body)]
-
-    def told(names):
+        names = ["SIG" + name for name in re.findall(r"SIGTYPE_(\w+)", body)]
         return ", ".join(names[:-1]) + " and " + names[-1]
 
-    sweep = told(sent("shutdown/OrderlyShutdown.cpp", "stopWithSignals"))
-    assert sweep in section("WHAT HAPPENS IN A SHUTDOWN") and sweep in README
-    third = told(sent("processes/ThirdParty.cpp", "sendAllSignals"))
-    assert third in section("WHAT HAPPENS IN A SHUTDOWN") and third in " ".join(README.split())
+    sweep = sent("shutdown/OrderlyShutdown.cpp", "stopWithSignals")
+    assert f"no row stopped get {sweep}, a second apart" in section("WHAT HAPPENS IN A SHUTDOWN")
+    assert f"no row stopped gets {sweep}." in README_PROSE
+    assert f"get {sent('processes/ThirdParty.cpp', 'sendAllSignals')} at once" in section("WHAT HAPPENS IN A SHUTDOWN")
 
 
 def test_rows_of_the_table_are_those_of_the_code():
     rows = re.findall(r'killDef\(\d+, \w+, "([^"]+)"', SOURCES)
     table = (MANUAL / "shutdown-table.scd").read_text().strip("`\n").splitlines()
-    assert [line.split()[0] for line in table if not line.startswith(" ")] == rows
+    assert rows and [line.split()[0] for line in table if not line.startswith(" ")] == rows
     document = (REPO / "docs/shutdown-plan.md").read_text()
     assert re.findall(r"^\| \d+ \| `([^`]+)`", document, re.M) == rows
-    assert f"{len(rows)} rows" in TEXT and f"{len(rows)} rows" in README
 
 
 def test_rows_that_wait_are_those_of_the_code():
@@ -133,19 +132,30 @@ def test_keys_of_the_configuration_are_those_of_the_code():
     assert "from 0 to 99" in HOST_CONF and number(r"kMaxVerbosity = (\d+);") == 99
 
 
+def files_of_the_code():
+    paths = dict(re.findall(r'inline constexpr char (k\w+)\[\] = "([^"]+)";', SOURCES))
+    name = paths["kProgramName"]
+    return [f"{paths['kBinDirectory']}/{name}", paths["kHostConfiguration"], paths["kDefaultExcludeList"],
+            f"{paths['kLogRoot']}/{name}/{name}.log", f"{paths['kLocaleRoot']}/"]
+
+
 def test_files_are_those_of_the_code():
-    for path in re.findall(r'inline constexpr char k\w+\[\] = "(/usr/quarn/corvane/[\w./]+)"', SOURCES):
-        if not path.endswith(("/bin", "/logs", "/locale")):
-            assert f"_{path}_" in section("FILES"), path
+    told = re.findall(r"^_(/usr/quarn/[^_]+)_$", section("FILES"), re.M)
+    assert told == files_of_the_code()
+
+
+def test_readmes_files_are_those_of_the_code():
+    _, configuration, exclude_list, log, _ = files_of_the_code()
+    for path in (configuration, exclude_list, log):
+        assert re.search(rf"{re.escape(path)}(?![.\w])", README), path
 
 
 def test_languages_are_those_that_are_shipped():
-    """Each catalog names its language in its header."""
-    catalogs = {path.stem: path.read_text() for path in (REPO / "po").glob("*.po")}
-    assert set(catalogs) == set((REPO / "po/LINGUAS").read_text().split())
-    for catalog in catalogs.values():
-        name = re.search(r'^"Language-Team: (.*)\\n"$', catalog, re.M)[1]
-        assert name in TEXT and name in README
+    """A catalog names its own language."""
+    assert {path.stem for path in (REPO / "po").glob("*.po")} == set((REPO / "po/LINGUAS").read_text().split())
+    names = {re.search(r"^\"Language-Team: (.*)\\n\"$", path.read_text(), re.M)[1] for path in (REPO / "po").glob("*.po")}
+    told = re.search(r"The translations: (.*), as ", section("FILES"))[1]
+    assert set(re.split(", | and ", told)) == names
 
 
 @pytest.mark.parametrize("page", PAGES)

@@ -35,14 +35,14 @@ TEST_P(ListerFaults, NobodyIsMissingInSilence) {
              daemon.get(), hardened.get(), replaced.get(), contained.get(), &exited, &worker, &mapper, &editor}) {
         show(std::to_string(child->pid()));
     }
-    Scan whole = scan();
+    Outcome whole = scan();
     while (whole.found.size() < 8 || whole.found[mapper.pid()] != CAT_THIRD_PARTY) { // until all have taken their shape
         whole = scan();
     }
     int tried = 0;
     for (bool wasReached = true; wasReached; ++tried) {
         faults::arm(call, error, tried + 1);
-        const Scan found = scan();
+        const Outcome found = scan();
         wasReached = found.wasReached;
         if (found.status != 0) {
             EXPECT_TRUE(found.found.empty()) << call << tried;
@@ -71,7 +71,7 @@ TEST_F(ListerLog, TellsOfAPathThatIsTooLong) {
     const auto daemon = run(install("halvd"));
     show(std::to_string(daemon->pid()));
     faults::arm("readlinkat", ENAMETOOLONG, 1);
-    const Scan found = scan();
+    const Outcome found = scan();
     EXPECT_TRUE(found.wasReached);
     EXPECT_EQ(found.status, 0);
     EXPECT_THAT(found.log,
@@ -83,7 +83,7 @@ TEST_F(ListerLog, TellsOfAnExecutableThatCannotBeRead) {
     const auto daemon = run(install("halvd"));
     show(std::to_string(daemon->pid()));
     faults::arm("readlinkat", EACCES, 1);
-    const Scan found = scan();
+    const Outcome found = scan();
     EXPECT_TRUE(found.wasReached);
     EXPECT_THAT(found.log,
                 testing::ContainsRegex("warning find_processes_CV: Process [0-9]+ passed over: its executable "
@@ -112,7 +112,7 @@ TEST_F(ListerLog, TellsOfEverybodyWhoIsRelatedWhenAskedForDetail) {
     show(std::to_string(daemon->pid()));
     const auto stranger = run(copySleep(m_folder / "stranger"));
     show(std::to_string(stranger->pid()));
-    const Scan found = scan(99);
+    const Outcome found = scan(99);
     EXPECT_THAT(found.log,
                 testing::HasSubstr("info find_processes_CV: Process " + std::to_string(daemon->pid()) +
                                    " category 1, runs an executable of the product: " + m_root + "/bin/halvd\n"));
@@ -124,7 +124,7 @@ TEST_F(ListerLog, KernelThatDoesNotTellMountsEndsTheScan) {
     const auto daemon = run(install("halvd"));
     show(std::to_string(daemon->pid()));
     faults::tellMounts(false);
-    const Scan found = scan();
+    const Outcome found = scan();
     faults::tellMounts(true);
     EXPECT_EQ(found.status, ENOSYS);
     EXPECT_TRUE(found.found.empty());
@@ -135,7 +135,7 @@ TEST_F(ListerLog, SaysNothingOfWhomItKnows) {
     show(std::to_string(daemon->pid()));
     const auto stranger = run(copySleep(m_folder / "stranger"));
     show(std::to_string(stranger->pid()));
-    const Scan found = scan();
+    const Outcome found = scan();
     EXPECT_FALSE(tellsOf(found, daemon->pid())) << found.log;
     EXPECT_FALSE(tellsOf(found, stranger->pid())) << found.log;
 }

@@ -14,7 +14,7 @@
 
 namespace lister {
 
-struct Scan {
+struct Outcome {
     int status = 0;
     /// Whether the call that was to fail was made.
     bool wasReached = false;
@@ -43,9 +43,9 @@ class ListerLog : public Lister {
 
     void show(const std::string& name) { fs::create_symlink("/proc/" + name, m_table + "/" + name); }
 
-    Scan scan(int verbosity = 0) {
+    Outcome scan(int verbosity = 0) {
         fs::resize_file(m_logFile, 0);
-        Scan result;
+        Outcome result;
         CV_Process_s* list = nullptr;
         result.status = listProcesses(m_roots, &list, kAll, verbosity);
         result.wasReached = faults::disarm();
@@ -75,7 +75,7 @@ inline std::string mappedFile(const std::string& name) {
     return line.substr(line.find('/'));
 }
 
-inline bool tellsOf(const Scan& scan, pid_t pid) {
+inline bool tellsOf(const Outcome& scan, pid_t pid) {
     return scan.log.find("Process " + std::to_string(pid) + " ") != std::string::npos;
 }
 

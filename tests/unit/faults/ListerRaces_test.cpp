@@ -17,7 +17,7 @@ class ListerRaces : public ListerLog {
   protected:
     using Start = std::function<std::unique_ptr<Child>()>;
     using Act = std::function<void(pid_t)>;
-    using Check = std::function<void(pid_t, const Scan&)>;
+    using Check = std::function<void(pid_t, const Outcome&)>;
 
     static fs::path copy(const char* program, const fs::path& path) {
         fs::copy_file(program, path);
@@ -34,7 +34,7 @@ class ListerRaces : public ListerLog {
             awaitReady(pid);
             show(std::to_string(pid));
             faults::interrupt(calls + 1, [&] { act(pid); });
-            const Scan found = scan();
+            const Outcome found = scan();
             fs::remove(m_table + "/" + std::to_string(pid));
             wasReached = found.wasReached;
             SCOPED_TRACE("call " + std::to_string(calls + 1) + "\n" + found.log);
@@ -45,7 +45,7 @@ class ListerRaces : public ListerLog {
     }
 
     static Check expectCategory(int category) {
-        return [category](pid_t pid, const Scan& scan) {
+        return [category](pid_t pid, const Outcome& scan) {
             EXPECT_EQ(scan.found, (std::map<pid_t, int>{{pid, category}}));
         };
     }
@@ -205,7 +205,7 @@ TEST_P(HolderExecutions, StrangerIsNotTakenForTheThirdPartyThatExecutedIt) {
     const Start start =
         starting(mapper, {"mapper", "execute", stranger, "60"}, [&] { setenv("LD_PRELOAD", library.c_str(), 1); });
     std::size_t taken = 0;
-    atEachCall(start, becomes(stranger), [&](pid_t pid, const Scan& scan) {
+    atEachCall(start, becomes(stranger), [&](pid_t pid, const Outcome& scan) {
         taken += scan.found.size();
         EXPECT_TRUE(scan.found.empty() || scan.found == (std::map<pid_t, int>{{pid, CAT_THIRD_PARTY}}));
         EXPECT_TRUE(scan.paths.empty() || scan.paths.at(pid) == mapper);
@@ -233,7 +233,7 @@ TEST_F(ListerExecutions, WhoExecutesWithoutAPauseIsPassedOverWithAWarning) {
         }
     };
     faults::interrupt(1, actAgain);
-    const Scan found = scan();
+    const Outcome found = scan();
     EXPECT_LT(calls, programs.size()) << "the scan was over before";
     EXPECT_TRUE(found.found.empty());
     EXPECT_THAT(found.log, testing::HasSubstr("warning find_processes_CV: Process " + std::to_string(child.pid()) +
@@ -264,7 +264,7 @@ class ListerArguments : public ListerLog {
 TEST_F(ListerArguments, OfAScriptThatIsBeingExecutedAreAwaited) {
     const std::string script = writeScript("worker", "#!/bin/sh\n");
     faults::interrupt(100, [&] { write(std::string("sh\0", 3) + script + '\0'); });
-    const Scan found = scan();
+    const Outcome found = scan();
     EXPECT_TRUE(found.wasReached);
     EXPECT_EQ(found.found, (std::map<pid_t, int>{{m_pid, CAT_CORVANE}}));
     EXPECT_EQ(found.paths.at(m_pid), script);

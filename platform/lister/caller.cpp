@@ -1,0 +1,176 @@
+#include "caller.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+
+#include <fcntl.h>
+#include <linux/nsfs.h>
+#include <linux/openat2.h>
+#include <sys/ioctl.h>
+
+#include "names.h"
+
+namespace lister {
+
+namespace {
+
+constexpr std::size_t kStatSize = 4096;
+constexpr std::size_t kMountInfoSize = 16U << 20U;
+
+std::string canonical(const char* path) {
+    char resolved[PATH_MAX];
+    return realpath(path, resolved) != nullptr ? resolved : path;
+}
+
+/// What must be known of the caller itself.
+FileStatus requireStatus(const PinnedProcess& self, const char* name) {
+    const std::optional<FileStatus> status = self.status(name);
+    if (!status) {
+        throw ScanFailure{errno};
+    }
+    return *status;
+}
+
+std::string requireLink(const PinnedProcess& self, const char* name) {
+    std::optional<std::string> text = self.link(name);
+    if (!text) {
+        throw ScanFailure{errno};
+    }
+    return *text;
+}
+
+bool isIn(const PinnedProcess& process, const char* name, const std::string& space) {
+    LinkBuffer buffer;
+    return required(process.link(name, buffer)) == space;
+}
+
+/// The owner of a user namespace, as the caller's user namespace numbers users (ioctl_ns(2)).
+uid_t ownerOfUserNamespace(const PinnedProcess& process) {
+    const UniqueFd space = process.open("ns/user", O_RDONLY);
+    if (!space) {
+        throw ProcessLost{lostReason(errno)};
+    }
+    uid_t owner = 0;
+    if (ioctl(space.get(), NS_GET_OWNER_UID, &owner) != 0) {
+        throw ProcessLost{Reason::Unreadable};
+    }
+    return owner;
+}
+
+} // namespace
+
+Caller::Caller(const Roots& roots) : m_installRoot(canonical(roots.install)) {
+    const UniqueFd proc(::open(roots.proc, O_PATH | O_DIRECTORY | O_CLOEXEC));
+    const PinnedProcess self(proc.get(), getpid(), "self");
+    if (!self) {
+        throw ScanFailure{errno};
+    }
+    // The tree may be gone while its processes still run.
+    m_installFolder = lister::statusOf(AT_FDCWD, m_installRoot.c_str());
+    if (!m_installFolder && isRefusal(errno)) {
+        throw ScanFailure{errno};
+    }
+    m_executable = requireStatus(self, "exe");
+    if (m_executable.mountId == 0) {
+        throw ScanFailure{ENOSYS};
+    }
+    m_executablePath = readLinkText(requireLink(self, "exe"), m_executable).path;
+    m_pidNamespace = requireLink(self, "ns/pid");
+    m_userNamespace = requireLink(self, "ns/user");
+    m_mountNamespace = requireLink(self, "ns/mnt");
+    readAncestors(proc.get());
+    readMounts(self);
+}
+
+void Caller::readAncestors(int proc) {
+    for (pid_t pid = getppid(); pid > 0 && !isAncestor(pid);) {
+        m_ancestors.push_back(pid);
+        const PinnedProcess process(proc, pid, std::to_string(pid).c_str());
+        const std::optional<std::string> text = process ? process.read("stat", kStatSize) : std::nullopt;
+        // With a part of the ancestors unknown one of them could be stopped.
+        if (!text && lostReason(errno) == Reason::Unreadable) {
+            throw ScanFailure{errno};
+        }
+        const std::optional<StatLine> stat = text ? parseStat(*text) : std::nullopt;
+        pid = stat ? stat->parent : 0;
+    }
+}
+
+void Caller::readMounts(const PinnedProcess& self) {
+    const std::optional<std::string> text = self.read("mountinfo", kMountInfoSize);
+    if (!text) {
+        throw ScanFailure{errno};
+    }
+    for (std::string_view rest = *text; !rest.empty();) {
+        const std::size_t length = std::min(rest.find('\n'), rest.size());
+        if (const std::optional<MountLine> mount = parseMountLine(rest.substr(0, length))) {
+            m_mounts.push_back(*mount);
+        }
+        rest.remove_prefix(std::min(length + 1, rest.size()));
+    }
+}
+
+bool Caller::isAncestor(pid_t pid) const {
+    return std::find(m_ancestors.begin(), m_ancestors.end(), pid) != m_ancestors.end();
+}
+
+bool Caller::isOwnExecutable(const FileStatus& executable, std::string_view path) const {
+    return m_executable.id == executable.id || path == m_executablePath;
+}
+
+bool Caller::sharesPidNamespace(const PinnedProcess& process) const {
+    return isIn(process, "ns/pid", m_pidNamespace);
+}
+
+bool Caller::sharesMountNamespace(const PinnedProcess& process) const {
+    return isIn(process, "ns/mnt", m_mountNamespace);
+}
+
+/// In a user namespace of his own an ordinary user can mount what he likes where he likes, and with PR_SET_MM_MAP name
+/// any file as his executable (prctl(2)): what is read of such a process proves nothing.
+bool Caller::trustsUserNamespace(const PinnedProcess& process) const {
+    return isIn(process, "ns/user", m_userNamespace) || ownerOfUserNamespace(process) == 0;
+}
+
+std::optional<Reason> Caller::outOfScope(const PinnedProcess& process) const {
+    if (!sharesPidNamespace(process)) {
+        return Reason::OtherPidNamespace;
+    }
+    if (!trustsUserNamespace(process)) {
+        return Reason::ForeignUserNamespace;
+    }
+    return std::nullopt;
+}
+
+bool Caller::seesMount(std::uint64_t mountId, std::string_view path) const {
+    return std::any_of(m_mounts.begin(), m_mounts.end(), [&](const MountLine& mount) {
+        return mount.id == mountId &&
+               (mount.mountPoint == "/" || mount.mountPoint == path || isBelow(path, mount.mountPoint));
+    });
+}
+
+std::string_view Caller::mountType(std::uint64_t mountId) const {
+    const auto mount =
+        std::find_if(m_mounts.begin(), m_mounts.end(), [&](const MountLine& m) { return m.id == mountId; });
+    return mount != m_mounts.end() ? std::string_view(mount->type) : "";
+}
+
+/// The install root is canonical, so a symbolic link on the way is not the host's; an absolute one would even lead from
+/// the process's root into the caller's.
+bool Caller::sharesInstallRoot(const PinnedProcess& process) const {
+    const UniqueFd root = process.open("root", O_PATH | O_DIRECTORY);
+    if (!root) {
+        throw ProcessLost{lostReason(errno)};
+    }
+    // Without the leading slash: the path is walked from the process's own root.
+    const UniqueFd folder = findFile(root.get(), m_installRoot.c_str() + 1, RESOLVE_NO_SYMLINKS);
+    if (!folder) {
+        throwIfRefused(errno);
+        return false;
+    }
+    return sameFile(m_installFolder, required(statusOf(folder)));
+}
+
+} // namespace lister

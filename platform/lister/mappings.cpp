@@ -1,0 +1,130 @@
+#include "mappings.h"
+
+#include <cerrno>
+#include <climits>
+#include <optional>
+#include <string>
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include "procparse.h"
+#include "verdict.h"
+
+namespace lister {
+
+namespace {
+
+using Predicate = std::function<bool(const FileMapping&)>;
+
+// include/uapi/linux/fs.h of Linux 6.11; the headers of the oldest hosts that build this lack it.
+struct procmap_query {
+    std::uint64_t size;
+    std::uint64_t query_flags;
+    std::uint64_t query_addr;
+    std::uint64_t vma_start;
+    std::uint64_t vma_end;
+    std::uint64_t vma_flags;
+    std::uint64_t vma_page_size;
+    std::uint64_t vma_offset;
+    std::uint64_t inode;
+    std::uint32_t dev_major;
+    std::uint32_t dev_minor;
+    std::uint32_t vma_name_size;
+    std::uint32_t build_id_size;
+    std::uint64_t vma_name_addr;
+    std::uint64_t build_id_addr;
+};
+constexpr unsigned long kProcmapQuery = _IOWR('f', 17, procmap_query);
+constexpr std::uint64_t kVmaExecutable = 0x04;
+constexpr std::uint64_t kCoveringOrNextVma = 0x10;
+constexpr std::uint64_t kFileBackedVma = 0x20;
+
+/// The next executable mapping of a file at or after `address`. Returns 0 or an errno value, ENOENT for no more.
+int nextMapping(int maps, std::uint64_t address, procmap_query& query, char (&name)[PATH_MAX]) {
+    query = {};
+    query.size = sizeof query;
+    query.query_flags = kCoveringOrNextVma | kFileBackedVma | kVmaExecutable;
+    query.query_addr = address;
+    query.vma_name_addr = reinterpret_cast<std::uintptr_t>(&name[0]);
+    query.vma_name_size = sizeof name;
+    name[0] = '\0';
+    return ioctl(maps, kProcmapQuery, &query) == 0 ? 0 : errno;
+}
+
+/// An older kernel does not know the query; a name beyond a page stops it, while the text goes on behind that line.
+bool mustReadText(int error) {
+    return error == ENOTTY || error == EINVAL || error == ENAMETOOLONG;
+}
+
+/// Nothing where the text has to be read instead.
+std::optional<bool> queryMappings(int maps, const Budget& budget, const Predicate& matches) {
+    procmap_query query;
+    char name[PATH_MAX];
+    std::uint64_t address = 0;
+    for (int count = 0; count < budget.mappings; ++count) {
+        const int error = nextMapping(maps, address, query, name);
+        if (error == ENOENT) {
+            return false;
+        }
+        if (mustReadText(error)) {
+            return std::nullopt;
+        }
+        if (error != 0) {
+            throwLost(error);
+        }
+        if (matches({name, query.dev_major, query.dev_minor, query.inode})) {
+            return true;
+        }
+        address = query.vma_end;
+    }
+    throw ProcessLost{Reason::OverBudget};
+}
+
+bool lineMatches(std::string_view line, const Predicate& matches) {
+    const std::optional<MapsLine> mapping = parseMapsLine(line);
+    return mapping && mapping->executable && mapping->path.starts_with("/") &&
+           matches({unescapeOctal(mapping->path), mapping->deviceMajor, mapping->deviceMinor, mapping->inode});
+}
+
+/// Takes the whole lines off `pending`; whether one of them matches.
+bool takeLines(std::string& pending, const Predicate& matches) {
+    std::size_t begin = 0;
+    for (std::size_t end = 0; (end = pending.find('\n', begin)) != std::string::npos; begin = end + 1) {
+        if (lineMatches(std::string_view(pending).substr(begin, end - begin), matches)) {
+            return true;
+        }
+    }
+    pending.erase(0, begin);
+    return false;
+}
+
+bool readMappings(int maps, const Budget& budget, const Predicate& matches) {
+    std::string pending;
+    char buffer[16384];
+    std::size_t total = 0;
+    while (total < budget.mapsBytes) {
+        const ssize_t count = read(maps, buffer, sizeof buffer);
+        if (count < 0) {
+            throwLost(errno);
+        }
+        if (count == 0) {
+            return false;
+        }
+        total += static_cast<std::size_t>(count);
+        pending.append(buffer, static_cast<std::size_t>(count));
+        if (takeLines(pending, matches)) {
+            return true;
+        }
+    }
+    throw ProcessLost{Reason::OverBudget};
+}
+
+} // namespace
+
+bool anyExecutableMapping(int maps, const Roots& roots, const Predicate& matches) {
+    const std::optional<bool> answer = roots.queryMappings ? queryMappings(maps, roots.budget, matches) : std::nullopt;
+    return answer ? *answer : readMappings(maps, roots.budget, matches);
+}
+
+} // namespace lister

@@ -1,0 +1,25 @@
+/// The search through the executable mappings of a process.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string_view>
+
+#include "roots.h"
+
+namespace lister {
+
+/// One executable mapping of a file: the kernel's name of it, " (deleted)" included, and which file it is.
+struct FileMapping {
+    std::string_view name;
+    std::uint32_t deviceMajor;
+    std::uint32_t deviceMinor;
+    std::uint64_t inode;
+};
+
+/// Whether `matches` holds for an executable mapping of a file, given an open PID/maps. Asks the kernel mapping by
+/// mapping where the roots want that and it can answer, else reads the text. Throws ProcessLost where the mappings
+/// cannot be read, or when the budget is spent before one matched.
+bool anyExecutableMapping(int maps, const Roots& roots, const std::function<bool(const FileMapping&)>& matches);
+
+} // namespace lister

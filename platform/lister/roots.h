@@ -1,0 +1,26 @@
+/// Where the lister looks, and what one process may cost it.
+#pragma once
+
+#include <cstddef>
+
+#include "cvpaths.h"
+
+namespace lister {
+
+/// What one process may cost: twice what the largest databases have (vm.max_map_count is 65,530 unless raised).
+struct Budget {
+    int mappings = 200'000;
+    int descriptors = 200'000;
+    std::size_t mapsBytes = 64U << 20U;
+};
+
+/// Where the lister looks, and how.
+struct Roots {
+    const char* proc = "/proc";
+    const char* install = product::kInstallRoot;
+    /// Ask the kernel for executable mappings (PROCMAP_QUERY, Linux 6.11) where it can answer; else read PID/maps.
+    bool queryMappings = true;
+    Budget budget = {};
+};
+
+} // namespace lister

@@ -1,0 +1,77 @@
+/// The verdict on a process, and the two ways in which it can fail to be reached.
+#pragma once
+
+#include <cerrno>
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace lister {
+
+/// Why a process got its category, or none.
+enum class Reason {
+    ProductExecutable,
+    ProductScript,
+    UnfitPath,
+    MapsProduct,
+    HoldsProduct,
+    DemotedPid1,
+    DemotedAncestor,
+    DemotedScope,
+    DemotedHostService,
+    DemotedUnexcludable,
+    OtherPidNamespace,
+    ForeignUserNamespace,
+    NotTheHostsFile,
+    CallersExecutable,
+    NoRelation,
+    Vanished,
+    Unreadable,
+    Unsettled,
+    OverBudget,
+};
+
+const char* reasonText(Reason reason);
+
+/// `category` 0: no record.
+struct Verdict {
+    int category = 0;
+    Reason reason = Reason::NoRelation;
+    std::string path;
+};
+
+/// Aborts the scan with an errno value: our own shortage must never hide a product process.
+struct ScanFailure {
+    int error;
+};
+
+/// Ends the judgement of one process: something that a rule needs cannot be read.
+struct ProcessLost {
+    Reason reason;
+};
+
+/// Throws ScanFailure where the caller has no descriptor or no memory left.
+void throwIfShort(int error);
+
+/// Whether something is there and was not given, by errno.
+bool isRefusal(int error);
+
+/// What became of something that could not be read, by errno: it is gone, or nothing is known of it.
+Reason lostReason(int error);
+
+/// Throws ProcessLost where what was asked for is there and was not given: a rule that took that for an answer would
+/// let a daemon of the product go unseen.
+void throwIfRefused(int error);
+
+/// Throws what an error means that leaves nothing to judge by: ScanFailure, or ProcessLost.
+[[noreturn]] void throwLost(int error);
+
+/// What a rule cannot do without; throws ProcessLost where it is missing, with errno set.
+template <class Value> Value required(std::optional<Value> value) {
+    if (!value) {
+        throwLost(errno);
+    }
+    return *std::move(value);
+}
+
+} // namespace lister

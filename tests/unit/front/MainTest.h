@@ -1,0 +1,40 @@
+/// The ground of the tests of main: the whole program in a child process.
+#pragma once
+
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Fixture.h"
+
+// The program's main, renamed by the build of this test.
+int cvstop_main(int argc, char** argv);
+
+class MainTest : public fakes::ProgramTest {
+  protected:
+    /// Runs the program with these words after its name. The journal ends with the number of records not freed.
+    static fakes::ChildResult run(const std::vector<std::string>& words, std::string_view input = "") {
+        return fakes::inChild(
+            [&] {
+                std::vector<std::string> all = words;
+                all.insert(all.begin(), "cvstop");
+                std::vector<char*> argv;
+                for (std::string& word : all) {
+                    argv.push_back(word.data());
+                }
+                argv.push_back(nullptr);
+                std::atexit([] { fakes::world().record("records " + std::to_string(fakes::liveRecords())); });
+                std::exit(cvstop_main(static_cast<int>(all.size()), argv.data()));
+            },
+            input);
+    }
+
+    /// Where an entry that begins so stands in the journal; its length when there is none.
+    static std::ptrdiff_t at(const fakes::ChildResult& result, const std::string& beginning) {
+        const auto found = std::find_if(result.journal.begin(), result.journal.end(),
+                                        [&](const std::string& entry) { return entry.rfind(beginning, 0) == 0; });
+        return found - result.journal.begin();
+    }
+};

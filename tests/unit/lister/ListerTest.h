@@ -1,0 +1,127 @@
+/// The ground of the lister's tests: children of the test, started from a made-up install root. They are only listed;
+/// each is ended by its parent, by pid.
+#pragma once
+
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "lister.h"
+#include "rules.h"
+
+namespace lister {
+
+namespace fs = std::filesystem;
+
+constexpr auto kAll = static_cast<Proc_categories>(CAT_CORVANE | CAT_THIRD_PARTY | CAT_OTHER_THIRD_PARTY);
+
+/// What a judge says, as the scan takes it: a rule that could not be answered gives its reason.
+template <class Judge> Verdict verdictOf(const Judge& judge) {
+    try {
+        return judge();
+    } catch (const ProcessLost& lost) {
+        return {0, lost.reason, ""};
+    }
+}
+
+/// A child that waits to be ended, running `path` with the arguments. It is running that by the time it exists.
+class Child {
+  public:
+    Child(
+        const fs::path& path, std::vector<std::string> arguments, const std::function<void()>& prepare = [] {}) {
+        int executed[2];
+        EXPECT_EQ(pipe2(executed, O_CLOEXEC), 0);
+        m_pid = fork();
+        if (m_pid == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            prepare();
+            std::vector<char*> argv;
+            for (std::string& argument : arguments) {
+                argv.push_back(argument.data());
+            }
+            argv.push_back(nullptr);
+            execv(path.c_str(), argv.data());
+            _exit(127);
+        }
+        close(executed[1]);
+        char byte = 0;
+        EXPECT_EQ(read(executed[0], &byte, 1), 0); // ends when exec has closed the other end
+        close(executed[0]);
+    }
+    ~Child() {
+        kill(m_pid, SIGKILL);
+        waitpid(m_pid, nullptr, 0);
+    }
+    Child(const Child&) = delete;
+    Child& operator=(const Child&) = delete;
+    [[nodiscard]] pid_t pid() const { return m_pid; }
+
+  private:
+    pid_t m_pid;
+};
+
+class Lister : public testing::Test {
+  protected:
+    Lister() {
+        std::string name = (fs::temp_directory_path() / "cvstop-lister-XXXXXX").string();
+        m_folder = mkdtemp(name.data());
+        m_root = (m_folder / "quarn").string();
+        fs::create_directories(m_root + "/bin");
+        m_roots.install = m_root.c_str();
+    }
+    ~Lister() override { fs::remove_all(m_folder); }
+
+    /// A copy of sleep(1) below the install root, or elsewhere.
+    fs::path install(const std::string& name) { return copySleep(m_root + "/bin/" + name); }
+    static fs::path copySleep(const fs::path& path) {
+        fs::copy_file("/bin/sleep", path);
+        return path;
+    }
+    static std::unique_ptr<Child> run(
+        const fs::path& path, const std::function<void()>& prepare = [] {}) {
+        return std::make_unique<Child>(path, std::vector<std::string>{path.filename().string(), "60"}, prepare);
+    }
+    fs::path writeScript(const std::string& name, const std::string& text) {
+        const fs::path path = m_root + "/bin/" + name;
+        std::ofstream(path) << text;
+        fs::permissions(path, fs::perms::owner_all | fs::perms::others_read);
+        return path;
+    }
+
+    /// The record of a process, if it is listed.
+    std::optional<CV_Process_s> find(pid_t pid, Proc_categories categories = kAll) {
+        CV_Process_s* list = nullptr;
+        EXPECT_EQ(listProcesses(m_roots, &list, categories, 0), 0);
+        std::optional<CV_Process_s> found;
+        while (list != nullptr) {
+            CV_Process_s* next = list->next;
+            if (list->pid == pid) {
+                found = *list;
+            }
+            std::free(list);
+            list = next;
+        }
+        return found;
+    }
+
+    fs::path m_folder;
+    std::string m_root;
+    Roots m_roots;
+};
+
+} // namespace lister

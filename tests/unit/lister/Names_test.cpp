@@ -1,0 +1,72 @@
+#include "names.h"
+
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace lister {
+namespace {
+
+using namespace std::string_literals;
+
+TEST(Below, EndsAtAComponent) {
+    EXPECT_TRUE(isBelow("/usr/quarn/x", "/usr/quarn"));
+    EXPECT_FALSE(isBelow("/usr/quarn2/x", "/usr/quarn"));
+    EXPECT_FALSE(isBelow("/usr/quarn", "/usr/quarn"));
+    EXPECT_FALSE(isBelow("/usr/quarn/", "/usr/quarn"));
+}
+
+TEST(FitPath, MayBecomePartOfACommandLine) {
+    EXPECT_TRUE(isFitPath("/usr/quarn/corvane/bin/halvd"));
+    EXPECT_TRUE(isFitPath("/usr/quarn/a.b_c-d+e@f:g,h%i/J9"));
+    EXPECT_TRUE(isFitPath("/usr/quarn/gr\xC3\xBC\xC3\x9F"
+                          "e"));
+    EXPECT_TRUE(isFitPath("/usr/quarn/\xC2\xA0"));
+    EXPECT_TRUE(isFitPath("/" + std::string(1022, 'x')));
+}
+
+TEST(FitPath, ShellCharactersControlsAndLengthMakeItUnfit) {
+    for (const char c : " ;$()`'\"\\|&<>*?[]{}!#~^=\n\t\r\x1b\x01\x7f"s) {
+        EXPECT_FALSE(isFitPath("/usr/quarn/a"s + c + "b")) << "character " << static_cast<int>(c);
+    }
+    EXPECT_FALSE(isFitPath("/usr/quarn/\xC2\x9B"s)) << "C1";
+    EXPECT_FALSE(isFitPath("/usr/quarn/\xC2\x80"s)) << "C1";
+    EXPECT_FALSE(isFitPath("/usr/quarn/\xFF"s)) << "no UTF-8";
+    EXPECT_FALSE(isFitPath("/usr/quarn/\xC3"s)) << "cut UTF-8";
+    EXPECT_FALSE(isFitPath("/usr/quarn/\xC0\xAF"s)) << "overlong";
+    EXPECT_FALSE(isFitPath("/" + std::string(1023, 'x')));
+}
+
+TEST(Controls, AreShownAsQuestionMarks) {
+    EXPECT_EQ(withoutControls("a\nb\x1b[2J\x7f"), "a?b?[2J?");
+    EXPECT_EQ(withoutControls("\xC2\x9B"
+                              "1m"),
+              "?1m");
+    EXPECT_EQ(withoutControls("\xFF\xFEx"), "??x");
+    EXPECT_EQ(withoutControls("gr\xC3\xBCn"), "gr\xC3\xBCn");
+    EXPECT_TRUE(hasControls("a\tb"));
+    EXPECT_FALSE(hasControls("a b;$(c)"));
+}
+
+TEST(Names, InterpretersWithTheirVersions) {
+    for (const char* name :
+         {"sh", "bash", "dash", "perl", "perl5.36.0", "python3.11", "python", "ruby3.1", "tclsh8.6"}) {
+        EXPECT_TRUE(isInterpreterName(name)) << name;
+    }
+    for (const char* name : {"", "3", "vi", "less", "halvd", "pythonic", "bashful"}) {
+        EXPECT_FALSE(isInterpreterName(name)) << name;
+    }
+}
+
+TEST(Names, ServicesOfTheHost) {
+    for (const char* name : {"systemd", "systemd-journald", "init", "dbus-daemon", "sshd", "sshd-session", "agetty",
+                             "cron", "rsyslogd", "polkitd", "containerd-shim-runc-v2"}) {
+        EXPECT_TRUE(isHostServiceName(name)) << name;
+    }
+    for (const char* name : {"", "sshd2", "initd", "postgres", "halvd"}) {
+        EXPECT_FALSE(isHostServiceName(name)) << name;
+    }
+}
+
+} // namespace
+} // namespace lister

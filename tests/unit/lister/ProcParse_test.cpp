@@ -1,0 +1,134 @@
+#include "procparse.h"
+
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace lister {
+namespace {
+
+using namespace std::string_literals;
+
+TEST(ParsePid, TakesWholeNumbersAlone) {
+    EXPECT_EQ(parsePid("1"), 1);
+    EXPECT_EQ(parsePid("4194304"), 4194304);
+    for (const char* name : {"", "0", "01", "1x", "x1", "-1", "+1", " 1", "self", "99999999999999999999"}) {
+        EXPECT_EQ(parsePid(name), std::nullopt) << name;
+    }
+}
+
+struct StatRow {
+    std::string text;
+    std::string comm;
+    char state;
+    pid_t parent;
+};
+
+class Stat : public testing::TestWithParam<StatRow> {};
+
+TEST_P(Stat, LastParenthesisEndsTheName) {
+    const std::optional<StatLine> stat = parseStat(GetParam().text);
+    ASSERT_TRUE(stat);
+    EXPECT_EQ(stat->comm, GetParam().comm);
+    EXPECT_EQ(stat->state, GetParam().state);
+    EXPECT_EQ(stat->parent, GetParam().parent);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Captured, Stat,
+    testing::Values(StatRow{"713 (dash) S 712 713 713 34816 713 4194304 114 0 0 0", "dash", 'S', 712},
+                    StatRow{"9 () R 1 9", "", 'R', 1}, StatRow{"9 (a b) Z 7 9", "a b", 'Z', 7},
+                    StatRow{"9 (x) S 1 (y) T 8 9", "x) S 1 (y", 'T', 8}, StatRow{"9 (a\nb) D 2 9\n", "a\nb", 'D', 2},
+                    StatRow{"9 (\x1b[2J) S 3 9", "\x1b[2J", 'S', 3}));
+
+TEST(Stat, HostileTextsGiveNothing) {
+    for (const char* text : {"", "9", "9 (x", "9 x) S 1", ")(", "9 (x)", "9 (x) S", "9 (x) SS 1", "9 (x) S one"}) {
+        EXPECT_FALSE(parseStat(text)) << text;
+    }
+}
+
+TEST(Maps, CapturedLines) {
+    const auto text = parseMapsLine("7f1216e67000-7f1216e8d000 r-xp 00026000 fe:00 131170    /usr/lib/libc.so.6");
+    ASSERT_TRUE(text);
+    EXPECT_TRUE(text->executable);
+    EXPECT_EQ(text->deviceMajor, 0xfeU);
+    EXPECT_EQ(text->deviceMinor, 0U);
+    EXPECT_EQ(text->inode, 131170U);
+    EXPECT_EQ(text->path, "/usr/lib/libc.so.6");
+    const auto data = parseMapsLine("7ffd-7ffe rw-p 00000000 00:00 0 ");
+    ASSERT_TRUE(data);
+    EXPECT_FALSE(data->executable);
+    EXPECT_EQ(data->path, "");
+    EXPECT_EQ(parseMapsLine("7ffd-7ffe r-xp 00000000 00:00 0    [vdso]")->path, "[vdso]");
+    EXPECT_EQ(parseMapsLine("1-2 r-xp 0 fe:00 5 /a b (deleted)")->path, "/a b (deleted)");
+}
+
+TEST(Maps, HostileLinesGiveNothing) {
+    for (const char* line :
+         {"", " ", "1-2", "1-2 r-xp", "1-2 r-xp 0 fe:00", "1-2 r-xp 0 fe:00 x /a", "1-2 rx 0 fe:00 5 /a",
+          "1-2 r-xp 0 fe 5 /a", "1-2 r-xp 0 :00 5 /a", "1-2 r-xp 0 xx:00 5 /a"}) {
+        EXPECT_FALSE(parseMapsLine(line)) << line;
+    }
+}
+
+TEST(MountInfo, CapturedLines) {
+    const auto mount = parseMountLine("36 35 98:0 /mnt1 /mnt/my\\040disk rw,noatime master:1 - ext3 /dev/root rw");
+    ASSERT_TRUE(mount);
+    EXPECT_EQ(mount->id, 36U);
+    EXPECT_EQ(mount->mountPoint, "/mnt/my disk");
+}
+
+TEST(MountInfo, HostileLinesGiveNothing) {
+    for (const char* line : {"", "x 35 98:0 / /", "36 35 98:0 /", "36 35 98:0 / relative", "36"}) {
+        EXPECT_FALSE(parseMountLine(line)) << line;
+    }
+}
+
+TEST(OctalEscapes, AreUndoneAndOthersKept) {
+    EXPECT_EQ(unescapeOctal("a\\040b\\012c\\134d"), "a b\nc\\d");
+    EXPECT_EQ(unescapeOctal("a\\04"), "a\\04");
+    EXPECT_EQ(unescapeOctal("a\\9zz\\"), "a\\9zz\\");
+    for (const char* text : {"a\\8zzz", "a\\/zzz", "a\\08zz", "a\\0/zz", "a\\048z", "a\\04/z", "a\\04z\\040"}) {
+        const std::string_view whole = text;
+        EXPECT_EQ(unescapeOctal(whole.substr(0, 6)), whole.substr(0, 6));
+    }
+}
+
+TEST(Shebangs, InterpreterAndArgument) {
+    EXPECT_EQ(parseShebang("#!/bin/sh\necho")->interpreter, "/bin/sh");
+    EXPECT_EQ(parseShebang("#! /usr/bin/env python3\n")->argument, "python3");
+    EXPECT_EQ(parseShebang("#!/bin/sh")->interpreter, "/bin/sh");
+    EXPECT_EQ(parseShebang("#!")->interpreter, "");
+    EXPECT_EQ(parseShebang("#!\n/bin/sh")->interpreter, "");
+    EXPECT_FALSE(parseShebang("#"));
+    EXPECT_FALSE(parseShebang(""));
+    EXPECT_FALSE(parseShebang("\x7f"
+                              "ELF"));
+}
+
+TEST(ScriptArgument, IsTheFirstThatIsNoOption) {
+    EXPECT_EQ(scriptArgument("sh\0/opt/x\0/opt/y\0"s), "/opt/x");
+    EXPECT_EQ(scriptArgument("perl\0-w\0-T\0/opt/x"s), "/opt/x");
+    EXPECT_EQ(scriptArgument("sh\0x\0/opt/y\0"s), std::nullopt);
+    EXPECT_EQ(scriptArgument("sh\0-c\0/opt/x\0"s), std::nullopt);
+    EXPECT_EQ(scriptArgument("sh\0"s), std::nullopt);
+    EXPECT_EQ(scriptArgument(""), std::nullopt);
+    EXPECT_EQ(scriptArgument("\0\0\0"s), std::nullopt);
+}
+
+TEST(EffectiveUid, IsTheSecondNumber) {
+    EXPECT_EQ(parseEffectiveUid("Name:\tx\nUid:\t1000\t0\t0\t0\nGid:\t5\n"), 0U);
+    EXPECT_EQ(parseEffectiveUid("Name:\tUid: 0 0\nUid:\t7\t8\t8\t8\n"), 8U);
+    EXPECT_EQ(parseEffectiveUid("Uid:\t7\n"), std::nullopt);
+    EXPECT_EQ(parseEffectiveUid(""), std::nullopt);
+}
+
+TEST(DeletedSuffix, IsTakenOffTheEndAlone) {
+    EXPECT_EQ(withoutDeleted("/a/b (deleted)"), "/a/b");
+    EXPECT_EQ(withoutDeleted("/a (deleted)/b"), std::nullopt);
+    EXPECT_EQ(withoutDeleted("/a/b(deleted)"), std::nullopt);
+}
+
+} // namespace
+} // namespace lister

@@ -1,0 +1,158 @@
+#include <utility>
+
+#include "MadeUpProcess.h"
+
+namespace lister {
+namespace {
+
+class ScriptRule : public MadeUpProcess {};
+class LiveScript : public Lister {};
+
+TEST_F(ScriptRule, ScriptOfTheProduct) {
+    const fs::path script = makeScript("77", "#!/bin/sh");
+    const Verdict verdict = judge("77", judgeScript);
+    EXPECT_EQ(verdict.reason, Reason::ProductScript);
+    EXPECT_EQ(verdict.path, script.string());
+}
+
+TEST_F(ScriptRule, ArgumentsBeyondWhatIsReadDoNotMatter) {
+    const fs::path script = makeScript("77", "#!/bin/sh");
+    write("77", "cmdline", std::string("sh\0", 3) + script.string() + '\0' + std::string(100'000, 'x'));
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::ProductScript);
+}
+
+TEST_F(ScriptRule, InterpreterThatRunsNothingOfTheProductIsNoRelation) {
+    make("77", fs::canonical("/bin/sh"));
+    for (const std::string& arguments : {std::string(), std::string("sh\0", 3), std::string("sh\0-c\0true\0", 11),
+                                         std::string("sh\0/nonexistent\0", 16), std::string("sh\0/bin/sh\0", 11)}) {
+        write("77", "cmdline", arguments);
+        EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation) << arguments;
+    }
+}
+
+TEST_F(ScriptRule, ScriptOfAnotherInterpreterIsNoRelation) {
+    for (const char* line :
+         {"#!/nonexistent/sh", "#!/usr/bin/env", "#!/usr/bin/env nonesuch", "#!/bin/cat", "text", ""}) {
+        makeScript("77", line);
+        EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation) << line;
+    }
+    makeScript("77", "#!/usr/bin/env sh");
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::ProductScript);
+}
+
+TEST_F(ScriptRule, KernelsNameOfTheProcessMakesItAScript) {
+    makeScript("77", "no line of an interpreter");
+    write("77", "stat", "77 (worker) S 1 77 77 0 -1\n");
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::ProductScript);
+    write("77", "stat", "77 (worke) S 1 77 77 0 -1\n");
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
+    write("77", "stat", "no stat");
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
+}
+
+TEST_F(ScriptRule, OnlyRootOrTheOwnerRunsAScriptOfTheProduct) {
+    const fs::path script = makeScript("77", "#!/bin/sh");
+    const std::string owner = std::to_string(statusOf(AT_FDCWD, script.c_str())->owner);
+    for (const auto& [status, reason] : {std::pair("Name:\tx\nUid:\t1\t0\t1\t1\n", Reason::ProductScript),
+                                         std::pair("Name:\tx\nUid:\t0\t4242\t0\t0\n", Reason::NoRelation),
+                                         std::pair("Name:\tno user\n", Reason::NoRelation)}) {
+        write("77", "status", status);
+        EXPECT_EQ(judge("77", judgeScript).reason, reason) << status;
+    }
+    write("77", "status", "Name:\tx\nUid:\t0\t" + owner + "\t0\t0\n");
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::ProductScript);
+    if (geteuid() == 0) {
+        ASSERT_EQ(chown(script.c_str(), 4242, 0), 0);
+        write("77", "status", "Name:\tx\nUid:\t0\t4242\t0\t0\n");
+        EXPECT_EQ(judge("77", judgeScript).reason, Reason::ProductScript);
+        write("77", "status", "Name:\tx\nUid:\t0\t4243\t0\t0\n");
+        EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
+    }
+}
+
+TEST_F(ScriptRule, InterpreterThatAnybodyCouldHaveMadeIsNotTrusted) {
+    makeScript("77", "#!/bin/sh");
+    const fs::path copy = m_folder / "sh";
+    fs::copy_file(fs::canonical("/bin/sh"), copy);
+    write("77", "stat", "77 (worker) S 1 77 77 0 -1\n");
+    link("77", "exe", copy);
+    const Reason asRoot = geteuid() == 0 ? Reason::ProductScript : Reason::NoRelation;
+    EXPECT_EQ(judge("77", judgeScript).reason, asRoot);
+    for (const fs::perms writable : {fs::perms::group_write, fs::perms::others_write}) {
+        fs::permissions(copy, fs::perms::owner_all | writable);
+        EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
+    }
+    fs::permissions(copy, fs::perms::owner_all);
+    if (geteuid() == 0) {
+        ASSERT_EQ(chown(copy.c_str(), 4242, 0), 0);
+        EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
+        ASSERT_EQ(chown(copy.c_str(), 0, 0), 0);
+    }
+    fs::rename(copy, m_root + "/bin/sh");
+    link("77", "exe", m_root + "/bin/sh");
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation)
+        << "the product's own shell is a program of the product";
+    link("77", "exe", "/bin/sleep");
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
+}
+
+TEST_F(ScriptRule, AncestorIsNoScriptOfTheProduct) {
+    makeScript("77", "#!/bin/sh");
+    EXPECT_EQ(judge("77", judgeScript, getppid()).reason, Reason::NoRelation);
+}
+
+TEST_F(ScriptRule, ScriptOfAnotherPidNamespaceIsOutOfScope) {
+    makeScript("77", "#!/bin/sh");
+    link("77", "ns/pid", "pid:[1]");
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::OtherPidNamespace);
+}
+
+TEST_F(ScriptRule, ScriptOfAnUnfitPathIsOnlyListed) {
+    const fs::path script = writeScript("wor ker", "#!/bin/sh\n");
+    make("77", fs::canonical("/bin/sh"));
+    write("77", "cmdline", std::string("sh\0", 3) + script.string() + '\0');
+    const Verdict verdict = judge("77", judgeScript);
+    EXPECT_EQ(verdict.reason, Reason::UnfitPath);
+    EXPECT_EQ(verdict.category, CAT_OTHER_THIRD_PARTY);
+}
+
+TEST_F(ScriptRule, InterpreterThatIsGoneHasVanished) {
+    make("77", "/nonexistent/sh");
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::Vanished);
+}
+
+TEST_F(ScriptRule, FolderOrSocketInAScriptsPlaceIsNone) {
+    fs::create_directories(m_root + "/bin/folder");
+    make("77", fs::canonical("/bin/sh"));
+    write("77", "cmdline", std::string("sh\0", 3) + m_root + "/bin/folder" + '\0');
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
+}
+
+TEST_F(LiveScript, ScriptThatNamesItsInterpreterIsTheProduct) {
+    const fs::path script = writeScript("worker", "#!/bin/sh\nkill -STOP $$\n");
+    const Child child(script, {"worker"});
+    const auto record = find(child.pid());
+    ASSERT_TRUE(record);
+    EXPECT_EQ(record->category, CAT_CORVANE);
+    EXPECT_EQ(record->path, script.string());
+    EXPECT_STREQ(record->name, "worker");
+}
+
+TEST_F(LiveScript, ProductFileGivenToAPagerOrToAShellAsDataIsNoScript) {
+    const fs::path data = writeScript("data", "no script at all\n");
+    const Child pager("/usr/bin/tail", {"tail", "-f", data.string()});
+    EXPECT_FALSE(find(pager.pid(), CAT_CORVANE));
+    const Child shell("/bin/sh", {"sh", "-c", "kill -STOP $$", data.string()});
+    EXPECT_FALSE(find(shell.pid(), CAT_CORVANE));
+}
+
+TEST_F(LiveScript, ScriptOutsideTheRootIsNotTheProduct) {
+    const fs::path script = m_folder / "worker";
+    std::ofstream(script) << "#!/bin/sh\nkill -STOP $$\n";
+    fs::permissions(script, fs::perms::owner_all);
+    const Child child(script, {"worker"});
+    EXPECT_FALSE(find(child.pid(), CAT_CORVANE));
+}
+
+} // namespace
+} // namespace lister

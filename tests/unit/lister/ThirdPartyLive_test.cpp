@@ -1,0 +1,85 @@
+#include "LiveMapper.h"
+
+namespace lister {
+namespace {
+
+class ThirdParty : public LiveMapper {};
+
+INSTANTIATE_TEST_SUITE_P(Mappings, ThirdParty, testing::Values(true, false),
+                         [](const auto& parameter) { return parameter.param ? "Queried" : "ReadFromMaps"; });
+
+TEST_P(ThirdParty, WhoWorksInTheTreeIsOnlyListed) {
+    const auto child = run(copySleep(m_folder / "editor"), [this] { EXPECT_EQ(chdir(m_root.c_str()), 0); });
+    const auto record = find(child->pid());
+    ASSERT_TRUE(record);
+    EXPECT_EQ(record->category, CAT_OTHER_THIRD_PARTY);
+    EXPECT_STREQ(record->name, "editor");
+    EXPECT_FALSE(find(child->pid(), CAT_CORVANE)) << "not looked for unless asked";
+}
+
+TEST_P(ThirdParty, WhoHoldsAFileOfTheTreeIsOnlyListed) {
+    const fs::path file = install("halvd");
+    const auto child = run(copySleep(m_folder / "reader"), [&] { open(file.c_str(), O_RDONLY); });
+    ASSERT_TRUE(find(child->pid()));
+    EXPECT_EQ(find(child->pid())->category, CAT_OTHER_THIRD_PARTY);
+}
+
+TEST_P(ThirdParty, WhoHasNothingToDoWithTheProductIsNotListed) {
+    const auto child = run(copySleep(m_folder / "stranger"));
+    EXPECT_FALSE(find(child->pid()));
+}
+
+/// A hostile process may have as much as it likes, in front of what it holds.
+TEST_P(ThirdParty, WhoGoesOverTheBudgetWithoutAReasonIsPassedOver) {
+    const fs::path file = install("halvd");
+    const auto child = run(copySleep(m_folder / "reader"), [&] { open(file.c_str(), O_RDONLY); });
+    EXPECT_EQ(judgeHolder(child->pid()).reason, Reason::HoldsProduct);
+    m_roots.budget.descriptors = 3; // ".", ".." and "0" come first
+    EXPECT_EQ(judgeHolder(child->pid()).reason, Reason::OverBudget);
+    EXPECT_FALSE(find(child->pid()));
+    m_roots.budget = {.mappings = 1, .descriptors = 100, .mapsBytes = 64};
+    EXPECT_EQ(judgeHolder(child->pid()).reason, Reason::OverBudget);
+}
+
+TEST_P(ThirdParty, ReasonThatIsFoundWithinTheBudgetCounts) {
+    const auto child = runMapper("mapper");
+    m_roots.budget.descriptors = 0;
+    EXPECT_EQ(judgeHolder(child->pid()).reason, Reason::MapsProduct);
+}
+
+TEST_P(ThirdParty, WhoRunsTheProductsCodeInsideMayBeTerminated) {
+    const auto child = runMapper("mapper");
+    const auto record = find(child->pid());
+    ASSERT_TRUE(record);
+    EXPECT_EQ(record->category, CAT_THIRD_PARTY);
+    EXPECT_EQ(record->path, (m_folder / "mapper").string());
+}
+
+TEST_P(ThirdParty, WhomNoExcludeListCouldNameIsOnlyListed) {
+    const auto child = runMapper("mapper");
+    fs::remove(m_folder / "mapper");
+    ASSERT_TRUE(find(child->pid()));
+    EXPECT_EQ(find(child->pid())->category, CAT_OTHER_THIRD_PARTY);
+    copySleep(m_folder / "mapper");
+    EXPECT_EQ(find(child->pid())->category, CAT_THIRD_PARTY) << "its replacement can be named";
+    EXPECT_EQ(find(child->pid())->path, (m_folder / "mapper").string());
+}
+
+TEST_P(ThirdParty, ControlCharactersInItsPathOnlyListIt) {
+    const auto child = runMapper("a\tb");
+    ASSERT_TRUE(find(child->pid()));
+    EXPECT_EQ(find(child->pid())->category, CAT_OTHER_THIRD_PARTY);
+    EXPECT_STREQ(find(child->pid())->name, "a?b");
+}
+
+TEST_P(ThirdParty, HostServiceIsOnlyListedAlsoWhenItWasUpgraded) {
+    const auto child = runMapper("sshd");
+    ASSERT_TRUE(find(child->pid()));
+    EXPECT_EQ(find(child->pid())->category, CAT_OTHER_THIRD_PARTY);
+    fs::remove(m_folder / "sshd");
+    copySleep(m_folder / "sshd");
+    EXPECT_EQ(find(child->pid())->category, CAT_OTHER_THIRD_PARTY);
+}
+
+} // namespace
+} // namespace lister
