@@ -60,6 +60,20 @@ std::optional<StatLine> parseStat(std::string_view text) {
     return StatLine{text.substr(open + 1, close - open - 1), state[0], *parent};
 }
 
+std::optional<std::uint64_t> parseArgumentsEnd(std::string_view stat) {
+    constexpr int kFieldBehindName = 3;
+    constexpr int kArgumentsEnd = 49;
+    const std::size_t close = stat.rfind(')');
+    if (close == std::string_view::npos) {
+        return std::nullopt;
+    }
+    stat.remove_prefix(close + 1);
+    for (int field = kFieldBehindName; field < kArgumentsEnd; ++field) {
+        takeWord(stat);
+    }
+    return parseWhole<std::uint64_t>(takeWord(stat));
+}
+
 std::optional<MapsLine> parseMapsLine(std::string_view line) {
     takeWord(line); // addresses
     const std::string_view permissions = takeWord(line);

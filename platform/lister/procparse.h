@@ -23,6 +23,10 @@ struct StatLine {
 /// Reads "PID (COMM) STATE PPID ...". COMM may itself hold blanks, newlines and parentheses: the last ')' ends it.
 std::optional<StatLine> parseStat(std::string_view text);
 
+/// The address behind the arguments of a process, from PID/stat (field 49 of proc_pid_stat(5), Linux 3.5): 0 before the
+/// kernel has laid them, and never afterwards, even where the process made them empty (prctl(2), PR_SET_MM_MAP).
+std::optional<std::uint64_t> parseArgumentsEnd(std::string_view stat);
+
 /// One line of PID/maps.
 struct MapsLine {
     bool executable;

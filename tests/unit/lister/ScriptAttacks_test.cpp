@@ -38,8 +38,13 @@ class ScriptAttack : public Lister {
         close(output[1]);
         return child;
     }
-    std::unique_ptr<Child> runStopped(const fs::path& path, std::vector<std::string> arguments) {
-        auto child = std::make_unique<Child>(path, std::move(arguments));
+    std::unique_ptr<Child> runStopped(const fs::path& path, std::vector<std::string> arguments,
+                                      const fs::path& folder = "/", uid_t user = geteuid()) {
+        auto child = std::make_unique<Child>(path, std::move(arguments), [&] {
+            EXPECT_EQ(chdir(folder.c_str()), 0);
+            EXPECT_EQ(setresgid(user, user, user), 0);
+            EXPECT_EQ(setresuid(user, user, user), 0);
+        });
         int status = 0;
         EXPECT_EQ(waitpid(child->pid(), &status, WUNTRACED), child->pid());
         EXPECT_TRUE(WIFSTOPPED(status));
@@ -48,10 +53,30 @@ class ScriptAttack : public Lister {
     static constexpr char kStop[] = "kill -STOP $$\n";
 };
 
-TEST_F(ScriptAttack, RelativeScriptIsNotKnownByItsArgument) {
+TEST_F(ScriptAttack, RelativeScriptIsOneOfTheWorkingDirectory) {
     const fs::path script = writeScript("worker", std::string("#!/bin/sh\n") + kStop);
-    const auto child = std::make_unique<Child>("/bin/sh", std::vector<std::string>{"sh", "worker"},
-                                               [&] { EXPECT_EQ(chdir(script.parent_path().c_str()), 0); });
+    const auto child = runStopped("/bin/sh", {"sh", "worker"}, script.parent_path());
+    ASSERT_TRUE(find(child->pid(), CAT_CORVANE));
+    EXPECT_EQ(find(child->pid())->path, script.string());
+    const auto above = runStopped("/bin/sh", {"sh", "bin/../bin/worker"}, m_root);
+    ASSERT_TRUE(find(above->pid(), CAT_CORVANE));
+    EXPECT_EQ(find(above->pid())->path, script.string());
+}
+
+/// Any user may work in the tree and name a script there.
+TEST_F(ScriptAttack, RelativeScriptOfAnOrdinaryUserIsNotTheProduct) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can become an ordinary user";
+    }
+    writeScript("worker", std::string("#!/bin/sh\n") + kStop);
+    const auto child = runStopped("/bin/sh", {"sh", "worker"}, m_root + "/bin", kNobody);
+    EXPECT_FALSE(find(child->pid(), CAT_CORVANE));
+}
+
+TEST_F(ScriptAttack, RelativeScriptOfAnotherFolderIsNotTheProduct) {
+    writeScript("worker", "#!/bin/sh\n");
+    std::ofstream(m_folder / "worker") << "#!/bin/sh\n" << kStop;
+    const auto child = runStopped("/bin/sh", {"sh", "worker"}, m_folder);
     EXPECT_FALSE(find(child->pid(), CAT_CORVANE));
 }
 
