@@ -87,6 +87,7 @@ std::string withoutFolder(const std::string& command) {
     return slash == std::string::npos ? command : command.substr(slash + 1);
 }
 
+/// A format; a wait of so many looks takes a second less.
 constexpr char kDocumentHead[] = R"(# The shutdown table
 
 What `cvstop -k` sends to which process, in this order. This page is generated from the program's own table by the build target
@@ -100,10 +101,10 @@ What `cvstop -k` sends to which process, in this order. This page is generated f
   end with it. The sweep after the table stops those that do not.
 - *nothing*: the process is only marked, and waited for at the end; another row's command ends it, or the end of its parent
   does. The rows `du-dun` and `saveZeldParams` are commands that do nothing on a client.
-- A row that waits checks once a second, up to 30 times after its process was stopped, and up to 30 times after the row.
+- A row that waits checks once a second, up to %d times after its process was stopped, and up to %d times after the row.
 
 After the table, product processes that no row stopped get SIGINT, SIGTERM and SIGQUIT, a second apart. Then `cvstop` waits for
-all of them, up to 29 seconds. Those that are still running are listed, whatever is still alive gets SIGKILL, and the wait starts
+all of them, up to %d seconds. Those that are still running are listed, whatever is still alive gets SIGKILL, and the wait starts
 again.
 
 | # | process | part | service | what is sent | to which | waits |
@@ -111,7 +112,7 @@ again.
 )";
 
 void printDocument() {
-    std::fputs(kDocumentHead, stdout);
+    std::printf(kDocumentHead, Args.waitTime, Args.waitTime, Args.waitTime - 1);
     int number = 0;
     for (const killDef& row : KillDefines) {
         const Told told = carryOut(row);

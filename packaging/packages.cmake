@@ -1,7 +1,7 @@
 # The .deb and the .rpm, from one description.
 set(CPACK_PACKAGE_NAME cvstop)
 set(CPACK_PACKAGE_VENDOR "cvstop maintainers")
-set(CPACK_PACKAGE_CONTACT "cvstop maintainers <cvstop@example.invalid>")
+set(CPACK_PACKAGE_CONTACT "${maintainer}")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "shuts down the Corvane backup software on a client host")
 set(CPACK_PACKAGE_DESCRIPTION
 "cvstop stops every running process of the product, in a deliberate order:
@@ -39,10 +39,10 @@ set(CPACK_RPM_PACKAGE_GROUP "System Environment/Base")
 set(CPACK_RPM_PACKAGE_AUTOREQ ON)
 set(CPACK_RPM_PACKAGE_REQUIRES logrotate)
 set(CPACK_RPM_SPEC_MORE_DEFINE "%define packager ${CPACK_PACKAGE_CONTACT}")
-set(CPACK_RPM_CHANGELOG_FILE ${CMAKE_CURRENT_LIST_DIR}/rpm/changelog)
+set(CPACK_RPM_CHANGELOG_FILE ${CMAKE_CURRENT_BINARY_DIR}/rpm-changelog)
 set(CPACK_RPM_USER_FILELIST "%config(noreplace) /etc/logrotate.d/cvstop" "%doc /usr/share/doc/cvstop/copyright"
     "%doc /usr/share/doc/cvstop/CHANGELOG.md" "%doc /usr/share/doc/cvstop/shutdown-plan.md")
-foreach(language IN ITEMS de es fr ja zh_CN)
+foreach(language IN LISTS CVSTOP_LANGUAGES)
   list(APPEND CPACK_RPM_USER_FILELIST
        "%lang(${language}) ${CPACK_PACKAGING_INSTALL_PREFIX}/locale/${language}/LC_MESSAGES/cvstop.mo")
 endforeach()

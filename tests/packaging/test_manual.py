@@ -152,6 +152,7 @@ def test_readmes_files_are_those_of_the_code():
 
 def test_languages_are_those_that_are_shipped():
     """A catalog names its own language."""
+    assert {path.stem for path in (REPO / "po").glob("*.po")} == set((REPO / "po/LINGUAS").read_text().split())
     names = {re.search(r"^\"Language-Team: (.*)\\n\"$", path.read_text(), re.M)[1] for path in (REPO / "po").glob("*.po")}
     told = re.search(r"The translations: (.*), as ", section("FILES"))[1]
     assert set(re.split(", | and ", told)) == names

@@ -3,13 +3,14 @@ damaged or somebody else's, which must cost no more than their language."""
 import gettext
 import re
 import struct
+from locale import normalize
 
 import pytest
 
 from box import BIN, BUILD, REPO, until_ended
 
 CATALOGS = BUILD / "locale"
-LANGUAGES = {"de": "de_DE.UTF-8", "fr": "fr_FR.UTF-8", "es": "es_ES.UTF-8", "ja": "ja_JP.UTF-8", "zh_CN": "zh_CN.UTF-8"}
+LANGUAGES = {name: normalize(f"{name}.UTF-8") for name in (REPO / "po/LINGUAS").read_text().split()}
 FLEET = (f"{BIN}/momuhe ignore=all\n{BIN}/halvd\n{BIN}/strayd\n"
          "/opt/other/mapper map=/usr/quarn/corvane/lib/libsampled.so\n/opt/other/editor cwd=/usr/quarn/corvane/bin\n")
 
