@@ -17,7 +17,8 @@ LOG = "/usr/quarn/corvane/logs/cvstop/cvstop.log"
 START = "/opt/starter/start --start /usr/quarn/sandbox/fleet\n"
 FLEET = f"{BIN}/halvd\n{BIN}/momuhe count=2\n"
 RUNNING = f"readlink /proc/[0-9]*/exe | grep -c '^{BIN}/[hm]' || true\n"
-USAGE = "Usage:\n {0} [ -k | -kill [ -3 | -third_party ] [ -q | -quiet ] ]\n {0} -l | -list [ -3 | -third_party ]\n {0} -h | -help\n"
+USAGE = ("Usage:\n {0} [ -k | -kill [ -3 | -third_party ] [ -q | -quiet ] ]\n"
+         " {0} -l | -list [ -3 | -third_party ]\n {0} -h | -help\n")
 
 
 def files_of_deb(deb):
@@ -51,7 +52,8 @@ def test_libc_is_all_that_it_needs(deb, tmp_path):
     depends = subprocess.run(["dpkg-deb", "-f", deb, "Depends"], capture_output=True, text=True, check=True).stdout
     version = re.fullmatch(r"libc6 \(>= ([\d.]+)\)\n", depends)
     subprocess.run(["dpkg-deb", "-x", deb, tmp_path], check=True)
-    symbols = subprocess.run(["objdump", "-T", tmp_path / f"{BIN}/cvstop".lstrip("/")], capture_output=True, text=True, check=True)
+    program = tmp_path / f"{BIN}/cvstop".lstrip("/")
+    symbols = subprocess.run(["objdump", "-T", program], capture_output=True, text=True, check=True)
     needed = {tuple(map(int, found.split("."))) for found in re.findall(r"GLIBC_([\d.]+)", symbols.stdout)}
     assert version and tuple(map(int, version[1].split("."))) == max(needed)
 

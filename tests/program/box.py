@@ -49,8 +49,6 @@ done >/usr/quarn/sandbox/left
 """
 
 
-
-
 def until_ended(path):
     """Shell text that goes on when nobody runs the file any more: who was sent SIGKILL, and is not waited for, may live on for
     a moment."""

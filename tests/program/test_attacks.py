@@ -174,7 +174,7 @@ def test_giants_beside_a_stuck_file_server_do_not_hold_up_a_listing(host):
               + "server=$!; grep -q mounted /tmp/mounted || { cp /tmp/mounted /usr/quarn/sandbox/unmountable; exit 0; }\n"
               + background("(exec /tmp/stuck/program --serve 1 life=600) >/dev/null", runs("/tmp/stuck/program"))
               + background(f"(LD_PRELOAD={LIBRARY} exec /tmp/stuck/program --serve 1 life=600) >/dev/null",
-                           f"grep -q 'r-xp.*libsampled' /proc/$!/maps 2>/dev/null")
+                           "grep -q 'r-xp.*libsampled' /proc/$!/maps 2>/dev/null")
               + background(f"(cd /tmp/stuck; exec {SLEEP} 600)", runs(SLEEP))
               + background("/usr/bin/python3 /opt/giant.py", "test -e /opt/giant1")
               + background(f"/usr/bin/python3 /opt/giant.py {LIBRARY}", "test -e /opt/giant2")

@@ -76,7 +76,8 @@ def test_shutdowns_stop_the_product_and_nobody_else(churning, disturbance):
 
 def test_shutdowns_two_at_once(churning):
     for _ in range(SHUTDOWNS):
-        result = churning.run(command=f"sh -c '{CVSTOP} -k -q & first=$!; {CVSTOP} -k -q; second=$?; wait $first; echo $? $second'")
+        result = churning.run(command=(
+            f"sh -c '{CVSTOP} -k -q & first=$!; {CVSTOP} -k -q; second=$?; wait $first; echo $? $second'"))
         # The later of two runs may find nothing left.
         assert result.stdout in ("1 1\n", "1 0\n", "0 1\n")
         check_shutdown(result)

@@ -1,7 +1,7 @@
 """Which processes of a whole host are the product's: containers, services, ordinary users and other impostors."""
 import pytest
 
-from box import BIN, Host
+from box import BIN
 
 SLEEP = "/usr/bin/sleep"
 
@@ -102,7 +102,8 @@ def test_mount_below_the_tree_that_was_detached_takes_its_path_along(listing):
 
 def test_chroot_into_the_tree_is_not_the_hosts_path(listing):
     result = listing(f"mkdir -p /tmp/jail{BIN} /tmp/jail/lib64 /tmp/jail/lib && "
-                     "cp -L /lib64/ld-linux-x86-64.so.2 /tmp/jail/lib64/ && cp -L /lib/x86_64-linux-gnu/libc.so.6 /tmp/jail/lib/ && "
+                     "cp -L /lib64/ld-linux-x86-64.so.2 /tmp/jail/lib64/ && "
+                     "cp -L /lib/x86_64-linux-gnu/libc.so.6 /tmp/jail/lib/ && "
                      f"cp {SLEEP} /tmp/jail{BIN}/halvd\n"
                      + start(f"env LD_LIBRARY_PATH=/lib chroot /tmp/jail {BIN}/halvd 31337"))
     assert listed(result) == []
