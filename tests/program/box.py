@@ -17,6 +17,11 @@ BIN = "/usr/quarn/corvane/bin"
 CVSTOP = f"{BIN}/cvstop"
 CANNOT_BOX = 125
 
+# How the output of a shutdown begins, and how it ends: nothing was left for SIGKILL, or nothing is left after it.
+GATHERING = "Gathering process information.\n"
+ALL_SPECIFIED = "All Corvane specified processes terminated normally.\n"
+ALL = "All processes terminated normally.\n"
+
 
 def _load_make_tree():
     loader = importlib.machinery.SourceFileLoader("make_tree", str(REPO / "sandbox" / "make-tree"))
@@ -164,6 +169,15 @@ class Host:
             time, pid, level, function, text = match.groups()
             records.append(Record(time, int(pid), level, function, text))
         return records
+
+
+def assert_ends(text, end):
+    """A long text is shown by its end, which is what was compared."""
+    assert text.endswith(end), f"wanted at the end: {end!r}, but the end is: {text[-len(end) - 200:]!r}"
+
+
+def initiating(count):
+    return f"Initiating Orderly shutdown, {count} processes active\n"
 
 
 def seconds(record):

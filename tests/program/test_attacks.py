@@ -6,7 +6,7 @@ import re
 
 import pytest
 
-from box import BIN, BUILD, CVSTOP, until_ended
+from box import BIN, BUILD, CVSTOP, assert_ends, until_ended
 
 HERE = pathlib.Path(__file__).parent
 SLEEP = "/usr/bin/sleep"
@@ -127,7 +127,9 @@ def test_ancestor_that_runs_the_products_code_is_spared(host):
     here = host(f"{BIN}/momuhe\n")
     shell = f"env LD_PRELOAD={LIBRARY} sh -c "
     assert rows(here.run(command=f"{shell} '{CVSTOP} -l -3; :'").stdout)[os.path.realpath("/bin/sh")] == "Third Party"
-    assert here.run(command=f"{shell} '{CVSTOP} -k -3; echo survived'").stdout.endswith("survived\n")
+    result = here.run(command=f"{shell} '{CVSTOP} -k -3; echo survived'")
+    assert_ends(result.stdout, "survived\n")
+    assert not result.is_alive("momuhe")
 
 
 def test_mapper_in_a_pid_namespace_of_its_own_is_spared(host):

@@ -9,7 +9,7 @@ import uuid
 import pytest
 
 import box
-from box import BIN, REPO
+from box import ALL_SPECIFIED, BIN, GATHERING, REPO, initiating
 
 PROGRAM = str(REPO / "sandbox/box")
 VOLMGR = "/usr/quarn/volmgr/bin"
@@ -319,9 +319,7 @@ def test_script_is_run_by_its_interpreter_and_obeys(host):
 def test_script_is_listed_and_stopped_by_its_own_path(host):
     result = host(f"{BIN}/halvd script=yes\n{BIN}/momuhe script=yes\n").run("-k")
     assert result.stdout == (
-        "Gathering process information.\nInitiating Orderly shutdown, 2 processes active\n"
-        f"Signaling process {BIN}/momuhe\nRequesting termination of {BIN}/halvd.\n"
-        "All Corvane specified processes terminated normally.\n")
+        GATHERING + initiating(2) + f"Signaling process {BIN}/momuhe\nRequesting termination of {BIN}/halvd.\n" + ALL_SPECIFIED)
     assert result.signals_of("momuhe") == ["SIGTERM"]
     assert result.ends == {result.pid("momuhe"): "signal", result.pid("halvd"): "asked"}
 
@@ -351,13 +349,14 @@ def names(lines):
 
 
 def test_whole_table_fleet_has_each_process_row_once_in_order():
-    assert names(fleet("whole-table")) == list(table_rows())
+    assert names(fleet("whole-table")) == list(table_rows()), "a new row's process goes into sandbox/fleets/whole-table.fleet"
 
 
 def test_demo_fleet_is_a_busy_host():
     lines, rows = fleet("demo"), table_rows()
     known = [name for name in names(lines) if name in rows]
-    assert len(set(known)) == len(known) >= 45
+    assert len(set(known)) == len(known), "a row's process stands twice in sandbox/fleets/demo.fleet"
+    assert len(known) > len(rows) / 2, "sandbox/fleets/demo.fleet is to have most processes of the table"
     assert {rows[name] for name in known} == set(rows.values())
     words = " ".join(word for line in lines for word in line[1:])
     for wanted in ("count=3", "ignore=all", "stop=4", "life=", "map=", "cwd="):

@@ -6,7 +6,7 @@ import struct
 
 import pytest
 
-from box import BIN, BUILD, REPO, until_ended
+from box import ALL_SPECIFIED, BIN, BUILD, GATHERING, REPO, initiating, until_ended
 
 CATALOGS = BUILD / "locale"
 LANGUAGES = {"de": "de_DE.UTF-8", "fr": "fr_FR.UTF-8", "es": "es_ES.UTF-8", "ja": "ja_JP.UTF-8", "zh_CN": "zh_CN.UTF-8"}
@@ -138,7 +138,6 @@ def test_damaged_catalog_speaks_english_and_stops_nothing_less(host, damage):
     here = host(f"{BIN}/momuhe\n")
     here.write("/usr/quarn/corvane/locale/de/LC_MESSAGES/cvstop.mo", DAMAGED[damage])
     result = here.run("-k", env={"LC_ALL": "de_DE.UTF-8"})
-    assert result.stdout == ("Gathering process information.\nInitiating Orderly shutdown, 1 processes active\n"
-                             f"Signaling process {BIN}/momuhe\nAll Corvane specified processes terminated normally.\n")
+    assert result.stdout == GATHERING + initiating(1) + f"Signaling process {BIN}/momuhe\n" + ALL_SPECIFIED
     assert (result.stderr, result.status) == ("", 1)
     assert not result.is_alive("momuhe")

@@ -3,7 +3,7 @@ import os
 
 import pytest
 
-from box import BIN, CVSTOP
+from box import ALL_SPECIFIED, BIN, CVSTOP, GATHERING, assert_ends
 
 pytestmark = pytest.mark.sanitized
 FLEET = f"{BIN}/momuhe\n"
@@ -83,7 +83,8 @@ def test_declined_confirmation(host, answer):
 def test_confirmed_shutdown(host, answer):
     here = host(FLEET)
     result = here.run(stdin=here.write("/usr/quarn/sandbox/answer", answer))
-    assert result.stdout.startswith(CONFIRM + "Gathering process information.\n")
+    assert result.stdout.startswith(CONFIRM + GATHERING)
+    assert_ends(result.stdout, ALL_SPECIFIED)
     assert not result.is_alive("momuhe")
 
 
@@ -115,7 +116,7 @@ def test_argument_of_100_kilobytes(host):
 @pytest.mark.parametrize("mode", ["-k", "-l"])
 def test_exclude_list_that_cannot_be_opened(host, mode):
     result = host(FLEET).run(mode, "-b", "/nowhere")
-    assert result.stdout == {"-k": "Gathering process information.\n", "-l": ""}[mode] + (
+    assert result.stdout == {"-k": GATHERING, "-l": ""}[mode] + (
         "Failed to load user-specified exclude list: /nowhere\n")
     assert result.status == 130
     assert result.texts("Main", "error") == ["Exception-Failed to load user specified exclude list."]
@@ -147,7 +148,7 @@ def test_process_table_that_is_not_whole(host):
     result = host(FLEET).run(
         "-k", before="setpriv --reuid 65534 --clear-groups sleep 60 & sleep_pid=$!",
         command=f"setpriv --bounding-set -sys_ptrace --inh-caps -sys_ptrace {CVSTOP} -k", after="kill $sleep_pid")
-    assert result.stdout == "Gathering process information.\nfind_process_CV failed with status 13\n"
+    assert result.stdout == GATHERING + "find_process_CV failed with status 13\n"
     assert result.status == 130
     assert result.texts("Processes::getProcesses", "error") == ["find_processes_CV failed with status 13"]
     assert untouched(result)
@@ -172,7 +173,7 @@ def test_full_disk_under_the_log(host):
     result = here.run(
         "-k", before="mount -t tmpfs -o size=4k tmpfs /usr/quarn/corvane/logs/cvstop && "
         "head -c 4096 /dev/zero >/usr/quarn/corvane/logs/cvstop/full")
-    assert result.stdout.endswith("All Corvane specified processes terminated normally.\n")
+    assert_ends(result.stdout, ALL_SPECIFIED)
     assert (result.stderr, result.status) == ("", 1)
     assert not result.is_alive("momuhe")
 
@@ -180,7 +181,7 @@ def test_full_disk_under_the_log(host):
 def test_reader_that_goes_away(host):
     result = host(f"{BIN}/momuhe\n{BIN}/strayd\n").run(
         command=f"sh -c '({CVSTOP} -k; echo $? >/usr/quarn/sandbox/own-status) | head -1'")
-    assert result.stdout == "Gathering process information.\n"
+    assert result.stdout == GATHERING
     assert (result.tree / "quarn/sandbox/own-status").read_text() == "1\n"
     assert not result.is_alive("momuhe") and not result.is_alive("strayd")
 
