@@ -199,6 +199,21 @@ def table(rows, header=False):
     return "".join(line + "\n" for line in text)
 
 
+def rows_of_listing(text):
+    """The (path, category) pairs of what a listing printed, in its order."""
+    if text == "":
+        return []
+    header, dashes, *lines = text.splitlines()
+    assert header.split() == ["Name", "Path", "Pid", "Category"] and set(dashes) == {"-", " "}, f"no listing: {text!r}"
+    return [(line.split()[1], "Corvane" if line.split()[-1] == "Corvane" else "Third Party") for line in lines]
+
+
+def listed(result):
+    """The (path, category) pairs of a listing that succeeded, in its order."""
+    assert (result.status, result.stderr) == (0, ""), result.stdout
+    return rows_of_listing(result.stdout)
+
+
 def product(result, name, instance=0, path=None):
     return (name, path or f"{BIN}/{name}", result.pid(name, instance), "Corvane")
 
