@@ -125,6 +125,7 @@ DAMAGED = {
     "no catalog": b"#!/bin/sh\nexit 1\n" * 50,
     "truncated in the header": GOOD[:20],
     "truncated in the tables": GOOD[:200],
+    "truncated in the texts": GOOD[:len(GOOD) // 2],
     "foreign": mo_file([(b"File\4Open", "Öffnen".encode()), (b"Quit", b"Beenden")]),
     "keys of another program": mo_file([(b"MsgCvs0145N", b"%s %s %s %n"), (b"Unknown option [%s]\n", b"%n")]),
     "wrong conversions": mo_file([(key.encode() + b"\4" + text.encode(), b"%s%n%d%s%s%s\n") for key, text in ENGLISH.items()]),
