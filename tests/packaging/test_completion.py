@@ -77,7 +77,7 @@ class Zsh:
                  "setopt no_beep; stty columns 200; unsetopt prompt_sp prompt_cr; PS1=rea''dy:")
 
     def read_until(self, mark):
-        end = time.monotonic() + 20
+        end = time.monotonic() + 60
         while mark not in self.text:
             assert time.monotonic() < end, self.text
             if select.select([self.terminal], [], [], 0.1)[0]:

@@ -6,14 +6,13 @@ import subprocess
 
 import pytest
 
-from box import ALL, ALL_SPECIFIED, assert_ends, until_ended
+from box import ALL, ALL_SPECIFIED, LOG, assert_ends, until_ended, until_logged
 
 pytestmark = pytest.mark.xdist_group("packages")
 
 BIN = "/usr/quarn/corvane/bin"
 HOST_CONF = "/usr/quarn/corvane/host.conf"
 EXCLUDE_LIST = f"{BIN}/excludelist.conf"
-LOG = "/usr/quarn/corvane/logs/cvstop/cvstop.log"
 START = "/opt/starter/start --start /usr/quarn/sandbox/fleet\n"
 FLEET = f"{BIN}/halvd\n{BIN}/momuhe count=2\n"
 RUNNING = f"readlink /proc/[0-9]*/exe | grep -c '^{BIN}/[hm]' || true\n"
@@ -157,7 +156,7 @@ def test_upgrade_in_the_middle_of_a_shutdown(root, deb, tmp_path):
     root.run(install(root, deb))
     configure(root)
     upgrade = install(root, newer(deb, tmp_path / "newer"), "newer.deb")
-    output = root.run(START + "cvstop -k & shutdown=$!\n" + f"until grep -q 'Waiting for' {LOG}; do :; done\n" + upgrade
+    output = root.run(START + "cvstop -k & shutdown=$!\n" + until_logged("Waiting for") + upgrade
                       + "cvstop -l | grep -v momuhe || true\n" + "wait $shutdown || echo $?\n" + RUNNING)
     assert ALL + "1\n0\n" in output
     assert f"{BIN}/cvstop" not in output

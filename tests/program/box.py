@@ -15,6 +15,8 @@ if not BUILD.is_absolute():
     BUILD = REPO / BUILD
 BIN = "/usr/quarn/corvane/bin"
 CVSTOP = f"{BIN}/cvstop"
+JOURNAL = "/usr/quarn/sandbox/journal"
+LOG = "/usr/quarn/corvane/logs/cvstop/cvstop.log"
 CANNOT_BOX = 125
 
 # How the output of a shutdown begins, and how it ends: nothing was left for SIGKILL, or nothing is left after it.
@@ -58,6 +60,11 @@ def until_ended(path):
     """Shell text that goes on when nobody runs the file any more: who was sent SIGKILL, and is not waited for, may live on for
     a moment."""
     return f"until ! readlink /proc/[0-9]*/exe | grep -qxF {shlex.quote(path)}; do :; done\n"
+
+
+def until_logged(text):
+    """Shell text that goes on when a record of the debug log holds this."""
+    return f"until grep -qs '{text}' {LOG}; do :; done\n"
 
 
 @dataclasses.dataclass
@@ -118,7 +125,7 @@ class Host:
         """Where a file of the box lies on the machine."""
         return self.tree / ("quarn" + path[len("/usr/quarn"):] if path.startswith("/usr/quarn") else path.lstrip("/"))
 
-    def shell(self, script, options=(), timeout=200):
+    def shell(self, script, options=(), timeout=400):
         if os.environ.get("CVSTOP_COUNT_COVERAGE") == "1":
             # The program leaves its counts in its own tree: one that is ended while it writes spoils no other's.
             options = [*options, "--env", "GCOV_PREFIX=/opt/coverage"]

@@ -6,7 +6,7 @@ import re
 
 import pytest
 
-from box import BIN, BUILD, CVSTOP, assert_ends, listed, rows_of_listing, until_ended
+from box import BIN, BUILD, CVSTOP, assert_ends, listed, rows_of_listing, until_ended, until_logged
 
 HERE = pathlib.Path(__file__).parent
 SLEEP = "/usr/bin/sleep"
@@ -263,8 +263,6 @@ def test_process_that_hops_from_pid_to_pid_is_seen(host):
 def test_replaced_program_that_still_runs_is_no_process_of_the_product(host):
     """An upgrade in the middle of a shutdown: the new release must not stop, nor count, the old one."""
     here = host(f"{BIN}/momuhe ignore=all\n")
-    result = here.run(command=f"sh -c '{CVSTOP} -k -q & until grep -qs \"Waiting for\" "
-                      f"/usr/quarn/corvane/logs/cvstop/cvstop.log; do :; done; cp {CVSTOP} {BIN}/new; mv {BIN}/new {CVSTOP}; "
-                      f"{CVSTOP} -l -3; status=$?; wait; exit $status'")
-    # What the shell prints goes to a file of the tree.
-    assert listed(result) == [WITNESS, (os.path.realpath("/bin/sh"), "Third Party")]
+    result = here.run(before=f"{CVSTOP} -k -q &\n" + until_logged("Waiting for")
+                      + f"cp {CVSTOP} {BIN}/new; mv {BIN}/new {CVSTOP}\n", command=f"{CVSTOP} -l -3", after="wait\n")
+    assert listed(result) == [WITNESS]

@@ -1,7 +1,7 @@
 """Which processes of a whole host are the product's: containers, services, ordinary users and other impostors."""
 import pytest
 
-from box import BIN, listed
+from box import BIN, listed, until_logged
 
 SLEEP = "/usr/bin/sleep"
 # Stands beside whatever a test looks for: a listing that misses everything is not taken for one that is right.
@@ -169,6 +169,5 @@ def test_zombies_are_no_records(listing):
 
 def test_second_run_of_the_program_is_no_process_of_the_product(host):
     here = host(f"{BIN}/momuhe ignore=all\n")
-    result = here.run(command=f"sh -c '{BIN}/cvstop -k -q & until grep -qs \"Waiting for\" "
-                      f"/usr/quarn/corvane/logs/cvstop/cvstop.log; do :; done; {BIN}/cvstop -l; status=$?; wait; exit $status'")
+    result = here.run("-l", before=f"{BIN}/cvstop -k -q &\n" + until_logged("Waiting for"), after="wait\n")
     assert listed(result) == [WITNESS]

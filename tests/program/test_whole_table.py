@@ -2,7 +2,7 @@
 import re
 import shlex
 
-from box import ALL_SPECIFIED, BIN, GATHERING, REPO, assert_ends, initiating, seconds
+from box import ALL_SPECIFIED, BIN, GATHERING, JOURNAL, REPO, assert_ends, initiating, seconds, until_logged
 
 TABLE = REPO / "tests/unit/src/shutdown_table.txt"
 # Made by the build from the program's own table.
@@ -48,11 +48,13 @@ def test_the_rows_are_the_programs():
 
 
 def test_every_row_is_carried_out_once_in_order(host):
-    # hiwik is only marked, and no tool stops it: it ends by itself while everything is waited for. The tool that stops dbsrv17
-    # stops CV_dbsrv, too, which must still be there when its own row comes.
-    habits = {"hiwik": " life=12", "CV_dbsrv": " stop=1"}
+    # The tool that stops dbsrv17 stops CV_dbsrv, too, which must still be there when its own row comes.
+    habits = {"CV_dbsrv": " stop=5"}
     fleet = "".join(f"{BIN}/{row['name']}{habits.get(row['name'], '')}\n" for row in PROCESS_ROWS)
-    result = host(fleet).run("-k")
+    # hiwik is only marked, and no tool stops it: it ends, at somebody else's request, while everything is waited for.
+    ask_hiwik = ("(" + until_logged("Looking for remaining")
+                 + f"kill -USR1 $(awk '$2 == \"ready\" && $4 == \"hiwik\" {{ print $3 }}' {JOURNAL})) &\n")
+    result = host(fleet).run("-k", before=ask_hiwik)
 
     asked = [text for text in result.texts("OrderlyShutdown") if text.startswith("Terminate request for ")]
     assert asked == [f"Terminate request for {row['name']}" for row in PROCESS_ROWS]
