@@ -44,7 +44,7 @@ namespace {
 
 constexpr char kJournal[] = "/usr/quarn/sandbox/journal";
 constexpr char kRegistry[] = "/usr/quarn/sandbox/pids";
-constexpr int kReadyTimeoutMs = 20'000;
+constexpr int kReadyTimeoutMs = 60'000;
 /// The polite request, as the daemons understand it.
 constexpr int kAsked = SIGUSR1;
 

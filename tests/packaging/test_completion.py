@@ -11,9 +11,9 @@ import pytest
 
 REPO = pathlib.Path(__file__).resolve().parents[2]
 COMPLETION = REPO / "packaging/completion"
-ALL = {"-k", "-kill", "-l", "-list", "-3", "-third_party", "-q", "-quiet", "-b", "-blacklist", "-e", "-excludelist", "-h", "-help"}
 KILL, LIST, THIRD = {"-k", "-kill"}, {"-l", "-list"}, {"-3", "-third_party"}
 QUIET, EXCLUDE, HELP = {"-q", "-quiet"}, {"-b", "-blacklist", "-e", "-excludelist"}, {"-h", "-help"}
+ALL = KILL | LIST | THIRD | QUIET | EXCLUDE | HELP
 # What stands before the last word, and what of the options is offered for it.
 OFFERS = [
     ([], ALL),
@@ -70,13 +70,14 @@ class Zsh:
         self.pid, self.terminal = pty.fork()
         if self.pid == 0:
             os.chdir(cwd)
-            os.execvpe("zsh", ["zsh", "-f", "-i"], {"PATH": os.environ["PATH"], "TERM": "dumb", "HOME": str(cwd), "COLUMNS": "200"})
+            environment = {"PATH": os.environ["PATH"], "TERM": "dumb", "HOME": str(cwd), "COLUMNS": "200"}
+            os.execvpe("zsh", ["zsh", "-f", "-i"], environment)
         self.text = ""
         self.run(f"fpath=({COMPLETION} $fpath); autoload -Uz compinit; compinit -u -D; LISTMAX=0; unsetopt zle_bracketed_paste; "
                  "setopt no_beep; stty columns 200; unsetopt prompt_sp prompt_cr; PS1=rea''dy:")
 
     def read_until(self, mark):
-        end = time.monotonic() + 20
+        end = time.monotonic() + 60
         while mark not in self.text:
             assert time.monotonic() < end, self.text
             if select.select([self.terminal], [], [], 0.1)[0]:

@@ -30,7 +30,8 @@ def messages():
     """The program's English messages."""
     template = (REPO / "po/cvstop.pot").read_text()
     entries = re.findall(r'^msgid ((?:".*"\n)+)', template, re.M)
-    return ["".join(re.findall(r'"(.*)"', entry)).replace("\\n", "\n").replace('\\"', '"') for entry in entries if entry != '""\n']
+    texts = ["".join(re.findall(r'"(.*)"', entry)) for entry in entries if entry != '""\n']
+    return [text.replace("\\n", "\n").replace('\\"', '"') for text in texts]
 
 
 def statuses_of_the_code():

@@ -6,18 +6,18 @@ import subprocess
 
 import pytest
 
-from box import until_ended
+from box import ALL, ALL_SPECIFIED, LOG, assert_ends, until_ended, until_logged
 
 pytestmark = pytest.mark.xdist_group("packages")
 
 BIN = "/usr/quarn/corvane/bin"
 HOST_CONF = "/usr/quarn/corvane/host.conf"
 EXCLUDE_LIST = f"{BIN}/excludelist.conf"
-LOG = "/usr/quarn/corvane/logs/cvstop/cvstop.log"
 START = "/opt/starter/start --start /usr/quarn/sandbox/fleet\n"
 FLEET = f"{BIN}/halvd\n{BIN}/momuhe count=2\n"
 RUNNING = f"readlink /proc/[0-9]*/exe | grep -c '^{BIN}/[hm]' || true\n"
-USAGE = "Usage:\n {0} [ -k | -kill [ -3 | -third_party ] [ -q | -quiet ] ]\n {0} -l | -list [ -3 | -third_party ]\n {0} -h | -help\n"
+USAGE = ("Usage:\n {0} [ -k | -kill [ -3 | -third_party ] [ -q | -quiet ] ]\n"
+         " {0} -l | -list [ -3 | -third_party ]\n {0} -h | -help\n")
 
 
 def files_of_deb(deb):
@@ -51,7 +51,8 @@ def test_libc_is_all_that_it_needs(deb, tmp_path):
     depends = subprocess.run(["dpkg-deb", "-f", deb, "Depends"], capture_output=True, text=True, check=True).stdout
     version = re.fullmatch(r"libc6 \(>= ([\d.]+)\)\n", depends)
     subprocess.run(["dpkg-deb", "-x", deb, tmp_path], check=True)
-    symbols = subprocess.run(["objdump", "-T", tmp_path / f"{BIN}/cvstop".lstrip("/")], capture_output=True, text=True, check=True)
+    program = tmp_path / f"{BIN}/cvstop".lstrip("/")
+    symbols = subprocess.run(["objdump", "-T", program], capture_output=True, text=True, check=True)
     needed = {tuple(map(int, found.split("."))) for found in re.findall(r"GLIBC_([\d.]+)", symbols.stdout)}
     assert version and tuple(map(int, version[1].split("."))) == max(needed)
 
@@ -130,7 +131,7 @@ def test_example_of_an_exclude_list_excludes_nothing_as_it_is(root, deb):
     script = install(root, deb) + f"cp {EXCLUDE_LIST}.example {EXCLUDE_LIST}\n" + START
     configure(root)
     output = root.run(script + "cvstop -k || status=$?; echo $status\n" + until_ended(f"{BIN}/halvd") + RUNNING)
-    assert output.endswith("All Corvane specified processes terminated normally.\n1\n0\n")
+    assert_ends(output, ALL_SPECIFIED + "1\n0\n")
     assert "Unrecognized line" not in root.inside(LOG).read_text()
 
 
@@ -155,9 +156,9 @@ def test_upgrade_in_the_middle_of_a_shutdown(root, deb, tmp_path):
     root.run(install(root, deb))
     configure(root)
     upgrade = install(root, newer(deb, tmp_path / "newer"), "newer.deb")
-    output = root.run(START + "cvstop -k & shutdown=$!\n" + f"until grep -q 'Waiting for' {LOG}; do :; done\n" + upgrade
+    output = root.run(START + "cvstop -k & shutdown=$!\n" + until_logged("Waiting for") + upgrade
                       + "cvstop -l | grep -v momuhe || true\n" + "wait $shutdown || echo $?\n" + RUNNING)
-    assert "All processes terminated normally.\n1\n0\n" in output
+    assert ALL + "1\n0\n" in output
     assert f"{BIN}/cvstop" not in output
 
 

@@ -25,7 +25,8 @@ def on_this_machine(name):
 def test_demo(tmp_path):
     shown = on_this_machine("demo")
     assert shown.returncode == 0, shown.stdout[-3000:] + shown.stderr[-3000:]
-    picture = subprocess.run([REPO / "scripts/picture", "--compare"], input=shown.stdout, capture_output=True, text=True, check=False)
+    picture = subprocess.run([REPO / "scripts/picture", "--compare"], input=shown.stdout, capture_output=True, text=True,
+                             check=False)
     assert picture.returncode == 0, picture.stdout + picture.stderr
 
 
@@ -43,7 +44,8 @@ def test_from_the_package_to_a_first_shutdown(root, packages):
         (folder / package.name).write_bytes(package.read_bytes())
     root.run(step("install"))
     moment = until_ended(f"{BIN}/halvd")  # its stop command, too, runs that file
-    output = root.run("/opt/starter/start --start /usr/quarn/sandbox/fleet\n" + step("first-shutdown") + moment + step("what-is-left"))
+    output = root.run("/opt/starter/start --start /usr/quarn/sandbox/fleet\n" + step("first-shutdown") + moment
+                      + step("what-is-left"))
     before, after = output.split("Gathering process information.\n")
     assert [line.split()[0] for line in before.splitlines()[2:]] == ["koka", "halvd", "momuhe", "momuhe"]
     told, listed = after.split("All Corvane specified processes terminated normally.\n")

@@ -15,7 +15,14 @@ if not BUILD.is_absolute():
     BUILD = REPO / BUILD
 BIN = "/usr/quarn/corvane/bin"
 CVSTOP = f"{BIN}/cvstop"
+JOURNAL = "/usr/quarn/sandbox/journal"
+LOG = "/usr/quarn/corvane/logs/cvstop/cvstop.log"
 CANNOT_BOX = 125
+
+# How the output of a shutdown begins, and how it ends: nothing was left for SIGKILL, or nothing is left after it.
+GATHERING = "Gathering process information.\n"
+ALL_SPECIFIED = "All Corvane specified processes terminated normally.\n"
+ALL = "All processes terminated normally.\n"
 
 
 def _load_make_tree():
@@ -49,12 +56,15 @@ done >/usr/quarn/sandbox/left
 """
 
 
-
-
 def until_ended(path):
     """Shell text that goes on when nobody runs the file any more: who was sent SIGKILL, and is not waited for, may live on for
     a moment."""
     return f"until ! readlink /proc/[0-9]*/exe | grep -qxF {shlex.quote(path)}; do :; done\n"
+
+
+def until_logged(text):
+    """Shell text that goes on when the program, started last in the background, has a record in its log that holds this."""
+    return f"until grep -qs '{text}' {LOG}; do kill -0 $! || exit 97; done\n"
 
 
 @dataclasses.dataclass
@@ -168,6 +178,15 @@ class Host:
         return records
 
 
+def assert_ends(text, end):
+    """A long text is shown by its end, which is what was compared."""
+    assert text.endswith(end), f"wanted at the end: {end!r}, but the end is: {text[-len(end) - 200:]!r}"
+
+
+def initiating(count):
+    return f"Initiating Orderly shutdown, {count} processes active\n"
+
+
 def seconds(record):
     """The time of a log record, of its day."""
     hours, minutes, rest = record.time[11:26].split(":")
@@ -185,6 +204,21 @@ def table(rows, header=False):
     if header:
         text.insert(1, " ".join("-" * width for width in widths))
     return "".join(line + "\n" for line in text)
+
+
+def rows_of_listing(text):
+    """The (path, category) pairs of what a listing printed, in its order."""
+    if text == "":
+        return []
+    header, dashes, *lines = text.splitlines()
+    assert header.split() == ["Name", "Path", "Pid", "Category"] and set(dashes) == {"-", " "}, f"no listing: {text!r}"
+    return [(line.split()[1], "Corvane" if line.split()[-1] == "Corvane" else "Third Party") for line in lines]
+
+
+def listed(result):
+    """The (path, category) pairs of a listing that succeeded, in its order."""
+    assert (result.status, result.stderr) == (0, ""), result.stdout
+    return rows_of_listing(result.stdout)
 
 
 def product(result, name, instance=0, path=None):

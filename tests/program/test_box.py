@@ -9,13 +9,12 @@ import uuid
 import pytest
 
 import box
-from box import BIN, REPO
+from box import ALL_SPECIFIED, BIN, GATHERING, JOURNAL, REPO, initiating
 
 PROGRAM = str(REPO / "sandbox/box")
 VOLMGR = "/usr/quarn/volmgr/bin"
-JOURNAL = "/usr/quarn/sandbox/journal"
-# Waits, for ten seconds at most, until a command succeeds.
-UNTIL = "until_true() { timeout 10 sh -c \"until $1; do :; done\" || { echo \"never: $1\" >&2; exit 1; }; }; "
+# Waits until a command succeeds; for a minute at most, so that a busy machine is no reason to fail.
+UNTIL = "until_true() { timeout 60 sh -c \"until $1; do :; done\" || { echo \"never: $1\" >&2; exit 1; }; }; "
 PID_OF = "pid_of() { awk -F'\\t' -v name=\"$1\" '$2 == \"ready\" && $4 == name { print $3; exit }' " + JOURNAL + "; }; "
 HELPERS = UNTIL + PID_OF
 
@@ -35,7 +34,7 @@ def tree(host):
     return host().tree
 
 
-def call_box(*arguments, env=None, timeout=60):
+def call_box(*arguments, env=None, timeout=120):
     return subprocess.run([PROGRAM, *arguments], capture_output=True, text=True, env=env, timeout=timeout, check=False)
 
 
@@ -94,12 +93,12 @@ def test_the_time_is_capped(tree):
     assert call_box("--tree", tree, "--timeout", "1", "--", "tail", "-f", "/dev/null").returncode == 124
 
 
-@pytest.mark.parametrize("ending", ["exit 3", "tail -f /dev/null"])
-def test_detached_processes_end_with_the_box(tree, ending):
+@pytest.mark.parametrize("ending, seconds, status", [("exit 3", "60", 3), ("tail -f /dev/null", "2", 124)])
+def test_detached_processes_end_with_the_box(tree, ending, seconds, status):
     """A process that outlived the box would hold this pipe, and the call would not return."""
-    result = call_box("--tree", tree, "--timeout", "2", "--", "sh", "-c",
-                      f"setsid sh -c 'trap \"\" HUP TERM; echo here; tail -f /dev/null' & {ending}", timeout=30)
-    assert result.returncode in (3, 124)
+    result = call_box("--tree", tree, "--timeout", seconds, "--", "sh", "-c",
+                      f"setsid sh -c 'trap \"\" HUP TERM; echo here; tail -f /dev/null' & {ending}")
+    assert result.returncode == status
 
 
 def test_orphans_are_reaped(host):
@@ -147,7 +146,7 @@ def test_ordinary_user_gets_the_box_too(host):
         pytest.skip(f"an ordinary user cannot reach {here.tree}")
     commands = ("/opt/starter/start --start /usr/quarn/sandbox/fleet; id -u; "
                 f"{BIN}/cvstop -l | awk 'NR > 2 {{ print $1 }}'; {BIN}/cvstop -k -q; echo $?; "
-                f"timeout 10 sh -c 'until [ -z \"$({BIN}/cvstop -l)\" ]; do :; done'; echo $?")
+                f"timeout 60 sh -c 'until [ -z \"$({BIN}/cvstop -l)\" ]; do :; done'; echo $?")
     result = subprocess.run([*as_nobody, PROGRAM, "--tree", here.tree, "--", "sh", "-c", commands],
                             capture_output=True, text=True, timeout=120, check=False)
     assert (result.stdout, result.stderr) == ("0\nhalvd\nmomuhe\n1\n0\n", "")
@@ -268,7 +267,7 @@ def test_slow_one_obeys_after_its_time(host):
     here = host(f"{BIN}/halvd stop=1\n")
     result = here.run(command=script(f"{BIN}/halvd -terminate; until_true \"{journaled('asked')}\""))
     assert (result.stderr, result.status) == ("", 0)
-    assert 0.99 <= ends_at(here)["halvd"] - result.signals[0].time < 9
+    assert ends_at(here)["halvd"] - result.signals[0].time >= 0.99
 
 
 def test_one_ends_by_itself(host):
@@ -319,9 +318,7 @@ def test_script_is_run_by_its_interpreter_and_obeys(host):
 def test_script_is_listed_and_stopped_by_its_own_path(host):
     result = host(f"{BIN}/halvd script=yes\n{BIN}/momuhe script=yes\n").run("-k")
     assert result.stdout == (
-        "Gathering process information.\nInitiating Orderly shutdown, 2 processes active\n"
-        f"Signaling process {BIN}/momuhe\nRequesting termination of {BIN}/halvd.\n"
-        "All Corvane specified processes terminated normally.\n")
+        GATHERING + initiating(2) + f"Signaling process {BIN}/momuhe\nRequesting termination of {BIN}/halvd.\n" + ALL_SPECIFIED)
     assert result.signals_of("momuhe") == ["SIGTERM"]
     assert result.ends == {result.pid("momuhe"): "signal", result.pid("halvd"): "asked"}
 
@@ -351,13 +348,14 @@ def names(lines):
 
 
 def test_whole_table_fleet_has_each_process_row_once_in_order():
-    assert names(fleet("whole-table")) == list(table_rows())
+    assert names(fleet("whole-table")) == list(table_rows()), "a new row's process goes into sandbox/fleets/whole-table.fleet"
 
 
 def test_demo_fleet_is_a_busy_host():
     lines, rows = fleet("demo"), table_rows()
     known = [name for name in names(lines) if name in rows]
-    assert len(set(known)) == len(known) >= 45
+    assert len(set(known)) == len(known), "a row's process stands twice in sandbox/fleets/demo.fleet"
+    assert len(known) > len(rows) / 2, "sandbox/fleets/demo.fleet is to have most processes of the table"
     assert {rows[name] for name in known} == set(rows.values())
     words = " ".join(word for line in lines for word in line[1:])
     for wanted in ("count=3", "ignore=all", "stop=4", "life=", "map=", "cwd="):

@@ -7,7 +7,7 @@ from locale import normalize
 
 import pytest
 
-from box import BIN, BUILD, REPO, until_ended
+from box import ALL_SPECIFIED, BIN, BUILD, GATHERING, REPO, initiating, until_ended
 
 CATALOGS = BUILD / "locale"
 LANGUAGES = {name: normalize(f"{name}.UTF-8") for name in (REPO / "po/LINGUAS").read_text().split()}
@@ -126,6 +126,7 @@ DAMAGED = {
     "no catalog": b"#!/bin/sh\nexit 1\n" * 50,
     "truncated in the header": GOOD[:20],
     "truncated in the tables": GOOD[:200],
+    "truncated in the texts": GOOD[:len(GOOD) // 2],
     "foreign": mo_file([(b"File\4Open", "Öffnen".encode()), (b"Quit", b"Beenden")]),
     "keys of another program": mo_file([(b"MsgCvs0145N", b"%s %s %s %n"), (b"Unknown option [%s]\n", b"%n")]),
     "wrong conversions": mo_file([(key.encode() + b"\4" + text.encode(), b"%s%n%d%s%s%s\n") for key, text in ENGLISH.items()]),
@@ -139,7 +140,6 @@ def test_damaged_catalog_speaks_english_and_stops_nothing_less(host, damage):
     here = host(f"{BIN}/momuhe\n")
     here.write("/usr/quarn/corvane/locale/de/LC_MESSAGES/cvstop.mo", DAMAGED[damage])
     result = here.run("-k", env={"LC_ALL": "de_DE.UTF-8"})
-    assert result.stdout == ("Gathering process information.\nInitiating Orderly shutdown, 1 processes active\n"
-                             f"Signaling process {BIN}/momuhe\nAll Corvane specified processes terminated normally.\n")
+    assert result.stdout == GATHERING + initiating(1) + f"Signaling process {BIN}/momuhe\n" + ALL_SPECIFIED
     assert (result.stderr, result.status) == ("", 1)
     assert not result.is_alive("momuhe")
