@@ -40,9 +40,7 @@ class ScriptAttack : public Lister {
     }
     std::unique_ptr<Child> runStopped(const fs::path& path, std::vector<std::string> arguments) {
         auto child = std::make_unique<Child>(path, std::move(arguments));
-        int status = 0;
-        EXPECT_EQ(waitpid(child->pid(), &status, WUNTRACED), child->pid());
-        EXPECT_TRUE(WIFSTOPPED(status));
+        awaitStop(child->pid());
         return child;
     }
     static constexpr char kStop[] = "kill -STOP $$\n";
