@@ -4,8 +4,8 @@ import shlex
 
 from box import BIN, seconds
 
-TABLE = pathlib.Path(__file__).parents[1] / "unit/src/shutdown_table.txt"
-COLUMNS = "position sequence group name command killType firstOnly waitType mask service".split()
+TABLE = pathlib.Path(__file__).parents[1] / "unit/shutdown/shutdown_table.txt"
+COLUMNS = "sequence group name command killType firstOnly waitType mask service".split()
 ROWS = [dict(zip(COLUMNS, shlex.split(line))) for line in TABLE.read_text().splitlines() if not line.startswith("#")]
 PROCESS_ROWS = [row for row in ROWS if row["command"] == "false"]
 ADMIN = f"{BIN}/admincmd"
