@@ -19,6 +19,9 @@ namespace {
 constexpr std::size_t kStatSize = 4096;
 constexpr std::size_t kMountInfoSize = 16U << 20U;
 
+/// The initial user namespace has this number on every host (PROC_USER_INIT_INO, include/linux/proc_ns.h; Linux 3.8).
+constexpr std::string_view kInitialUserNamespace = "user:[4026531837]";
+
 std::string canonical(const char* path) {
     char resolved[PATH_MAX];
     return realpath(path, resolved) != nullptr ? resolved : path;
@@ -142,6 +145,10 @@ std::optional<Reason> Caller::outOfScope(const PinnedProcess& process) const {
         return Reason::ForeignUserNamespace;
     }
     return std::nullopt;
+}
+
+bool Caller::isInInitialUserNamespace() const {
+    return m_userNamespace == kInitialUserNamespace;
 }
 
 bool Caller::seesMount(std::uint64_t mountId, std::string_view path) const {

@@ -36,6 +36,9 @@ class Caller {
     /// Why signals of the caller would not mean this process, or why its user could fake what is read of it; nothing
     /// where neither holds.
     [[nodiscard]] std::optional<Reason> outOfScope(const PinnedProcess& process) const;
+    /// Whether the caller's capabilities count for every process of the host: those of root in a user namespace of its
+    /// own do not.
+    [[nodiscard]] bool isInInitialUserNamespace() const;
     /// Whether the caller sees this mount at a place that `path` begins with.
     [[nodiscard]] bool seesMount(std::uint64_t mountId, std::string_view path) const;
     /// The type of the file system of a mount, empty where the caller does not see it.

@@ -17,25 +17,9 @@ bool isPlainPathCharacter(char c) {
            std::string_view("/._-+@:,%").find(c) != std::string_view::npos;
 }
 
-bool isDigitOrDot(char c) {
-    return (c >= '0' && c <= '9') || c == '.';
-}
-
-/// "python3.11" is python, "tclsh8.6" is tclsh.
-std::string_view withoutVersion(std::string_view name) {
-    while (!name.empty() && isDigitOrDot(name.back())) {
-        name.remove_suffix(1);
-    }
-    return name;
-}
-
 template <std::size_t Size> bool contains(const std::array<std::string_view, Size>& names, std::string_view name) {
     return std::find(names.begin(), names.end(), name) != names.end();
 }
-
-constexpr std::array<std::string_view, 16> kInterpreters = {"sh",   "bash", "dash",   "ksh",    "mksh", "zsh",
-                                                            "perl", "ruby", "python", "tclsh",  "lua",  "php",
-                                                            "awk",  "gawk", "mawk",   "busybox"};
 
 constexpr std::array<std::string_view, 27> kHostServices = {
     "init",   "upstart",      "runit",     "s6-svscan", "dinit",      "openrc-init",     "dbus-daemon", "dbus-broker",
@@ -96,10 +80,6 @@ std::string withoutControls(std::string_view text) {
         text.remove_prefix(sequence.size());
     }
     return shown;
-}
-
-bool isInterpreterName(std::string_view name) {
-    return contains(kInterpreters, withoutVersion(name));
 }
 
 bool isHostServiceName(std::string_view name) {

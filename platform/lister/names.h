@@ -22,9 +22,6 @@ bool hasControls(std::string_view text);
 /// The text with '?' for each of those.
 std::string withoutControls(std::string_view text);
 
-/// Whether a program of this name interprets scripts.
-bool isInterpreterName(std::string_view name);
-
 /// Whether a program of this name belongs to the host itself and is never ended on behalf of the product.
 bool isHostServiceName(std::string_view name);
 

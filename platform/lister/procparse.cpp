@@ -60,6 +60,20 @@ std::optional<StatLine> parseStat(std::string_view text) {
     return StatLine{text.substr(open + 1, close - open - 1), state[0], *parent};
 }
 
+std::optional<std::uint64_t> parseArgumentsEnd(std::string_view stat) {
+    constexpr int kFieldBehindName = 3;
+    constexpr int kArgumentsEnd = 49;
+    const std::size_t close = stat.rfind(')');
+    if (close == std::string_view::npos) {
+        return std::nullopt;
+    }
+    stat.remove_prefix(close + 1);
+    for (int field = kFieldBehindName; field < kArgumentsEnd; ++field) {
+        takeWord(stat);
+    }
+    return parseWhole<std::uint64_t>(takeWord(stat));
+}
+
 std::optional<MapsLine> parseMapsLine(std::string_view line) {
     takeWord(line); // addresses
     const std::string_view permissions = takeWord(line);
@@ -102,36 +116,6 @@ std::string unescapeOctal(std::string_view text) {
         }
     }
     return plain;
-}
-
-std::optional<Shebang> parseShebang(std::string_view firstBytes) {
-    if (!firstBytes.starts_with("#!")) {
-        return std::nullopt;
-    }
-    std::string_view line =
-        firstBytes.substr(2, firstBytes.find('\n') - std::min<std::size_t>(firstBytes.find('\n'), 2));
-    const std::string_view interpreter = takeWord(line);
-    return Shebang{interpreter, takeWord(line)};
-}
-
-std::optional<std::string_view> scriptArgument(std::string_view commandLine) {
-    bool isFirst = true;
-    while (!commandLine.empty()) {
-        const std::size_t length = std::min(commandLine.find('\0'), commandLine.size());
-        const std::string_view argument = commandLine.substr(0, length);
-        commandLine.remove_prefix(std::min(length + 1, commandLine.size()));
-        if (std::exchange(isFirst, false)) {
-            continue;
-        }
-        if (argument == "-c" || argument == "-e") {
-            return std::nullopt;
-        }
-        if (argument.starts_with("-")) {
-            continue;
-        }
-        return argument.starts_with("/") ? std::optional(argument) : std::nullopt;
-    }
-    return std::nullopt;
 }
 
 std::optional<uid_t> parseEffectiveUid(std::string_view status) {

@@ -23,6 +23,10 @@ struct StatLine {
 /// Reads "PID (COMM) STATE PPID ...". COMM may itself hold blanks, newlines and parentheses: the last ')' ends it.
 std::optional<StatLine> parseStat(std::string_view text);
 
+/// The address behind the arguments of a process, from PID/stat (field 49 of proc_pid_stat(5), Linux 3.5): 0 before the
+/// kernel has laid them, and never afterwards, even where the process made them empty (prctl(2), PR_SET_MM_MAP).
+std::optional<std::uint64_t> parseArgumentsEnd(std::string_view stat);
+
 /// One line of PID/maps.
 struct MapsLine {
     bool executable;
@@ -50,17 +54,6 @@ std::optional<MountLine> parseMountLine(std::string_view line);
 
 /// Undoes the kernel's "\ooo" escapes.
 std::string unescapeOctal(std::string_view text);
-
-/// The interpreter and its first argument from "#!interpreter argument\n"; both may be empty.
-struct Shebang {
-    std::string_view interpreter;
-    std::string_view argument;
-};
-std::optional<Shebang> parseShebang(std::string_view firstBytes);
-
-/// The script that an interpreter's command line (NUL-separated) names: the first argument that is no option, if it is
-/// an absolute path. `-c` and its like take a program instead of a file, so there is none after them.
-std::optional<std::string_view> scriptArgument(std::string_view commandLine);
 
 /// The effective user id of "Uid:\tREAL\tEFFECTIVE\t..." in PID/status.
 std::optional<uid_t> parseEffectiveUid(std::string_view status);

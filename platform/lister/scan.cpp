@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include <fcntl.h>
 #include <linux/capability.h>
@@ -12,9 +13,9 @@
 #include <unistd.h>
 
 #include "cvlog.h"
+#include "interpreters.h"
 #include "names.h"
 #include "procparse.h"
-#include "rules.h"
 
 namespace lister {
 
@@ -35,8 +36,11 @@ bool hasPtraceCapability() {
            (data[CAP_TO_INDEX(CAP_SYS_PTRACE)].effective & CAP_TO_MASK(CAP_SYS_PTRACE)) != 0;
 }
 
-/// Bounds re-judging of a process that keeps calling exec.
-constexpr int kJudgements = 8;
+/// Bounds how often a process is looked for again that was there and then was not.
+constexpr int kLooks = 8;
+
+/// A batch changes threads twice, some 20 us; at the end of a batch a third party was seen some milliseconds before.
+constexpr std::size_t kBatch = 128;
 
 } // namespace
 
@@ -50,73 +54,108 @@ int Scan::run(RecordList& records) {
     m_installRoot = realpath(m_roots.install, resolved) != nullptr ? resolved : m_roots.install;
     const int error = forEachName(m_proc.get(), [this](const char* name) {
         if (const std::optional<pid_t> pid = parsePid(name)) {
-            visit(name, *pid);
+            m_metPid1 = m_metPid1 || *pid == 1;
+            visit(name, *pid, 0);
         }
         return true;
     });
     if (error != 0) {
         return error;
     }
-    // A confined caller must not see that nothing runs.
-    const bool isWhole = m_metPid1 && (!m_wasDenied || hasPtraceCapability());
-    return isWhole ? 0 : EACCES;
+    judgeDeferred();
+    return isWhole() ? 0 : EACCES;
+}
+
+/// A confined caller must not see that nothing runs.
+bool Scan::isWhole() {
+    return m_metPid1 && (!m_wasDenied || (hasPtraceCapability() && judge()->caller().isInInitialUserNamespace()));
 }
 
 /// If the first thread exited, try the others; one that calls exec takes its place (execve(2)), so look there again.
-void Scan::visit(const char* name, pid_t pid) {
-    m_metPid1 = m_metPid1 || pid == 1;
-    if (pid != m_self && !visitFolder(name, pid) && !visitOtherThreads(name, pid)) {
-        visitFolder(name, pid);
+void Scan::visit(const char* name, pid_t pid, int look) {
+    if (pid != m_self && !visitFolder(name, pid, look) && !visitOtherThreads(name, pid, look)) {
+        visitFolder(name, pid, look);
     }
 }
 
 /// `folder` is "PID" or "PID/task/TID". False if the thread exited before it could be read. One system call for a
 /// process that is no hit.
-bool Scan::visitFolder(const char* folder, pid_t pid) {
+bool Scan::visitFolder(const char* folder, pid_t pid, int look) {
     char path[kNameSize];
     *static_cast<char*>(mempcpy(mempcpy(path, folder, std::strlen(folder)), "/exe", 4)) = '\0';
     LinkBuffer link;
     const ssize_t length = readlinkat(m_proc.get(), path, link, sizeof link);
     if (length >= 0) {
-        return visitLink(folder, pid, std::string_view(link, static_cast<std::size_t>(length)));
+        return visitLink(folder, pid, std::string_view(link, static_cast<std::size_t>(length)), look);
     }
     const int error = errno;
     visitUnreadable(pid, error);
     return lostReason(error) != Reason::Vanished;
 }
 
-bool Scan::visitLink(const char* folder, pid_t pid, std::string_view link) {
-    if (!isBelow(link, m_installRoot) && !isInterpreterName(lastComponent(link)) && !wantsThirdParties()) {
+bool Scan::visitLink(const char* folder, pid_t pid, std::string_view link, int look) {
+    if (!isBelow(link, m_installRoot)) {
+        if (isInterpreterName(lastComponent(link)) || wantsThirdParties()) {
+            defer(folder, pid, link, look);
+        }
         return true;
     }
-    const Verdict verdict = judge(folder, pid, link);
-    take(pid, verdict);
-    return verdict.reason != Reason::Vanished;
+    const std::optional<Verdict> verdict = judge()->judge(folder, pid, link, MayBlock::No);
+    if (!verdict) {
+        defer(folder, pid, link, look);
+        return true;
+    }
+    take(pid, *verdict);
+    return verdict->reason != Reason::Vanished;
+}
+
+void Scan::defer(const char* folder, pid_t pid, std::string_view link, int look) {
+    m_deferred.push_back({folder, pid, std::string(link), look});
+    if (m_deferred.size() == kBatch) {
+        judgeDeferred();
+    }
+}
+
+/// One that vanished may have lost its first thread alone, or have executed another program from another thread.
+void Scan::judgeDeferred() {
+    while (!m_deferred.empty()) {
+        const auto processes = std::make_shared<const std::vector<Deferred>>(std::exchange(m_deferred, {}));
+        const std::vector<Verdict> verdicts = m_deferredJudge.judge(judge(), processes);
+        for (std::size_t at = 0; at < verdicts.size(); ++at) {
+            const Deferred& process = (*processes)[at];
+            if (verdicts[at].reason != Reason::Vanished) {
+                take(process.pid, verdicts[at]);
+            } else if (process.look < kLooks) {
+                visit(std::to_string(process.pid).c_str(), process.pid, process.look + 1);
+            }
+        }
+    }
 }
 
 /// Kernel threads and zombies have no executable; a process whose first thread has exited shows none either, but has
 /// others. A folder's link count is 2 and one for each folder in it: PID/task has one a thread (fs/proc/base.c).
-bool Scan::visitOtherThreads(const char* name, pid_t pid) {
+bool Scan::visitOtherThreads(const char* name, pid_t pid, int look) {
     const std::string task = std::string(name) + "/task";
     const std::optional<FileStatus> status = statusOf(m_proc.get(), task.c_str());
     if (!status) {
         visitUnreadable(pid, errno);
     }
-    return status && status->links > 3 && visitThreads(task.c_str(), pid);
+    return status && status->links > 3 && visitThreads(task.c_str(), pid, look);
 }
 
 /// False if every thread exited before it could be read.
-bool Scan::visitThreads(const char* task, pid_t pid) {
+bool Scan::visitThreads(const char* task, pid_t pid, int look) {
     const PinnedProcess threads(m_proc.get(), pid, task);
     const UniqueFd folder = threads ? threads.open(".", O_RDONLY | O_DIRECTORY) : UniqueFd();
     bool hasTold = false;
-    const int error =
-        folder ? forEachName(folder.get(),
-                             [&](const char* name) {
-                                 hasTold = parsePid(name) && visitFolder((std::string(task) + '/' + name).c_str(), pid);
-                                 return !hasTold;
-                             })
-               : errno;
+    const int error = folder
+                          ? forEachName(folder.get(),
+                                        [&](const char* name) {
+                                            hasTold = parsePid(name) &&
+                                                      visitFolder((std::string(task) + '/' + name).c_str(), pid, look);
+                                            return !hasTold;
+                                        })
+                          : errno;
     if (error != 0) {
         visitUnreadable(pid, error);
     }
@@ -140,60 +179,9 @@ void Scan::visitUnreadable(pid_t pid, int error) {
     logmsgf(kLogWarning, kFunction, "Process %d passed over: its executable cannot be read", pid);
 }
 
-Verdict Scan::judge(const char* folder, pid_t pid, std::string_view link) {
-    const PinnedProcess process(m_proc.get(), pid, folder);
-    if (!process) {
-        return {0, lostReason(errno), std::string(link)};
-    }
-    return judgeSettled(process, link);
-}
-
-/// What was read of a process is one truth where it showed the same executable before and after. When it executes
-/// another program meanwhile, half of what was read is of either. When it exits it gives up its memory before its
-/// descriptors and folders (do_exit, kernel/exit.c), and reads as if it had none.
-Verdict Scan::judgeSettled(const PinnedProcess& process, std::string_view link) {
-    LinkBuffer buffers[2];
-    for (int count = 0; count < kJudgements; ++count) {
-        Verdict verdict = judgeOnce(process, link);
-        const std::optional<std::string_view> after = process.link("exe", buffers[count % 2]);
-        if (!after) {
-            return {0, lostReason(errno), std::string(link)};
-        }
-        if (*after == link) {
-            return verdict;
-        }
-        link = *after;
-    }
-    return {0, Reason::Unsettled, std::string(link)};
-}
-
-/// A rule that cannot be answered ends the judgement, and its reason is the verdict.
-Verdict Scan::judgeOnce(const PinnedProcess& process, std::string_view link) {
-    try {
-        return judgePinned(process, link);
-    } catch (const ProcessLost& lost) {
-        return {0, lost.reason, std::string(link)};
-    }
-}
-
-Verdict Scan::judgePinned(const PinnedProcess& process, std::string_view link) {
-    if (isBelow(link, m_installRoot)) {
-        Verdict verdict = judgeExecutable(caller(), process);
-        if (verdict.category != 0 || verdict.reason != Reason::NoRelation) {
-            return verdict;
-        }
-    } else if (isInterpreterName(lastComponent(link))) {
-        Verdict verdict = judgeScript(caller(), process);
-        if (verdict.category != 0) {
-            return verdict;
-        }
-    }
-    return wantsThirdParties() ? judgeThirdParty(m_roots, caller(), process) : Verdict{};
-}
-
 void Scan::take(pid_t pid, const Verdict& verdict) {
     log(pid, verdict);
-    m_wasDenied = m_wasDenied || verdict.reason == Reason::Unreadable;
+    m_wasDenied = m_wasDenied || verdict.reason == Reason::Unreadable || verdict.reason == Reason::Stuck;
     if ((verdict.category & m_categories) == 0) {
         return;
     }
@@ -206,19 +194,18 @@ void Scan::take(pid_t pid, const Verdict& verdict) {
 }
 
 void Scan::log(pid_t pid, const Verdict& verdict) const {
-    const bool isWarning = verdict.reason == Reason::UnfitPath || verdict.reason == Reason::OverBudget ||
-                           verdict.reason == Reason::Unreadable || verdict.reason == Reason::Unsettled;
-    if (isWarning || (m_verbosity > kDetailVerbosity && verdict.reason != Reason::NoRelation)) {
-        logmsgf(isWarning ? kLogWarning : kLogProgress, kFunction, "Process %d category %d, %s: %s", pid,
-                verdict.category, reasonText(verdict.reason), verdict.path.c_str());
+    const ReasonRow& row = rowOf(verdict.reason);
+    if (row.isWarning || (m_verbosity > kDetailVerbosity && verdict.reason != Reason::NoRelation)) {
+        logmsgf(row.isWarning ? kLogWarning : kLogProgress, kFunction, "Process %d category %d, %s: %s", pid,
+                verdict.category, row.text, verdict.path.c_str());
     }
 }
 
-const Caller& Scan::caller() {
-    if (!m_caller) {
-        m_caller.emplace(m_roots);
+const std::shared_ptr<const Judge>& Scan::judge() {
+    if (!m_judge) {
+        m_judge = std::make_shared<const Judge>(m_roots, wantsThirdParties());
     }
-    return *m_caller;
+    return m_judge;
 }
 
 } // namespace lister

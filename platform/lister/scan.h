@@ -1,16 +1,17 @@
 /// One pass over the process table.
 #pragma once
 
-#include <optional>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <sys/types.h>
 
 #include "UniqueFd.h"
-#include "caller.h"
 #include "cvcategories.h"
-#include "process.h"
+#include "deferred.h"
+#include "judge.h"
 #include "records.h"
 #include "roots.h"
 #include "verdict.h"
@@ -27,19 +28,18 @@ class Scan {
     int run(RecordList& records);
 
   private:
-    void visit(const char* name, pid_t pid);
-    bool visitFolder(const char* folder, pid_t pid);
-    bool visitLink(const char* folder, pid_t pid, std::string_view link);
-    bool visitOtherThreads(const char* name, pid_t pid);
-    bool visitThreads(const char* task, pid_t pid);
+    void visit(const char* name, pid_t pid, int look);
+    bool visitFolder(const char* folder, pid_t pid, int look);
+    bool visitLink(const char* folder, pid_t pid, std::string_view link, int look);
+    bool visitOtherThreads(const char* name, pid_t pid, int look);
+    bool visitThreads(const char* task, pid_t pid, int look);
     void visitUnreadable(pid_t pid, int error);
+    void defer(const char* folder, pid_t pid, std::string_view link, int look);
+    void judgeDeferred();
     void take(pid_t pid, const Verdict& verdict);
     void log(pid_t pid, const Verdict& verdict) const;
-    Verdict judge(const char* folder, pid_t pid, std::string_view link);
-    Verdict judgeSettled(const PinnedProcess& process, std::string_view link);
-    Verdict judgeOnce(const PinnedProcess& process, std::string_view link);
-    Verdict judgePinned(const PinnedProcess& process, std::string_view link);
-    const Caller& caller();
+    [[nodiscard]] bool isWhole();
+    const std::shared_ptr<const Judge>& judge();
     [[nodiscard]] bool wantsThirdParties() const {
         return (m_categories & (CAT_THIRD_PARTY | CAT_OTHER_THIRD_PARTY)) != 0;
     }
@@ -51,7 +51,9 @@ class Scan {
     UniqueFd m_proc;
     RecordList* m_records = nullptr;
     std::string m_installRoot;
-    std::optional<Caller> m_caller;
+    std::shared_ptr<const Judge> m_judge;
+    std::vector<Deferred> m_deferred;
+    DeferredJudge m_deferredJudge;
     bool m_metPid1 = false;
     bool m_wasDenied = false;
 };

@@ -1,14 +1,17 @@
 /// The verdict on a process, and the two ways in which it can fail to be reached.
 #pragma once
 
+#include <algorithm>
 #include <cerrno>
+#include <cstddef>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <utility>
 
 namespace lister {
 
-/// Why a process got its category, or none.
+/// Why a process got its category, or none. One of its own is due where the log or a test must tell it from another.
 enum class Reason {
     ProductExecutable,
     ProductScript,
@@ -28,10 +31,50 @@ enum class Reason {
     Vanished,
     Unreadable,
     Unsettled,
+    Stuck,
     OverBudget,
+    Count_,
 };
 
-const char* reasonText(Reason reason);
+struct ReasonRow {
+    Reason reason;
+    /// As the log has it.
+    const char* text;
+    /// Whether the log tells of it whatever the verbosity: the process is passed over, and might be the product's.
+    bool isWarning;
+};
+
+inline constexpr ReasonRow kReasons[] = {
+    {Reason::ProductExecutable, "runs an executable of the product", false},
+    {Reason::ProductScript, "runs a script of the product", false},
+    {Reason::UnfitPath, "its path must not become part of a command line", true},
+    {Reason::MapsProduct, "runs code of the product inside", false},
+    {Reason::HoldsProduct, "works in the product's tree", false},
+    {Reason::DemotedPid1, "only listed: the host's first process", false},
+    {Reason::DemotedAncestor, "only listed: an ancestor of the caller", false},
+    {Reason::DemotedScope, "only listed: in namespaces of its own", false},
+    {Reason::DemotedHostService, "only listed: a service of the host", false},
+    {Reason::DemotedUnexcludable, "only listed: no exclude list could name it", false},
+    {Reason::OtherPidNamespace, "in another pid namespace", false},
+    {Reason::ForeignUserNamespace, "in a user namespace that root does not own", false},
+    {Reason::NotTheHostsFile, "not this host's file of that path", false},
+    {Reason::CallersExecutable, "runs the caller's own executable", false},
+    {Reason::NoRelation, "has nothing to do with the product", false},
+    {Reason::Vanished, "vanished", false},
+    {Reason::Unreadable, "passed over: it cannot be read", true},
+    {Reason::Unsettled, "passed over: it executes one program after another", true},
+    {Reason::Stuck, "passed over: it does not answer", true},
+    {Reason::OverBudget, "passed over: too many mappings or descriptors", true},
+};
+
+constexpr const ReasonRow& rowOf(Reason reason) {
+    return kReasons[static_cast<std::size_t>(reason)];
+}
+
+static_assert(std::size(kReasons) == static_cast<std::size_t>(Reason::Count_), "a row for each Reason");
+static_assert(std::all_of(std::begin(kReasons), std::end(kReasons),
+                          [](const ReasonRow& row) { return &rowOf(row.reason) == &row; }),
+              "the rows stand in the order of the enum");
 
 /// `category` 0: no record.
 struct Verdict {

@@ -4,8 +4,10 @@
 #include <string>
 
 #include "Fuzz.h"
+#include "interpreters.h"
 #include "names.h"
 #include "procparse.h"
+#include "shebang.h"
 
 namespace {
 
@@ -29,11 +31,20 @@ void checkLines(std::string_view text) {
         demand(liesIn(shebang->interpreter, text) && liesIn(shebang->argument, text),
                "an interpreter lies in its line");
         demand(shebang->interpreter.find('\n') == std::string_view::npos, "a first line has no second");
+        if (const auto program = lister::shebangProgram(*shebang)) {
+            demand(!program->empty(), "a program has a name");
+        }
     }
-    if (const auto script = lister::scriptArgument(text)) {
-        demand(liesIn(*script, text) && script->starts_with("/"), "a script is absolute");
-        demand(script->find('\0') == std::string_view::npos, "an argument ends at its NUL");
+    for (const char* interpreter : {"sh", "perl", "python3", "gawk", "busybox", "php", "ruby", "tclsh"}) {
+        if (const auto script = lister::scriptArgument(interpreter, text)) {
+            demand(liesIn(*script, text) && !script->empty(), "a script is a part of its command line");
+            demand(script->find('\0') == std::string_view::npos, "an argument ends at its NUL");
+            demand(script->data() + script->size() < text.data() + text.size() &&
+                       script->data()[script->size()] == '\0',
+                   "a script that may have been cut is none");
+        }
     }
+    lister::parseArgumentsEnd(text);
     lister::parseEffectiveUid(text);
     lister::parsePid(text);
     demand(lister::unescapeOctal(text).size() <= text.size(), "an escape grows no text");

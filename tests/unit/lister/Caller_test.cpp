@@ -23,6 +23,13 @@ TEST_F(CallerFacts, CallerOfWhomAFactIsMissingIsAnError) {
     EXPECT_NO_THROW(const Caller caller(m_roots));
 }
 
+TEST_F(CallerFacts, InitialUserNamespaceIsKnownByItsNumber) {
+    link("self", "ns/user", "user:[4026531837]");
+    EXPECT_TRUE(Caller(m_roots).isInInitialUserNamespace());
+    link("self", "ns/user", "user:[4026532837]");
+    EXPECT_FALSE(Caller(m_roots).isInInitialUserNamespace());
+}
+
 TEST_F(CallerFacts, AncestorsAreFollowedToTheFirst) {
     const std::string parent = std::to_string(getppid());
     make(parent, "/bin/sh");

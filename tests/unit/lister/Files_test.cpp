@@ -1,5 +1,6 @@
 #include "files.h"
 
+#include <atomic>
 #include <cerrno>
 
 #include <linux/openat2.h>
@@ -13,9 +14,9 @@ namespace {
 /// What a look-up in the kernel's cache alone (RESOLVE_CACHED) is answered.
 enum class Answer { Real, FromTheCache, NotInTheCache };
 
-Answer g_answer = Answer::Real;
+std::atomic<Answer> g_answer = Answer::Real;
 /// Calls of statx, which may ask a disk or a server.
-int g_statusCalls = 0;
+std::atomic<int> g_statusCalls = 0;
 
 long answerLookUp(long folder, long path, long how) {
     const bool isCachedOnly = (reinterpret_cast<const open_how*>(how)->resolve & RESOLVE_CACHED) != 0;

@@ -34,6 +34,17 @@ namespace fs = std::filesystem;
 
 constexpr auto kAll = static_cast<Proc_categories>(CAT_CORVANE | CAT_THIRD_PARTY | CAT_OTHER_THIRD_PARTY);
 
+/// PID/stat as the kernel writes it. The arguments of a process end at an address of its memory, or at 0 before the
+/// kernel has laid them.
+inline std::string statLine(const std::string& pid, const std::string& name, const std::string& parent,
+                            const std::string& argumentsEnd = "140737488348048") {
+    std::string text = pid + " (" + name + ") S " + parent;
+    for (int field = 5; field < 49; ++field) {
+        text += " 0";
+    }
+    return text + " " + argumentsEnd + " 0 0 0\n";
+}
+
 /// What a judge says, as the scan takes it: a rule that could not be answered gives its reason.
 template <class Judge> Verdict verdictOf(const Judge& judge) {
     try {

@@ -42,7 +42,7 @@ class MadeUpProcess : public Lister {
         link(process, "root", "/");
         write(process, "maps", "");
         write(process, "cmdline", "");
-        write(process, "stat", "77 (name) S 1 77 77 0 -1\n");
+        write(process, "stat", statLine("77", "name", "1"));
         write(process, "status", "Name:\tname\nUid:\t0\t0\t0\t0\n");
     }
     /// The interpreter with a script of the product as its argument.

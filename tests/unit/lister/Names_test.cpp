@@ -48,16 +48,6 @@ TEST(Controls, AreShownAsQuestionMarks) {
     EXPECT_FALSE(hasControls("a b;$(c)"));
 }
 
-TEST(Names, InterpretersWithTheirVersions) {
-    for (const char* name :
-         {"sh", "bash", "dash", "perl", "perl5.36.0", "python3.11", "python", "ruby3.1", "tclsh8.6"}) {
-        EXPECT_TRUE(isInterpreterName(name)) << name;
-    }
-    for (const char* name : {"", "3", "vi", "less", "halvd", "pythonic", "bashful"}) {
-        EXPECT_FALSE(isInterpreterName(name)) << name;
-    }
-}
-
 TEST(Names, ServicesOfTheHost) {
     for (const char* name : {"systemd", "systemd-journald", "init", "dbus-daemon", "sshd", "sshd-session", "agetty",
                              "cron", "rsyslogd", "polkitd", "containerd-shim-runc-v2"}) {

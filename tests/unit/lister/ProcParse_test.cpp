@@ -48,6 +48,18 @@ TEST(Stat, HostileTextsGiveNothing) {
     }
 }
 
+TEST(ArgumentsEnd, IsTheFortyNinthField) {
+    const std::string before = "77 (a) b 9) S 1 77 77 0 -1 4194304 110 0 0 0 0 0 0 0 20 0 1 0 5126 2764800 256 "
+                               "18446744073709551615 94 95 96 0 0 0 0 0 0 0 0 0 17 1 0 0 0 0 0 97 98 99 140 ";
+    EXPECT_EQ(parseArgumentsEnd(before + "141 142 143 0\n"), 141U);
+    EXPECT_EQ(parseArgumentsEnd(before + "0 142 143 0\n"), 0U);
+    EXPECT_EQ(parseArgumentsEnd(before + "18446744073709551615 1 1 0\n"), 18446744073709551615U);
+    for (const std::string& text : {before, before + "x 1 1 0\n", before + "18446744073709551616 0",
+                                    std::string("77 (a S 1"), std::string(), std::string(")")}) {
+        EXPECT_FALSE(parseArgumentsEnd(text)) << text;
+    }
+}
+
 TEST(Maps, CapturedLines) {
     const auto text = parseMapsLine("7f1216e67000-7f1216e8d000 r-xp 00026000 fe:00 131170    /usr/lib/libc.so.6");
     ASSERT_TRUE(text);
@@ -93,28 +105,6 @@ TEST(OctalEscapes, AreUndoneAndOthersKept) {
         const std::string_view whole = text;
         EXPECT_EQ(unescapeOctal(whole.substr(0, 6)), whole.substr(0, 6));
     }
-}
-
-TEST(Shebangs, InterpreterAndArgument) {
-    EXPECT_EQ(parseShebang("#!/bin/sh\necho")->interpreter, "/bin/sh");
-    EXPECT_EQ(parseShebang("#! /usr/bin/env python3\n")->argument, "python3");
-    EXPECT_EQ(parseShebang("#!/bin/sh")->interpreter, "/bin/sh");
-    EXPECT_EQ(parseShebang("#!")->interpreter, "");
-    EXPECT_EQ(parseShebang("#!\n/bin/sh")->interpreter, "");
-    EXPECT_FALSE(parseShebang("#"));
-    EXPECT_FALSE(parseShebang(""));
-    EXPECT_FALSE(parseShebang("\x7f"
-                              "ELF"));
-}
-
-TEST(ScriptArgument, IsTheFirstThatIsNoOption) {
-    EXPECT_EQ(scriptArgument("sh\0/opt/x\0/opt/y\0"s), "/opt/x");
-    EXPECT_EQ(scriptArgument("perl\0-w\0-T\0/opt/x"s), "/opt/x");
-    EXPECT_EQ(scriptArgument("sh\0x\0/opt/y\0"s), std::nullopt);
-    EXPECT_EQ(scriptArgument("sh\0-c\0/opt/x\0"s), std::nullopt);
-    EXPECT_EQ(scriptArgument("sh\0"s), std::nullopt);
-    EXPECT_EQ(scriptArgument(""), std::nullopt);
-    EXPECT_EQ(scriptArgument("\0\0\0"s), std::nullopt);
 }
 
 TEST(EffectiveUid, IsTheSecondNumber) {

@@ -6,7 +6,7 @@
 #include <fcntl.h>
 #include <sys/resource.h>
 
-#include "ListerTest.h"
+#include "MadeUpProcess.h"
 
 namespace lister {
 namespace {
@@ -85,6 +85,7 @@ TEST_F(ScanOfTheTable, UnreadableProcessIsPassedOverByACallerThatMayReadAll) {
     fs::create_directories(m_folder / "proc/7");
     fs::create_symlink("/usr/bin/stranger", m_folder / "proc/1/exe");
     std::ofstream(m_folder / "proc/7/exe") << "no link";
+    fs::create_symlink("/proc/self", m_folder / "proc/self");
     const std::string proc = m_folder / "proc";
     m_roots.proc = proc.c_str();
     CV_Process_s* list = nullptr;
@@ -153,6 +154,30 @@ TEST_F(Shortage, OfDescriptorsIsAnErrorAndNeverAMissingProcess) {
         EXPECT_GE(errors, 3) << "the table, the process and the caller need one each";
         EXPECT_EQ(result.first, 0);
     }
+}
+
+class ScanOfADeniedProcess : public MadeUpProcess {
+  protected:
+    int statusFrom(const char* userNamespace) {
+        make("1", "/bin/true");
+        make("7", "/bin/true");
+        fs::remove(fs::path(m_proc) / "7/exe");
+        write("7", "exe", "no link, so it cannot be read");
+        link("self", "ns/user", userNamespace);
+        CV_Process_s* list = nullptr;
+        const int status = listProcesses(m_roots, &list, CAT_CORVANE, 0);
+        EXPECT_EQ(list, nullptr);
+        return status;
+    }
+};
+
+TEST_F(ScanOfADeniedProcess, IsWholeForRootOfTheHost) {
+    EXPECT_EQ(statusFrom("user:[4026531837]"), geteuid() == 0 ? 0 : EACCES);
+}
+
+/// Its CAP_SYS_PTRACE says nothing of the host's processes: it must not hear that nothing runs.
+TEST_F(ScanOfADeniedProcess, IsNotWholeForRootOfAUserNamespaceOfItsOwn) {
+    EXPECT_EQ(statusFrom("user:[4026532837]"), EACCES);
 }
 
 } // namespace

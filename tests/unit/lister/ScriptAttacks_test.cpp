@@ -38,29 +38,62 @@ class ScriptAttack : public Lister {
         close(output[1]);
         return child;
     }
-    std::unique_ptr<Child> runStopped(const fs::path& path, std::vector<std::string> arguments) {
-        auto child = std::make_unique<Child>(path, std::move(arguments));
+    std::unique_ptr<Child> runStopped(const fs::path& path, std::vector<std::string> arguments,
+                                      const fs::path& folder = "/", uid_t user = geteuid()) {
+        auto child = std::make_unique<Child>(path, std::move(arguments), [&] {
+            EXPECT_EQ(chdir(folder.c_str()), 0);
+            EXPECT_EQ(setresgid(user, user, user), 0);
+            EXPECT_EQ(setresuid(user, user, user), 0);
+        });
         awaitStop(child->pid());
         return child;
     }
     static constexpr char kStop[] = "kill -STOP $$\n";
 };
 
-TEST_F(ScriptAttack, RelativeScriptIsNotKnownByItsArgument) {
+TEST_F(ScriptAttack, RelativeScriptIsOneOfTheWorkingDirectory) {
     const fs::path script = writeScript("worker", std::string("#!/bin/sh\n") + kStop);
-    const auto child = std::make_unique<Child>("/bin/sh", std::vector<std::string>{"sh", "worker"},
-                                               [&] { EXPECT_EQ(chdir(script.parent_path().c_str()), 0); });
+    const auto child = runStopped("/bin/sh", {"sh", "worker"}, script.parent_path());
+    ASSERT_TRUE(find(child->pid(), CAT_CORVANE));
+    EXPECT_EQ(find(child->pid())->path, script.string());
+    const auto above = runStopped("/bin/sh", {"sh", "bin/../bin/worker"}, m_root);
+    ASSERT_TRUE(find(above->pid(), CAT_CORVANE));
+    EXPECT_EQ(find(above->pid())->path, script.string());
+}
+
+/// Any user may work in the tree and name a script there.
+TEST_F(ScriptAttack, RelativeScriptOfAnOrdinaryUserIsNotTheProduct) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can become an ordinary user";
+    }
+    writeScript("worker", std::string("#!/bin/sh\n") + kStop);
+    const auto child = runStopped("/bin/sh", {"sh", "worker"}, m_root + "/bin", kNobody);
     EXPECT_FALSE(find(child->pid(), CAT_CORVANE));
 }
 
-TEST_F(ScriptAttack, OptionsBeforeItAreSkipped) {
-    const fs::path script = writeScript("worker", std::string("#!/bin/sh\n") + kStop);
-    const auto child = runStopped("/bin/sh", {"sh", "-e", "-u", script.string(), "argument"});
-    // -e takes a program in other interpreters: it is not certain that a file comes behind it.
+TEST_F(ScriptAttack, RelativeScriptOfAnotherFolderIsNotTheProduct) {
+    writeScript("worker", "#!/bin/sh\n");
+    std::ofstream(m_folder / "worker") << "#!/bin/sh\n" << kStop;
+    const auto child = runStopped("/bin/sh", {"sh", "worker"}, m_folder);
     EXPECT_FALSE(find(child->pid(), CAT_CORVANE));
-    const auto other = runStopped("/bin/sh", {"sh", "-u", script.string(), "argument"});
-    ASSERT_TRUE(find(other->pid(), CAT_CORVANE));
-    EXPECT_EQ(find(other->pid())->path, script.string());
+}
+
+TEST_F(ScriptAttack, OptionsOfItsInterpreterAreSkipped) {
+    const fs::path script = writeScript("worker", std::string("#!/bin/sh -e\n") + kStop);
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"sh", "-e", "-u", script.string(), "argument"},
+          std::vector<std::string>{"sh", "-eu", "--", script.string()}}) {
+        const auto child = runStopped("/bin/sh", arguments);
+        ASSERT_TRUE(find(child->pid(), CAT_CORVANE));
+        EXPECT_EQ(find(child->pid())->path, script.string());
+    }
+}
+
+/// The file is an argument of the code, and what the process runs is not known.
+TEST_F(ScriptAttack, CodeOnTheCommandLineIsNotTheProduct) {
+    const fs::path script = writeScript("worker", "#!/bin/sh\n");
+    const auto child = runStopped("/bin/sh", {"sh", "-ec", kStop, script.string()});
+    EXPECT_FALSE(find(child->pid(), CAT_CORVANE));
 }
 
 TEST_F(ScriptAttack, ScriptThroughEnvIsTheProduct) {

@@ -96,6 +96,25 @@ TEST_F(ScriptRule, InterpreterThatAnybodyCouldHaveMadeIsNotTrusted) {
     EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
 }
 
+TEST_F(ScriptRule, RelativeArgumentIsOneOfTheWorkingDirectory) {
+    const fs::path script = makeScript("77", "#!/bin/sh");
+    write("77", "cmdline", std::string("sh\0bin/worker\0", 14));
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation) << "it works in /";
+    link("77", "cwd", m_root);
+    EXPECT_EQ(judge("77", judgeScript).path, script.string());
+    link("77", "cwd", m_root + "/bin");
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
+    fs::remove(fs::path(m_proc) / "77/cwd");
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::Vanished);
+}
+
+/// What a chrooted process calls /usr/quarn is another folder, and its script another file.
+TEST_F(ScriptRule, ScriptOfAnotherRootIsNotTheHosts) {
+    makeScript("77", "#!/bin/sh");
+    link("77", "root", m_folder);
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::NotTheHostsFile);
+}
+
 TEST_F(ScriptRule, AncestorIsNoScriptOfTheProduct) {
     makeScript("77", "#!/bin/sh");
     EXPECT_EQ(judge("77", judgeScript, getppid()).reason, Reason::NoRelation);

@@ -1,0 +1,136 @@
+#include "worker.h"
+
+#include <condition_variable>
+#include <ctime>
+#include <exception>
+#include <mutex>
+#include <utility>
+
+#include <pthread.h>
+
+#include "verdict.h"
+
+namespace lister {
+
+namespace {
+
+/// How often a job is looked at while the patience lasts.
+constexpr int kLooks = 4;
+/// A judgement's deepest frames hold a few buffers of a page each, and one of four. Debug builds and sanitizers need
+/// more.
+constexpr std::size_t kStackSize = 1U << 20U;
+
+} // namespace
+
+/// What the caller and the thread share; a thread that is left behind keeps it alive.
+struct Worker::Thread {
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::function<void()> job;
+    std::exception_ptr failure;
+    bool isWorking = false;
+    bool isEnding = false;
+    bool isLeftBehind = false;
+    pthread_t id = {};
+
+    void work();
+    [[nodiscard]] timespec processorTime() const;
+    [[nodiscard]] bool awaitEnd(std::unique_lock<std::mutex>& lock, std::chrono::milliseconds patience);
+    static void* start(void* shared);
+};
+
+void* Worker::Thread::start(void* shared) {
+    const std::unique_ptr<std::shared_ptr<Thread>> own(static_cast<std::shared_ptr<Thread>*>(shared));
+    (*own)->work();
+    return nullptr;
+}
+
+void Worker::Thread::work() {
+    std::unique_lock<std::mutex> lock(mutex);
+    while (true) {
+        changed.wait(lock, [this] { return isWorking || isEnding; });
+        if (isEnding) {
+            return;
+        }
+        lock.unlock();
+        try {
+            job();
+        } catch (...) {
+            failure = std::current_exception();
+        }
+        lock.lock();
+        if (isLeftBehind) {
+            return;
+        }
+        isWorking = false;
+        changed.notify_all();
+    }
+}
+
+timespec Worker::Thread::processorTime() const {
+    clockid_t clock = {};
+    timespec time = {};
+    if (pthread_getcpuclockid(id, &clock) == 0) {
+        clock_gettime(clock, &time);
+    }
+    return time;
+}
+
+/// A thread that waits in the kernel uses no processor time; one that has much to read does.
+bool Worker::Thread::awaitEnd(std::unique_lock<std::mutex>& lock, std::chrono::milliseconds patience) {
+    timespec last = {};
+    for (int idle = 0; isWorking && idle < kLooks;) {
+        if (changed.wait_for(lock, patience / kLooks, [this] { return !isWorking; })) {
+            break;
+        }
+        const timespec now = processorTime();
+        idle = now.tv_sec == last.tv_sec && now.tv_nsec == last.tv_nsec ? idle + 1 : 0;
+        last = now;
+    }
+    return !isWorking;
+}
+
+Worker::Worker() : m_thread(std::make_shared<Thread>()) {
+    auto shared = std::make_unique<std::shared_ptr<Thread>>(m_thread);
+    pthread_attr_t attributes = {};
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, kStackSize);
+    const int error = pthread_create(&m_thread->id, &attributes, Thread::start, shared.get());
+    pthread_attr_destroy(&attributes);
+    if (error != 0) {
+        throw ScanFailure{error};
+    }
+    static_cast<void>(shared.release()); // the thread's now
+}
+
+Worker::~Worker() {
+    const bool wasLeftBehind = [this] {
+        const std::lock_guard<std::mutex> lock(m_thread->mutex);
+        m_thread->isEnding = true;
+        m_thread->changed.notify_all();
+        return m_thread->isLeftBehind;
+    }();
+    if (!wasLeftBehind) {
+        pthread_join(m_thread->id, nullptr);
+    }
+}
+
+bool Worker::run(std::function<void()> job, std::chrono::milliseconds patience) {
+    std::unique_lock<std::mutex> lock(m_thread->mutex);
+    m_thread->job = std::move(job);
+    m_thread->failure = nullptr;
+    m_thread->isWorking = true;
+    m_thread->changed.notify_all();
+    if (!m_thread->awaitEnd(lock, patience)) {
+        m_thread->isLeftBehind = true;
+        pthread_detach(m_thread->id);
+        return false;
+    }
+    m_thread->job = nullptr;
+    if (m_thread->failure) {
+        std::rethrow_exception(std::exchange(m_thread->failure, nullptr));
+    }
+    return true;
+}
+
+} // namespace lister

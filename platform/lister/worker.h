@@ -1,0 +1,29 @@
+/// Work that may never come to an end, on a thread of its own.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+
+namespace lister {
+
+/// A thread that does one job at a time. A job that is stuck is left behind together with the thread.
+class Worker {
+  public:
+    /// Throws ScanFailure where no thread can be had.
+    Worker();
+    /// Ends the thread, unless it was left behind.
+    ~Worker();
+    Worker(const Worker&) = delete;
+    Worker& operator=(const Worker&) = delete;
+
+    /// Does the job and throws what it threw. Returns false where it used no processor time for as long as `patience`:
+    /// then it may still go on at any later time, so it must own whatever it uses, and the worker takes no other job.
+    [[nodiscard]] bool run(std::function<void()> job, std::chrono::milliseconds patience);
+
+  private:
+    struct Thread;
+    std::shared_ptr<Thread> m_thread;
+};
+
+} // namespace lister

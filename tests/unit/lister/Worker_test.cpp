@@ -1,0 +1,76 @@
+#include "worker.h"
+
+#include <atomic>
+#include <ctime>
+#include <future>
+#include <stdexcept>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "verdict.h"
+
+namespace lister {
+namespace {
+
+using std::chrono::milliseconds;
+
+TEST(Worker, DoesOneJobAfterTheOther) {
+    Worker worker;
+    std::vector<int> done;
+    for (int job = 0; job < 100; ++job) {
+        ASSERT_TRUE(worker.run([&done, job] { done.push_back(job); }, milliseconds(1000)));
+        EXPECT_EQ(done.back(), job);
+    }
+    EXPECT_EQ(done.size(), 100U);
+}
+
+TEST(Worker, ThrowsWhatTheJobThrewAndTakesAnother) {
+    Worker worker;
+    EXPECT_THROW(static_cast<void>(worker.run([] { throw ScanFailure{5}; }, milliseconds(1000))), ScanFailure);
+    EXPECT_THROW(static_cast<void>(worker.run([] { throw std::bad_alloc(); }, milliseconds(1000))), std::bad_alloc);
+    bool isDone = false;
+    EXPECT_TRUE(worker.run([&isDone] { isDone = true; }, milliseconds(1000)));
+    EXPECT_TRUE(isDone);
+}
+
+/// It goes on for itself when it is let go: what it owns must still be there.
+TEST(Worker, StuckJobIsLeftBehind) {
+    std::promise<void> release;
+    const auto end = std::make_shared<std::promise<int>>();
+    std::future<int> left = end->get_future();
+    {
+        Worker worker;
+        EXPECT_FALSE(worker.run(
+            [gate = release.get_future().share(), end] {
+                gate.wait();
+                end->set_value(42);
+            },
+            milliseconds(20)));
+    }
+    release.set_value();
+    EXPECT_EQ(left.get(), 42);
+}
+
+double processorSeconds() {
+    timespec time = {};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+/// A database with many mappings takes its time.
+TEST(Worker, BusyJobIsWaitedFor) {
+    Worker worker;
+    std::atomic<bool> isDone = false;
+    EXPECT_TRUE(worker.run(
+        [&isDone] {
+            for (const double begin = processorSeconds(); processorSeconds() < begin + 0.5;) {
+            }
+            isDone = true;
+        },
+        milliseconds(400)));
+    EXPECT_TRUE(isDone);
+}
+
+} // namespace
+} // namespace lister
