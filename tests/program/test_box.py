@@ -340,7 +340,7 @@ def fleet(name):
 def table_rows():
     lines = (REPO / "tests/unit/shutdown/shutdown_table.txt").read_text().splitlines()
     rows = [shlex.split(line) for line in lines if not line.startswith("#")]
-    return {row[3]: row[5] for row in rows if row[4] == "false"}
+    return {row[2]: row[4] for row in rows if row[3] == "false"}
 
 
 def names(lines):

@@ -4,10 +4,10 @@ import shlex
 
 from box import ALL_SPECIFIED, BIN, GATHERING, JOURNAL, LOG, REPO, assert_ends, initiating, seconds
 
-TABLE = REPO / "tests/unit/src/shutdown_table.txt"
+TABLE = REPO / "tests/unit/shutdown/shutdown_table.txt"
 # Made by the build from the program's own table.
 PLAN = REPO / "docs/shutdown-plan.md"
-COLUMNS = "position sequence group name command killType firstOnly waitType mask service".split()
+COLUMNS = "sequence group name command killType firstOnly waitType mask service".split()
 ROWS = [dict(zip(COLUMNS, shlex.split(line))) for line in TABLE.read_text().splitlines() if not line.startswith("#")]
 PROCESS_ROWS = [row for row in ROWS if row["command"] == "false"]
 ADMIN = f"{BIN}/admincmd"

@@ -25,20 +25,21 @@ TEST_P(ListerFaults, NobodyIsMissingInSilence) {
     const Child exited(leader, {"leader"});
     awaitExitOfLeader(exited.pid());
     const Child worker(writeScript("worker", "#!/bin/sh\nkill -STOP $$\n"), {"worker"});
-    int status = 0;
-    ASSERT_EQ(waitpid(worker.pid(), &status, WUNTRACED), worker.pid());
+    awaitStop(worker.pid());
     fs::copy_file(mappedFile("libm.so"), m_root + "/bin/library.so");
     const Child mapper("/bin/sleep", {"sleep", "60"},
                        [this] { setenv("LD_PRELOAD", (m_root + "/bin/library.so").c_str(), 1); });
     const Child editor("/bin/sleep", {"sleep", "60"}, [this] { fs::current_path(m_root); });
     for (const Child* child : std::initializer_list<const Child*>{
              daemon.get(), hardened.get(), replaced.get(), contained.get(), &exited, &worker, &mapper, &editor}) {
-        show(std::to_string(child->pid()));
+        show(child->pid());
     }
-    Outcome whole = scan();
-    while (whole.found.size() < 8 || whole.found[mapper.pid()] != CAT_THIRD_PARTY) { // until all have taken their shape
+    Outcome whole;
+    const auto haveTakenTheirShape = [&] {
         whole = scan();
-    }
+        return whole.found.size() == 8 && whole.found[mapper.pid()] == CAT_THIRD_PARTY;
+    };
+    ASSERT_TRUE(comesTrue(haveTakenTheirShape)) << whole.found.size() << " are listed\n" << whole.log;
     int tried = 0;
     for (bool wasReached = true; wasReached; ++tried) {
         faults::arm(call, error, tried + 1);
@@ -69,7 +70,7 @@ TEST_P(ListerFaults, NobodyIsMissingInSilence) {
 
 TEST_F(ListerLog, TellsOfAPathThatIsTooLong) {
     const auto daemon = run(install("halvd"));
-    show(std::to_string(daemon->pid()));
+    show(daemon->pid());
     faults::arm("readlinkat", ENAMETOOLONG, 1);
     const Outcome found = scan();
     EXPECT_TRUE(found.wasReached);
@@ -81,7 +82,7 @@ TEST_F(ListerLog, TellsOfAPathThatIsTooLong) {
 
 TEST_F(ListerLog, TellsOfAnExecutableThatCannotBeRead) {
     const auto daemon = run(install("halvd"));
-    show(std::to_string(daemon->pid()));
+    show(daemon->pid());
     faults::arm("readlinkat", EACCES, 1);
     const Outcome found = scan();
     EXPECT_TRUE(found.wasReached);
@@ -93,7 +94,7 @@ TEST_F(ListerLog, TellsOfAnExecutableThatCannotBeRead) {
 TEST_F(ListerLog, TellsWhyADaemonOfAnUnfitPathIsOnlyListed) {
     const fs::path path = install("hal vd");
     const auto daemon = run(path);
-    show(std::to_string(daemon->pid()));
+    show(daemon->pid());
     EXPECT_THAT(scan().log, testing::HasSubstr("warning find_processes_CV: Process " + std::to_string(daemon->pid()) +
                                                " category 4, its path must not become part of a command line: " +
                                                path.string() + "\n"));
@@ -101,7 +102,7 @@ TEST_F(ListerLog, TellsWhyADaemonOfAnUnfitPathIsOnlyListed) {
 
 TEST_F(ListerLog, TellsWhoWentOverTheBudget) {
     const auto child = run(copySleep(m_folder / "reader"));
-    show(std::to_string(child->pid()));
+    show(child->pid());
     m_roots.budget.descriptors = 0;
     EXPECT_THAT(scan().log, testing::HasSubstr("warning find_processes_CV: Process " + std::to_string(child->pid()) +
                                                " category 0, passed over: too many mappings or descriptors: "));
@@ -109,9 +110,9 @@ TEST_F(ListerLog, TellsWhoWentOverTheBudget) {
 
 TEST_F(ListerLog, TellsOfEverybodyWhoIsRelatedWhenAskedForDetail) {
     const auto daemon = run(install("halvd"));
-    show(std::to_string(daemon->pid()));
+    show(daemon->pid());
     const auto stranger = run(copySleep(m_folder / "stranger"));
-    show(std::to_string(stranger->pid()));
+    show(stranger->pid());
     const Outcome found = scan(99);
     EXPECT_THAT(found.log,
                 testing::HasSubstr("info find_processes_CV: Process " + std::to_string(daemon->pid()) +
@@ -122,7 +123,7 @@ TEST_F(ListerLog, TellsOfEverybodyWhoIsRelatedWhenAskedForDetail) {
 /// Without the mount of a file nothing proves a path, and "nothing runs" would be a lie.
 TEST_F(ListerLog, KernelThatDoesNotTellMountsEndsTheScan) {
     const auto daemon = run(install("halvd"));
-    show(std::to_string(daemon->pid()));
+    show(daemon->pid());
     faults::tellMounts(false);
     const Outcome found = scan();
     faults::tellMounts(true);
@@ -132,9 +133,9 @@ TEST_F(ListerLog, KernelThatDoesNotTellMountsEndsTheScan) {
 
 TEST_F(ListerLog, SaysNothingOfWhomItKnows) {
     const auto daemon = run(install("halvd"));
-    show(std::to_string(daemon->pid()));
+    show(daemon->pid());
     const auto stranger = run(copySleep(m_folder / "stranger"));
-    show(std::to_string(stranger->pid()));
+    show(stranger->pid());
     const Outcome found = scan();
     EXPECT_FALSE(tellsOf(found, daemon->pid())) << found.log;
     EXPECT_FALSE(tellsOf(found, stranger->pid())) << found.log;

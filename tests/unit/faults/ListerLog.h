@@ -2,11 +2,8 @@
 #pragma once
 
 #include <map>
-#include <sstream>
 #include <string>
 #include <utility>
-
-#include <sched.h>
 
 #include "Faults.h"
 #include "ListerTest.h"
@@ -25,23 +22,14 @@ struct Outcome {
 };
 
 /// A process table of few, and the log of what a scan has to say of it.
-class ListerLog : public Lister {
+class ListerLog : public FewProcesses {
   protected:
-    /// A process table of few: whoever else runs here costs nothing, and cannot come or go between two scans.
     ListerLog() {
-        m_table = (m_folder / "proc").string();
-        fs::create_directories(m_table);
-        m_roots.proc = m_table.c_str();
-        show("1");
-        show("self");
-        show(std::to_string(getppid()));
         m_logFile = (m_folder / "log").string();
         m_savedLogger = std::exchange(CVLogger::s_default, &m_logger);
         m_logger.openFile(m_logFile.c_str(), "host", "test", nullptr);
     }
     ~ListerLog() override { CVLogger::s_default = m_savedLogger; }
-
-    void show(const std::string& name) { fs::create_symlink("/proc/" + name, m_table + "/" + name); }
 
     Outcome scan(int verbosity = 0) {
         fs::resize_file(m_logFile, 0);
@@ -54,26 +42,14 @@ class ListerLog : public Lister {
             result.paths[list->pid] = list->path;
             std::free(std::exchange(list, list->next));
         }
-        std::ostringstream text;
-        text << std::ifstream(m_logFile).rdbuf();
-        result.log = text.str();
+        result.log = textOf(m_logFile);
         return result;
     }
 
-    std::string m_table;
     std::string m_logFile;
     CVLogger m_logger;
     CVLogger* m_savedLogger = nullptr;
 };
-
-/// The path of a file that the test itself has mapped.
-inline std::string mappedFile(const std::string& name) {
-    std::ifstream maps("/proc/self/maps");
-    std::string line;
-    while (std::getline(maps, line) && line.find("/" + name) == std::string::npos) {
-    }
-    return line.substr(line.find('/'));
-}
 
 inline bool tellsOf(const Outcome& scan, pid_t pid) {
     return scan.log.find("Process " + std::to_string(pid) + " ") != std::string::npos;
@@ -81,10 +57,9 @@ inline bool tellsOf(const Outcome& scan, pid_t pid) {
 
 /// Returns when the first thread of a process has exited: the kernel shows no executable for it then.
 inline void awaitExitOfLeader(pid_t pid) {
+    const std::string link = "/proc/" + std::to_string(pid) + "/exe";
     char path[PATH_MAX];
-    while (readlink(("/proc/" + std::to_string(pid) + "/exe").c_str(), path, sizeof path) >= 0) {
-        sched_yield();
-    }
+    EXPECT_TRUE(comesTrue([&] { return readlink(link.c_str(), path, sizeof path) < 0; })) << link;
 }
 
 } // namespace lister

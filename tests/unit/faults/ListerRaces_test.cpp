@@ -3,7 +3,6 @@
 #include <csignal>
 #include <functional>
 #include <memory>
-#include <sstream>
 #include <string>
 
 #include <sched.h>
@@ -32,7 +31,7 @@ class ListerRaces : public ListerLog {
             const std::unique_ptr<Child> child = start();
             const pid_t pid = child->pid();
             awaitReady(pid);
-            show(std::to_string(pid));
+            show(pid);
             faults::interrupt(calls + 1, [&] { act(pid); });
             const Outcome found = scan();
             fs::remove(m_table + "/" + std::to_string(pid));
@@ -58,9 +57,9 @@ class ListerRaces : public ListerLog {
         return [executable](pid_t pid) {
             kill(pid, SIGUSR1);
             const std::string process = "/proc/" + std::to_string(pid);
-            while (textOfLink(process + "/exe") != executable || textOf(process + "/cmdline").empty()) {
-                sched_yield();
-            }
+            EXPECT_TRUE(comesTrue([&] {
+                return textOfLink(process + "/exe") == executable && !textOf(process + "/cmdline").empty();
+            })) << executable;
         };
     }
     static std::string textOfLink(const std::string& link) {
@@ -68,17 +67,11 @@ class ListerRaces : public ListerLog {
         const ssize_t length = readlink(link.c_str(), text, sizeof text);
         return {text, length > 0 ? static_cast<std::size_t>(length) : 0};
     }
-    static std::string textOf(const std::string& path) {
-        std::ostringstream text;
-        text << std::ifstream(path).rdbuf();
-        return text.str();
-    }
 
     /// By then it has all its libraries, and waits for the signal or is about to.
     static void awaitReady(pid_t pid) {
-        while (textOf("/proc/" + std::to_string(pid) + "/comm") != "ready\n") {
-            sched_yield();
-        }
+        const std::string name = "/proc/" + std::to_string(pid) + "/comm";
+        ASSERT_TRUE(comesTrue([&] { return textOf(name) == "ready\n"; })) << textOf(name);
     }
 };
 
@@ -224,7 +217,7 @@ TEST_F(ListerExecutions, WhoExecutesWithoutAPauseIsPassedOverWithAWarning) {
     }
     const Child child(programs.front(), arguments);
     awaitReady(child.pid());
-    show(std::to_string(child.pid()));
+    show(child.pid());
     std::size_t calls = 0;
     const std::function<void()> actAgain = [&] {
         if (++calls < programs.size()) {

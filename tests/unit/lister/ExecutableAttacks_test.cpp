@@ -22,11 +22,6 @@ class Attack : public Lister {
         fs::permissions(m_folder, fs::perms::others_read | fs::perms::others_exec, fs::perm_options::add);
     }
 
-    [[nodiscard]] Verdict judge(pid_t pid) const {
-        const UniqueFd proc(open("/proc", O_PATH | O_DIRECTORY | O_CLOEXEC));
-        return judgeExecutable(Caller(m_roots), PinnedProcess(proc.get(), pid, std::to_string(pid).c_str()));
-    }
-
     /// Makes the folders of a path of that many bytes one by one: no call takes such a path whole. Returns the last.
     [[nodiscard]] UniqueFd makeFolders(std::size_t length) const {
         UniqueFd folder(open(m_root.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
@@ -78,7 +73,7 @@ TEST_F(Attack, PathOf1024BytesIsOnlyListedAndCut) {
     ASSERT_TRUE(record);
     EXPECT_EQ(record->category, CAT_OTHER_THIRD_PARTY);
     EXPECT_EQ(std::string(record->path).size(), 1023U);
-    EXPECT_EQ(judge(child->pid()).reason, Reason::UnfitPath);
+    EXPECT_EQ(judge(child->pid(), judgeExecutable).reason, Reason::UnfitPath);
     EXPECT_FALSE(find(child->pid(), CAT_CORVANE));
 }
 
@@ -132,7 +127,7 @@ TEST_F(Attack, ExecutableFakedInAUserNamespaceOfAnOrdinaryUserIsNotTheProduct) {
         GTEST_SKIP() << "the kernel forbids the attack here: " << word;
     }
     ASSERT_EQ(fs::read_symlink("/proc/" + std::to_string(liar->pid()) + "/exe"), daemon);
-    EXPECT_EQ(judge(liar->pid()).reason, Reason::ForeignUserNamespace);
+    EXPECT_EQ(judge(liar->pid(), judgeExecutable).reason, Reason::ForeignUserNamespace);
     EXPECT_FALSE(find(liar->pid(), CAT_CORVANE));
 }
 

@@ -52,14 +52,15 @@ void* __wrap_calloc(std::size_t count, std::size_t size) {
 namespace lister {
 namespace {
 
-class OutOfMemory : public Lister, public testing::WithParamInterface<Proc_categories> {};
+class OutOfMemory : public FewProcesses, public testing::WithParamInterface<Proc_categories> {};
 
 TEST_P(OutOfMemory, AtAnyAllocationIsAnErrorAndNeverAShorterList) {
     const auto daemon = run(install("halvd"));
     const fs::path script = writeScript("worker", "#!/bin/sh\nkill -STOP $$\n");
     const Child worker(script, {"worker"});
-    int status = 0;
-    ASSERT_EQ(waitpid(worker.pid(), &status, WUNTRACED), worker.pid());
+    awaitStop(worker.pid());
+    show(daemon->pid());
+    show(worker.pid());
     int failures = 0;
     for (bool isDone = false; !isDone; ++failures) {
         CV_Process_s* list = nullptr;

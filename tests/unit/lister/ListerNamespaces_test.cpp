@@ -1,16 +1,15 @@
 // Processes in mount namespaces of their own: a hardened service sees the host's files, a container has its own at the
 // same paths. Only root can make such namespaces.
 
-#include "ListerTest.h"
+#include "LiveMapper.h"
 
-#include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
 
 namespace lister {
 namespace {
 
-class MountNamespace : public Lister {
+class MountNamespace : public LiveMapper {
   protected:
     void SetUp() override {
         if (geteuid() != 0) {
@@ -31,43 +30,14 @@ class MountNamespace : public Lister {
         EXPECT_EQ(mount(m_copy.c_str(), m_root.c_str(), nullptr, MS_BIND, nullptr), 0);
     }
 
-    template <class Judge> Verdict judge(pid_t pid, const Judge& judgeOne) const {
-        const UniqueFd proc(open("/proc", O_PATH | O_DIRECTORY | O_CLOEXEC));
-        return judgeOne(Caller(m_roots), PinnedProcess(proc.get(), pid, std::to_string(pid).c_str()));
-    }
-    [[nodiscard]] Verdict judgeHolder(pid_t pid) const {
-        return judge(pid, [this](const Caller& caller, const PinnedProcess& process) {
-            return judgeThirdParty(m_roots, caller, process);
-        });
-    }
-
-    /// sleep(1) with a library of the product inside, once the loader has mapped it.
-    std::unique_ptr<Child> runMapper(const std::function<void()>& prepare) {
-        const std::string library = m_root + "/bin/library.so";
-        auto child = run(copySleep(m_folder / "mapper"), [&] {
-            prepare();
-            setenv("LD_PRELOAD", library.c_str(), 1);
-        });
-        std::string where;
-        while (where.find("nanosleep") == std::string::npos) {
-            std::ifstream file("/proc/" + std::to_string(child->pid()) + "/wchan");
-            std::getline(file, where);
-        }
-        return child;
-    }
-
-    /// The script, once it stops itself.
-    static void awaitStop(pid_t pid) {
-        int status = 0;
-        ASSERT_EQ(waitpid(pid, &status, WUNTRACED), pid);
-        ASSERT_TRUE(WIFSTOPPED(status));
+    std::unique_ptr<Child> runHostsMapper(const std::function<void()>& prepare) const {
+        return runMapper("mapper", m_root + "/bin/library.so", prepare);
     }
 
     fs::path m_copy;
 };
 
 constexpr char kStopsItself[] = "#!/bin/sh\nkill -STOP $$\n";
-const fs::path kMathLibrary = "/lib/x86_64-linux-gnu/libm.so.6";
 
 TEST_F(MountNamespace, HardenedDaemonIsTheProducts) {
     const auto daemon = run(install("halvd"), harden);
@@ -118,8 +88,8 @@ TEST_F(MountNamespace, ScriptOfAnotherTreeIsNotTheProducts) {
 }
 
 TEST_F(MountNamespace, WhoMapsTheHostsLibraryMapsTheProducts) {
-    fs::copy_file(kMathLibrary, m_root + "/bin/library.so");
-    const auto mapper = runMapper(harden);
+    installLibrary(m_root);
+    const auto mapper = runHostsMapper(harden);
     for (const bool queryMappings : {true, false}) {
         m_roots.queryMappings = queryMappings;
         EXPECT_EQ(judgeHolder(mapper->pid()).reason, Reason::MapsProduct);
@@ -127,9 +97,9 @@ TEST_F(MountNamespace, WhoMapsTheHostsLibraryMapsTheProducts) {
 }
 
 TEST_F(MountNamespace, WhoMapsTheLibraryOfAnotherTreeHasNothingOfTheProduct) {
-    fs::copy_file(kMathLibrary, m_root + "/bin/library.so");
-    fs::copy_file(kMathLibrary, m_copy / "bin/library.so");
-    const auto mapper = runMapper([this] { contain(); });
+    installLibrary(m_root);
+    installLibrary(m_copy);
+    const auto mapper = runHostsMapper([this] { contain(); });
     for (const bool queryMappings : {true, false}) {
         m_roots.queryMappings = queryMappings;
         EXPECT_EQ(judgeHolder(mapper->pid()).reason, Reason::NoRelation);
@@ -137,17 +107,17 @@ TEST_F(MountNamespace, WhoMapsTheLibraryOfAnotherTreeHasNothingOfTheProduct) {
 }
 
 TEST_F(MountNamespace, WhoMapsALibraryThatTheHostDoesNotHaveHasNothingOfTheProduct) {
-    fs::copy_file(kMathLibrary, m_copy / "bin/library.so");
-    const auto mapper = runMapper([this] { contain(); });
+    installLibrary(m_copy);
+    const auto mapper = runHostsMapper([this] { contain(); });
     EXPECT_EQ(judgeHolder(mapper->pid()).reason, Reason::NoRelation);
 }
 
 /// An exclude list would find another file by that path.
 TEST_F(MountNamespace, MapperWhoseExecutableTheCallerDoesNotFindByItsPathIsOnlyListed) {
-    fs::copy_file(kMathLibrary, m_root + "/bin/library.so");
+    installLibrary(m_root);
     fs::create_directories(m_folder / "own");
     copySleep(m_folder / "own/other");
-    const auto mapper = runMapper([this] {
+    const auto mapper = runHostsMapper([this] {
         harden();
         EXPECT_EQ(mount((m_folder / "own/other").c_str(), (m_folder / "mapper").c_str(), nullptr, MS_BIND, nullptr), 0);
     });
@@ -155,8 +125,8 @@ TEST_F(MountNamespace, MapperWhoseExecutableTheCallerDoesNotFindByItsPathIsOnlyL
 }
 
 TEST_F(MountNamespace, MapperWhoseExecutableWasReplacedIsOnlyListed) {
-    fs::copy_file(kMathLibrary, m_root + "/bin/library.so");
-    const auto mapper = runMapper(harden);
+    installLibrary(m_root);
+    const auto mapper = runHostsMapper(harden);
     fs::remove(m_folder / "mapper");
     copySleep(m_folder / "mapper");
     EXPECT_EQ(judgeHolder(mapper->pid()).reason, Reason::DemotedUnexcludable);

@@ -2,18 +2,22 @@
 /// each is ended by its parent, by pid.
 #pragma once
 
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include <fcntl.h>
+#include <sched.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -48,6 +52,42 @@ template <class Judge> Verdict verdictOf(const Judge& judge) {
     } catch (const ProcessLost& lost) {
         return {0, lost.reason, ""};
     }
+}
+
+/// Whether the condition comes true. Asks again and again, for up to a minute: no machine takes as long.
+inline bool comesTrue(const std::function<bool()>& condition) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
+        }
+        sched_yield();
+    }
+    return true;
+}
+
+/// The whole of a file; empty where there is none.
+inline std::string textOf(const fs::path& path) {
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// The path of a library that the test itself has mapped, wherever this machine keeps it.
+inline std::string mappedFile(const std::string& name) {
+    const std::string maps = textOf("/proc/self/maps");
+    const std::size_t at = maps.find("/" + name);
+    if (at == std::string::npos) {
+        throw std::runtime_error("the test does not use " + name);
+    }
+    const std::size_t begin = maps.rfind(' ', at) + 1;
+    return maps.substr(begin, maps.find('\n', at) - begin);
+}
+
+/// Returns when a process has stopped itself.
+inline void awaitStop(pid_t pid) {
+    int status = 0;
+    EXPECT_TRUE(comesTrue([&] { return waitpid(pid, &status, WUNTRACED | WNOHANG) != 0; }));
+    EXPECT_TRUE(WIFSTOPPED(status)) << "process " << pid << ", status " << status;
 }
 
 /// A child that waits to be ended, running `path` with the arguments. It is running that by the time it exists.
@@ -114,6 +154,13 @@ class Lister : public testing::Test {
         return path;
     }
 
+    /// What a judge says of a live process.
+    template <class Judge> [[nodiscard]] Verdict judge(pid_t pid, const Judge& rule) const {
+        const UniqueFd proc(open("/proc", O_PATH | O_DIRECTORY | O_CLOEXEC));
+        return verdictOf(
+            [&] { return rule(Caller(m_roots), PinnedProcess(proc.get(), pid, std::to_string(pid).c_str())); });
+    }
+
     /// The record of a process, if it is listed.
     std::optional<CV_Process_s> find(pid_t pid, Proc_categories categories = kAll) {
         CV_Process_s* list = nullptr;
@@ -133,6 +180,24 @@ class Lister : public testing::Test {
     fs::path m_folder;
     std::string m_root;
     Roots m_roots;
+};
+
+/// A process table of few: whatever else runs here costs nothing, and cannot come or go between two scans.
+class FewProcesses : public Lister {
+  protected:
+    FewProcesses() {
+        m_table = (m_folder / "proc").string();
+        fs::create_directories(m_table);
+        m_roots.proc = m_table.c_str();
+        show("1");
+        show("self");
+        show(std::to_string(getppid()));
+    }
+
+    void show(const std::string& name) const { fs::create_symlink("/proc/" + name, m_table + "/" + name); }
+    void show(pid_t pid) const { show(std::to_string(pid)); }
+
+    std::string m_table;
 };
 
 } // namespace lister

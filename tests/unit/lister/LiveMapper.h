@@ -1,45 +1,45 @@
-/// Live processes that map, hold or have nothing of the product, and the verdict on them.
+/// Live processes that run the product's code inside, and the verdict on them.
 #pragma once
 
-#include <fstream>
+#include <cstdlib>
+#include <functional>
 #include <memory>
 #include <string>
-
-#include <fcntl.h>
 
 #include "ListerTest.h"
 
 namespace lister {
 
-/// Ways to ask for executable mappings: both run whatever the kernel.
-class LiveMapper : public Lister, public testing::WithParamInterface<bool> {
+class LiveMapper : public Lister {
   protected:
-    LiveMapper() { m_roots.queryMappings = GetParam(); }
-
     [[nodiscard]] Verdict judgeHolder(pid_t pid) const {
-        const UniqueFd proc(open("/proc", O_PATH | O_DIRECTORY | O_CLOEXEC));
-        return verdictOf([&] {
-            return judgeThirdParty(m_roots, Caller(m_roots),
-                                   PinnedProcess(proc.get(), pid, std::to_string(pid).c_str()));
+        return judge(pid, [this](const Caller& caller, const PinnedProcess& process) {
+            return judgeThirdParty(m_roots, caller, process);
         });
     }
 
-    /// Starts a copy of sleep(1) that runs a library of the product inside, and waits until the loader has mapped it.
-    std::unique_ptr<Child> runMapper(const std::string& name) {
-        const fs::path library = m_root + "/bin/libproduct.so";
-        fs::copy_file(fs::canonical("/lib/x86_64-linux-gnu/libm.so.6"), library);
-        auto child = run(copySleep(m_folder / name), [&] { setenv("LD_PRELOAD", library.c_str(), 1); });
-        awaitSleep(*child);
+    /// Puts a library into a tree: any will do that sleep(1) does not use.
+    static std::string installLibrary(const fs::path& tree) {
+        const fs::path library = tree / "bin/library.so";
+        fs::copy_file(mappedFile("libm.so"), library);
+        return library;
+    }
+
+    /// Starts a copy of sleep(1) with a library inside, and waits until the loader has mapped it.
+    std::unique_ptr<Child> runMapper(
+        const std::string& name, const std::string& library, const std::function<void()>& prepare = [] {}) const {
+        auto child = run(copySleep(m_folder / name), [&] {
+            prepare();
+            setenv("LD_PRELOAD", library.c_str(), 1);
+        });
+        awaitSleep(child->pid());
         return child;
     }
 
     /// sleep(1) waits in nanosleep when its libraries are all there.
-    static void awaitSleep(const Child& child) {
-        std::string where;
-        while (where.find("nanosleep") == std::string::npos) {
-            std::ifstream file("/proc/" + std::to_string(child.pid()) + "/wchan");
-            std::getline(file, where);
-        }
+    static void awaitSleep(pid_t pid) {
+        const std::string file = "/proc/" + std::to_string(pid) + "/wchan";
+        EXPECT_TRUE(comesTrue([&] { return textOf(file).find("nanosleep") != std::string::npos; })) << textOf(file);
     }
 };
 

@@ -17,13 +17,9 @@ class MadeUpProcess : public Lister {
         m_proc = (m_folder / "proc").string();
         m_roots.proc = m_proc.c_str();
         make("self", fs::read_symlink("/proc/self/exe"));
-        write("self", "mountinfo", contentOf("/proc/self/mountinfo"));
+        write("self", "mountinfo", textOf("/proc/self/mountinfo"));
     }
 
-    static std::string contentOf(const fs::path& path) {
-        std::ifstream file(path);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
     void write(const std::string& process, const std::string& name, const std::string& text) const {
         std::ofstream(fs::path(m_proc) / process / name) << text;
     }

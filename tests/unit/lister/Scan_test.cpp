@@ -17,11 +17,8 @@ TEST_F(ScanOfTheTable, LeaderThreadThatHasExitedIsSeenThroughALiveOne) {
     const fs::path path = m_root + "/bin/halvd";
     fs::copy_file(CVSTOP_EXITED_LEADER, path);
     const auto child = run(path);
-    std::string stat;
-    while (stat.find(") Z ") == std::string::npos) {
-        std::ifstream file("/proc/" + std::to_string(child->pid()) + "/stat");
-        std::getline(file, stat);
-    }
+    const std::string stat = "/proc/" + std::to_string(child->pid()) + "/stat";
+    ASSERT_TRUE(comesTrue([&] { return textOf(stat).find(") Z ") != std::string::npos; })) << textOf(stat);
     const auto record = find(child->pid());
     ASSERT_TRUE(record);
     EXPECT_EQ(record->category, CAT_CORVANE);

@@ -45,9 +45,7 @@ class ScriptAttack : public Lister {
             EXPECT_EQ(setresgid(user, user, user), 0);
             EXPECT_EQ(setresuid(user, user, user), 0);
         });
-        int status = 0;
-        EXPECT_EQ(waitpid(child->pid(), &status, WUNTRACED), child->pid());
-        EXPECT_TRUE(WIFSTOPPED(status));
+        awaitStop(child->pid());
         return child;
     }
     static constexpr char kStop[] = "kill -STOP $$\n";

@@ -3,7 +3,15 @@
 namespace lister {
 namespace {
 
-class ThirdParty : public LiveMapper {};
+/// Both ways to ask for executable mappings run, whatever the kernel.
+class ThirdParty : public LiveMapper, public testing::WithParamInterface<bool> {
+  protected:
+    ThirdParty() { m_roots.queryMappings = GetParam(); }
+
+    std::unique_ptr<Child> runMapperOfTheProduct(const std::string& name) const {
+        return runMapper(name, installLibrary(m_root));
+    }
+};
 
 INSTANTIATE_TEST_SUITE_P(Mappings, ThirdParty, testing::Values(true, false),
                          [](const auto& parameter) { return parameter.param ? "Queried" : "ReadFromMaps"; });
@@ -42,13 +50,13 @@ TEST_P(ThirdParty, WhoGoesOverTheBudgetWithoutAReasonIsPassedOver) {
 }
 
 TEST_P(ThirdParty, ReasonThatIsFoundWithinTheBudgetCounts) {
-    const auto child = runMapper("mapper");
+    const auto child = runMapperOfTheProduct("mapper");
     m_roots.budget.descriptors = 0;
     EXPECT_EQ(judgeHolder(child->pid()).reason, Reason::MapsProduct);
 }
 
 TEST_P(ThirdParty, WhoRunsTheProductsCodeInsideMayBeTerminated) {
-    const auto child = runMapper("mapper");
+    const auto child = runMapperOfTheProduct("mapper");
     const auto record = find(child->pid());
     ASSERT_TRUE(record);
     EXPECT_EQ(record->category, CAT_THIRD_PARTY);
@@ -56,7 +64,7 @@ TEST_P(ThirdParty, WhoRunsTheProductsCodeInsideMayBeTerminated) {
 }
 
 TEST_P(ThirdParty, WhomNoExcludeListCouldNameIsOnlyListed) {
-    const auto child = runMapper("mapper");
+    const auto child = runMapperOfTheProduct("mapper");
     fs::remove(m_folder / "mapper");
     ASSERT_TRUE(find(child->pid()));
     EXPECT_EQ(find(child->pid())->category, CAT_OTHER_THIRD_PARTY);
@@ -66,14 +74,14 @@ TEST_P(ThirdParty, WhomNoExcludeListCouldNameIsOnlyListed) {
 }
 
 TEST_P(ThirdParty, ControlCharactersInItsPathOnlyListIt) {
-    const auto child = runMapper("a\tb");
+    const auto child = runMapperOfTheProduct("a\tb");
     ASSERT_TRUE(find(child->pid()));
     EXPECT_EQ(find(child->pid())->category, CAT_OTHER_THIRD_PARTY);
     EXPECT_STREQ(find(child->pid())->name, "a?b");
 }
 
 TEST_P(ThirdParty, HostServiceIsOnlyListedAlsoWhenItWasUpgraded) {
-    const auto child = runMapper("sshd");
+    const auto child = runMapperOfTheProduct("sshd");
     ASSERT_TRUE(find(child->pid()));
     EXPECT_EQ(find(child->pid())->category, CAT_OTHER_THIRD_PARTY);
     fs::remove(m_folder / "sshd");

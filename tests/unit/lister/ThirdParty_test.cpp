@@ -79,12 +79,24 @@ TEST_F(ThirdPartyRule, WhoIsNeverEndedIsOnlyListed) {
     }
 }
 
-TEST_F(ThirdPartyRule, ExecutableThatIsAnothersOrNowhereIsUnexcludable) {
+TEST_F(ThirdPartyRule, ExecutableThatIsNowhereIsUnexcludable) {
     map(line());
-    link("77", "exe", "/proc/self/exe"); // its text is no path of the file
-    EXPECT_NE(judgeHolder("77").category, CAT_THIRD_PARTY);
     link("77", "exe", m_folder / "gone");
     EXPECT_EQ(judgeHolder("77").reason, Reason::DemotedUnexcludable);
+}
+
+/// An exclude list would find the other file. A relative link leads from where it stands, its text from where the
+/// caller stands.
+TEST_F(ThirdPartyRule, ExecutableWhoseNameIsAnotherFilesIsUnexcludable) {
+    map(line());
+    copySleep(fs::path(m_proc) / "77/mapper");
+    link("77", "exe", "mapper");
+    const fs::path before = fs::current_path();
+    fs::current_path(m_folder);
+    EXPECT_EQ(judgeHolder("77").reason, Reason::DemotedUnexcludable);
+    fs::current_path(fs::path(m_proc) / "77");
+    EXPECT_EQ(judgeHolder("77").reason, Reason::MapsProduct) << "the very file";
+    fs::current_path(before);
 }
 
 TEST_F(ThirdPartyRule, PathThatNoRecordHoldsIsUnexcludable) {
