@@ -63,8 +63,8 @@ def until_ended(path):
 
 
 def until_logged(text):
-    """Shell text that goes on when a record of the debug log holds this."""
-    return f"until grep -qs '{text}' {LOG}; do :; done\n"
+    """Shell text that goes on when the program, started last in the background, has a record in its log that holds this."""
+    return f"until grep -qs '{text}' {LOG}; do kill -0 $! || exit 97; done\n"
 
 
 @dataclasses.dataclass
@@ -125,7 +125,7 @@ class Host:
         """Where a file of the box lies on the machine."""
         return self.tree / ("quarn" + path[len("/usr/quarn"):] if path.startswith("/usr/quarn") else path.lstrip("/"))
 
-    def shell(self, script, options=(), timeout=400):
+    def shell(self, script, options=(), timeout=200):
         if os.environ.get("CVSTOP_COUNT_COVERAGE") == "1":
             # The program leaves its counts in its own tree: one that is ended while it writes spoils no other's.
             options = [*options, "--env", "GCOV_PREFIX=/opt/coverage"]

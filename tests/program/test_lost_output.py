@@ -43,7 +43,7 @@ def test_reader_that_goes_away(host):
 def test_terminal_that_goes_away_half_way(host):
     """The hang-up comes while the stray process is being stopped: the shutdown goes on to its end."""
     result = host(f"{BIN}/strayd ignore=INT\n").run(command=(
-        f"sh -c '{CVSTOP} -k & program=$!; until grep -q SIGINT {JOURNAL}; do :; done; "
+        f"sh -c '{CVSTOP} -k & program=$!; until grep -q SIGINT {JOURNAL}; do kill -0 $program || exit; done; "
         "kill -HUP $program; wait $program'"))
     assert result.status == 1
     assert result.signals_of("strayd") == ["SIGINT", "SIGTERM"]

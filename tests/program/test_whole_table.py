@@ -2,7 +2,7 @@
 import re
 import shlex
 
-from box import ALL_SPECIFIED, BIN, GATHERING, JOURNAL, REPO, assert_ends, initiating, seconds, until_logged
+from box import ALL_SPECIFIED, BIN, GATHERING, JOURNAL, LOG, REPO, assert_ends, initiating, seconds
 
 TABLE = REPO / "tests/unit/src/shutdown_table.txt"
 # Made by the build from the program's own table.
@@ -52,8 +52,8 @@ def test_every_row_is_carried_out_once_in_order(host):
     habits = {"CV_dbsrv": " stop=5"}
     fleet = "".join(f"{BIN}/{row['name']}{habits.get(row['name'], '')}\n" for row in PROCESS_ROWS)
     # hiwik is only marked, and no tool stops it: it ends, at somebody else's request, while everything is waited for.
-    ask_hiwik = ("(" + until_logged("Looking for remaining")
-                 + f"kill -USR1 $(awk '$2 == \"ready\" && $4 == \"hiwik\" {{ print $3 }}' {JOURNAL})) &\n")
+    ask_hiwik = (f"(until grep -qs 'Looking for remaining' {LOG}; do :; done; "
+                 f"kill -USR1 $(awk '$2 == \"ready\" && $4 == \"hiwik\" {{ print $3 }}' {JOURNAL})) &\n")
     result = host(fleet).run("-k", before=ask_hiwik)
 
     asked = [text for text in result.texts("OrderlyShutdown") if text.startswith("Terminate request for ")]
