@@ -247,9 +247,10 @@ def test_little_memory_is_an_end_or_a_whole_listing(host):
 # --- what it costs
 
 def test_stranger_costs_one_system_call(host):
-    here = host()
-    here.run(command="strace -o /opt/calls " + f"{CVSTOP} -l",
-             before=f"for n in $(seq 200); do {SLEEP} 600 & done\n" + background("true", f"test $({runs_count(SLEEP)}) = 200"))
+    here = host(FLEET)
+    strangers = f"for n in $(seq 200); do {SLEEP} 600 & done\n" + background("true", f"test $({runs_count(SLEEP)}) = 200")
+    result = here.run(command=f"strace -o /opt/calls {CVSTOP} -l", before=strangers)
+    assert listed(result) == [WITNESS]
     calls = [line.split("(")[0] for line in here.inside("/opt/calls").read_text().splitlines()]
     scan = calls[calls.index("getdents64"):]
     links = scan.count("readlinkat")
