@@ -1,6 +1,8 @@
 /// The ground that every test of the program stands on.
 #pragma once
 
+#include <string>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -11,6 +13,20 @@
 #include "front.h"
 
 namespace fakes {
+
+constexpr auto kEverything = static_cast<Proc_categories>(CAT_CORVANE | CAT_THIRD_PARTY | CAT_OTHER_THIRD_PARTY);
+
+// Lines of a shutdown that many tests expect.
+inline const std::string kGathering = "Gathering process information.\n";
+inline const std::string kNothing = "Nothing to terminate.\n";
+inline const std::string kAllSpecified = "All Corvane specified processes terminated normally.\n";
+
+inline std::string initiating(int processes) {
+    return "Initiating Orderly shutdown, " + std::to_string(processes) + " processes active\n";
+}
+inline std::string requesting(const std::string& path) {
+    return "Requesting termination of " + path + ".\n";
+}
 
 /// An empty host, and the program's globals as they are before main.
 class ProgramTest : public ::testing::Test {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <string>
 #include <string_view>
@@ -29,6 +30,25 @@ class MainTest : public fakes::ProgramTest {
                 std::exit(cvstop_main(static_cast<int>(all.size()), argv.data()));
             },
             input);
+    }
+
+    /// A daemon that its stop command ends, another one that only SIGKILL ends, and what -3 would take.
+    void addDaemonsAndThirdParties() {
+        host.add("pazukiko", 10).stopsOn = "pazukiko -terminate";
+        host.add("zeld", 11).diesOf = {SIGKILL};
+        host.add("holder", 20, CAT_THIRD_PARTY);
+        host.add("editor", 30, CAT_OTHER_THIRD_PARTY);
+    }
+
+    /// That the daemons were stopped, each in its way, and nothing else was touched.
+    static void expectAFullShutdown(const fakes::ChildResult& result) {
+        EXPECT_EQ(result.status, 1);
+        EXPECT_THAT(result.of({"kill", "system"}),
+                    ::testing::ElementsAre("system " + fakes::binPath("pazukiko") + " -terminate > /dev/null 2>&1 &",
+                                           "kill 11 SIGKILL"));
+        const std::string end = "All processes terminated normally.\n";
+        EXPECT_TRUE(result.output.ends_with(end)) << result.output;
+        EXPECT_EQ(result.count("records 0"), 1U) << "the snapshot is destroyed before the exit";
     }
 
     /// Where an entry that begins so stands in the journal; its length when there is none.

@@ -1,14 +1,20 @@
 #include <csignal>
 #include <string>
+#include <vector>
 
 #include "MainTest.h"
 
+using fakes::binPath;
 using fakes::ChildResult;
+using fakes::initiating;
+using fakes::kAllSpecified;
+using fakes::kGathering;
+using fakes::kNothing;
+using fakes::requesting;
+using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 namespace {
-
-const std::string kNothing = "Gathering process information.\nNothing to terminate.\n";
 
 // --- modes -----------------------------------------------------------------------------------------------------------
 
@@ -53,9 +59,27 @@ TEST_F(MainTest, ListModeWithNothingRunningPrintsNothing) {
     EXPECT_EQ(result.output, "");
 }
 
-TEST_F(MainTest, ShutdownModeWithThirdPartiesAsksForAllCategories) {
-    EXPECT_EQ(run({"-k", "-3"}).count("list 7 0"), 1U);
-    EXPECT_EQ(run({"-k"}).count("list 1 0"), 1U);
+TEST_F(MainTest, WithoutTheOptionThirdPartiesAreNeitherLookedForNorTouched) {
+    host.add("holder", 11, CAT_THIRD_PARTY);
+    host.add("editor", 12, CAT_OTHER_THIRD_PARTY);
+    for (const std::vector<std::string>& words : {std::vector<std::string>{"-k"}, {}}) {
+        const ChildResult result = run(words, "y\n");
+        EXPECT_EQ(result.status, 0);
+        EXPECT_TRUE(result.output.ends_with(kGathering + kNothing)) << result.output;
+        EXPECT_THAT(result.of({"list", "kill", "probe", "system"}), ElementsAre("list 1 0"));
+    }
+}
+
+TEST_F(MainTest, WithTheOptionThirdPartiesAreLookedForAndTerminated) {
+    host.add("holder", 11, CAT_THIRD_PARTY).diesOf = {SIGHUP};
+    host.add("editor", 12, CAT_OTHER_THIRD_PARTY);
+    const ChildResult result = run({"-k", "-3"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.count("list 7 0"), 1U);
+    EXPECT_EQ(result.count("kill 11 SIGHUP"), 1U);
+    for (const std::string& entry : result.of({"kill"})) {
+        EXPECT_EQ(entry.find("kill 11 "), 0U) << entry;
+    }
 }
 
 TEST_F(MainTest, AShutdownThatFoundSomethingEndsWithOneAndFreesTheSnapshot) {
@@ -63,9 +87,7 @@ TEST_F(MainTest, AShutdownThatFoundSomethingEndsWithOneAndFreesTheSnapshot) {
     const ChildResult result = run({"-k"});
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.count("records 0"), 1U);
-    EXPECT_EQ(result.output, "Gathering process information.\nInitiating Orderly shutdown, 1 processes active\n"
-                             "Requesting termination of /usr/quarn/corvane/bin/pazukiko.\n"
-                             "All Corvane specified processes terminated normally.\n");
+    EXPECT_EQ(result.output, kGathering + initiating(1) + requesting(binPath("pazukiko")) + kAllSpecified);
 }
 
 TEST_F(MainTest, TheTraceOfMainStaysOpenUntilTheSnapshotIsGone) {
@@ -91,7 +113,7 @@ TEST_P(BadExcludeList, EndsWith130BeforeAnythingIsListedOrStopped) {
     host.add("halvd", 10);
     const ChildResult result = run({GetParam(), "-b", "/nonexistent/list"});
     EXPECT_EQ(result.status, 130);
-    const std::string gathering = GetParam() == std::string("-k") ? "Gathering process information.\n" : "";
+    const std::string gathering = GetParam() == std::string("-k") ? kGathering : "";
     EXPECT_EQ(result.output, gathering + "Failed to load user-specified exclude list: /nonexistent/list\n");
     EXPECT_THAT(result.of({"list", "kill", "system"}), IsEmpty());
     EXPECT_EQ(result.count("log 16 Main: Exception-Failed to load user specified exclude list."), 1U);
@@ -106,9 +128,8 @@ TEST_F(MainTest, ABadExcludeListIsReportedEvenWhenQuiet) {
 }
 
 TEST_F(MainTest, AnEmptyExcludeListIsANormalRun) {
-    const ChildResult result = run({"-k", "-b", "/dev/null"});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.output, kNothing);
+    addDaemonsAndThirdParties();
+    expectAFullShutdown(run({"-k", "-b", "/dev/null"}));
 }
 
 TEST_F(MainTest, AFailingListerEndsWith130InBothModes) {

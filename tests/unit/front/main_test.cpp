@@ -5,7 +5,12 @@
 
 #include "MainTest.h"
 
+using fakes::binPath;
 using fakes::ChildResult;
+using fakes::initiating;
+using fakes::kAllSpecified;
+using fakes::kGathering;
+using fakes::requesting;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -17,16 +22,17 @@ const std::string kUsage = "Usage:\n cvstop [ -k | -kill [ -3 | -third_party ] [
                            " cvstop -l | -list [ -3 | -third_party ]\n"
                            " cvstop -h | -help\n";
 const std::string kInitiated = "log 2 Main: ********************cvstop initiated********************";
-const std::string kNothing = "Gathering process information.\nNothing to terminate.\n";
+const std::string kFoundBoth = kGathering + initiating(2);
 
 // --- confirmation ----------------------------------------------------------------------------------------------------
 
 class Confirmed : public MainTest, public ::testing::WithParamInterface<const char*> {};
 
 TEST_P(Confirmed, RunsAFullShutdown) {
+    addDaemonsAndThirdParties();
     const ChildResult result = run({}, GetParam());
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.output, kPrompt + kNothing);
+    expectAFullShutdown(result);
+    EXPECT_TRUE(result.output.starts_with(kPrompt + kFoundBoth)) << result.output;
     EXPECT_EQ(result.count("gauge cvstop.default 1"), 1U);
 }
 
@@ -63,9 +69,10 @@ TEST_F(MainTest, TheConfirmationComesAfterTheChecksAndBeforeParsing) {
 }
 
 TEST_F(MainTest, WithArgumentsNoConfirmationIsAsked) {
+    addDaemonsAndThirdParties();
     const ChildResult result = run({"-k"}, "n\n");
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.output, kNothing);
+    expectAFullShutdown(result);
+    EXPECT_TRUE(result.output.starts_with(kFoundBoth)) << result.output;
     EXPECT_EQ(result.count("msg MsgCvs0003N"), 0U);
 }
 
@@ -84,14 +91,15 @@ TEST_F(MainTest, WithoutEvenANameItAsksToo) {
 }
 
 TEST_F(MainTest, WithoutEvenANameAYesIsAShutdown) {
+    host.add("pazukiko", 10).stopsOn = "pazukiko -terminate";
     const ChildResult result = fakes::inChild(
         [] {
             char* argv[] = {nullptr, nullptr};
             std::exit(cvstop_main(0, argv));
         },
         "y\n");
-    EXPECT_EQ(result.signal, 0);
-    EXPECT_EQ(result.output, kPrompt + kNothing);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.output, kPrompt + kGathering + initiating(1) + requesting(binPath("pazukiko")) + kAllSpecified);
 }
 
 // --- start -----------------------------------------------------------------------------------------------------------
@@ -169,9 +177,11 @@ TEST_F(MainTest, WithoutALogDirectoryTheProgramRunsToItsNormalEnd) {
     host.logDirectoryExists = false;
     host.mkdirResult = -1;
     host.mkdirStatus = 13;
+    addDaemonsAndThirdParties();
     const ChildResult result = run({"-k"});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.output, "Unable to create log file.  status=13.  Continuing without logging.\n" + kNothing);
+    expectAFullShutdown(result);
+    const std::string warning = "Unable to create log file.  status=13.  Continuing without logging.\n";
+    EXPECT_TRUE(result.output.starts_with(warning + kFoundBoth)) << result.output;
 }
 
 // --- parse results ---------------------------------------------------------------------------------------------------

@@ -3,6 +3,7 @@
 
 #include "ProcessesTest.h"
 
+using fakes::kEverything;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 

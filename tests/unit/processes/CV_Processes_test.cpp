@@ -7,6 +7,7 @@
 using fakes::ChildResult;
 using fakes::inChild;
 using fakes::Journal;
+using fakes::kEverything;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 

@@ -7,8 +7,6 @@
 #include "Fixture.h"
 #include "Processes.h"
 
-inline const auto kEverything = static_cast<Proc_categories>(7);
-
 class ProcessesTest : public fakes::ProgramTest {
   protected:
     static std::vector<std::int32_t> pids(const CV_Process_s* list) {

@@ -11,7 +11,7 @@ class SnapshotTest : public fakes::ProgramTest {
   protected:
     /// Takes the snapshot and forgets how.
     Processes& snapshot() {
-        m_processes = std::make_unique<Processes>(static_cast<Proc_categories>(7), 0);
+        m_processes = std::make_unique<Processes>(fakes::kEverything, 0);
         host.journal.clear();
         return *m_processes;
     }

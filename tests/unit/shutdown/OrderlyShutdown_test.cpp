@@ -5,6 +5,7 @@
 
 using fakes::FakeProcess;
 using fakes::Journal;
+using fakes::kAllSpecified;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -12,7 +13,6 @@ namespace {
 
 const std::string kLooking = "log 2 OrderlyShutdown: Looking for remaining processes to shut down";
 const std::string kDone = "log 2 OrderlyShutdown: All Corvane processes terminated normally.\n";
-const std::string kDoneText = "All Corvane specified processes terminated normally.\n";
 
 class OrderlyShutdownTest : public SnapshotTest {
   protected:
@@ -39,7 +39,7 @@ class OrderlyShutdownTest : public SnapshotTest {
 TEST_F(OrderlyShutdownTest, NothingRunningPrintsThatAllTerminated) {
     snapshot();
     EXPECT_EQ(shutDown(), 0);
-    EXPECT_EQ(m_printed, kDoneText);
+    EXPECT_EQ(m_printed, kAllSpecified);
     EXPECT_THAT(host.of({"kill", "system", "sleep"}), IsEmpty());
     EXPECT_THAT(ownLog(), ElementsAre(kLooking, kDone));
     EXPECT_EQ(host.count("msg MsgCvs0090N"), 1U);
@@ -77,7 +77,7 @@ TEST_F(OrderlyShutdownTest, AProcessOfNoRowGetsThreeSignalsOneSecondApart) {
     EXPECT_THAT(host.of({"kill", "sleep"}),
                 ElementsAre("kill 10 SIGINT", "sleep 1", "kill 10 SIGTERM", "sleep 1", "kill 10 SIGQUIT"));
     EXPECT_THAT(ownLog(), ElementsAre(kLooking, "log 2 OrderlyShutdown: Name=unknownd Pid=10", kDone));
-    EXPECT_EQ(m_printed, "Signaling process /usr/quarn/corvane/bin/unknownd\n" + kDoneText);
+    EXPECT_EQ(m_printed, "Signaling process /usr/quarn/corvane/bin/unknownd\n" + kAllSpecified);
     EXPECT_EQ(record(10)->signalled, 1);
 }
 
