@@ -56,7 +56,8 @@ def trace(*options):
     """Traces every thread of the program, but not the commands that it starts. Calls are counted by thread."""
     with open(OUTPUT, "w") as output:
         try:
-            return subprocess.run(["strace", "-f", "-b", "execve", "-o", TRACE, *options, *CVSTOP], stdin=subprocess.DEVNULL, stdout=output,
+            return subprocess.run(["strace", "-f", "-b", "execve", "-o", TRACE, *options, *CVSTOP],
+                                  stdin=subprocess.DEVNULL, stdout=output,
                                   stderr=subprocess.STDOUT, timeout=LONGEST_RUN, check=False).returncode
         except subprocess.TimeoutExpired:
             return STUCK

@@ -1,6 +1,6 @@
-"""Each system call that the program makes after main has begun fails once, in turn, in each of its threads, during a shutdown of three obedient
-daemons, third parties and gauges included: no crash, no hang, no wrong signal, a status that means something, and nobody
-left behind in silence.
+"""Each system call that the program makes after main has begun fails once, in turn, in each of its threads, during a shutdown
+of three obedient daemons, third parties and gauges included: no crash, no hang, no wrong signal, a status that means something,
+and no daemon left behind in silence.
 
 On the plain build: strace and the sanitizers do not go together.
 """
