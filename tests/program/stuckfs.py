@@ -1,13 +1,16 @@
-"""A file system whose server stops answering: `stuckfs.py FOLDER PROGRAM` serves the one file FOLDER/program, with the
-bytes of PROGRAM, until it is stopped by a signal (SIGSTOP: it is there, and answers nobody). Speaks the kernel's protocol
-7.31 itself (fuse(4), include/uapi/linux/fuse.h)."""
+"""A file system whose server does not always answer: `stuckfs.py FOLDER PROGRAM` serves FOLDER/program, with the bytes of
+PROGRAM, until it is stopped by a signal (SIGSTOP: it is there, and answers nobody), and FOLDER/silent, a page that it never
+hands out. When the server ends, all who wait for it are released with an error. Speaks the kernel's protocol 7.31 itself
+(fuse(4), include/uapi/linux/fuse.h)."""
 import ctypes
 import os
 import struct
 import sys
 
 LOOKUP, GETATTR, OPEN, READ, RELEASE, INIT, OPENDIR, FORGET, ACCESS, FLUSH = 1, 3, 14, 15, 18, 26, 27, 2, 34, 25
-ROOT, FILE = 1, 2
+ROOT, PROGRAM, SILENT = 1, 2, 3
+PAGE = 4096
+KEEP_CACHE = 2
 ENOENT, ENOSYS = 2, 38
 HEADER = struct.Struct("<IIQQIIII")
 
@@ -18,16 +21,21 @@ def attributes(node, size):
 
 
 def answer(opcode, node, body, data):
-    """The payload of a reply, or an errno value."""
+    """The payload of a reply, or an errno value; None where there is none."""
+    sizes = {ROOT: 0, PROGRAM: len(data), SILENT: PAGE}
     if opcode == INIT:
         return struct.pack("<IIIIHHIIHHI28x", 7, 31, 65536, 0, 16, 16, 65536, 1, 0, 0, 0)
     if opcode == LOOKUP:
+        found = {b"program\0": PROGRAM, b"silent\0": SILENT}.get(body)
         # Looked up again at once: nothing of it may be taken from a cache.
-        return struct.pack("<QQQQII", FILE, 0, 0, 0, 0, 0) + attributes(FILE, len(data)) if body == b"program\0" else ENOENT
+        return struct.pack("<QQQQII", found, 0, 0, 0, 0, 0) + attributes(found, sizes[found]) if found else ENOENT
     if opcode == GETATTR:
-        return struct.pack("<QII", 0, 0, 0) + attributes(node, len(data) if node == FILE else 0)
+        return struct.pack("<QII", 0, 0, 0) + attributes(node, sizes[node])
     if opcode in (OPEN, OPENDIR):
-        return struct.pack("<QII", 1, 0, 0)
+        # Dropping the cached page at a second open would wait for the first reader.
+        return struct.pack("<QII", 1, KEEP_CACHE if node == SILENT else 0, 0)
+    if opcode == READ and node == SILENT:
+        return None
     if opcode == READ:
         offset, size = struct.unpack_from("<8xQI", body)
         return data[offset:offset + size]
@@ -50,6 +58,8 @@ def main():
         if opcode == FORGET:
             continue
         reply = answer(opcode, node, request[HEADER.size:], data)
+        if reply is None:
+            continue
         error, payload = (-reply, b"") if isinstance(reply, int) else (0, reply)
         os.write(device, struct.pack("<IiQ", 16 + len(payload), error, unique) + payload)
 

@@ -1,0 +1,89 @@
+"""Processes that nobody can ask for their arguments, for ever: they hold up neither a listing nor a shutdown of the others."""
+import pathlib
+import re
+
+import pytest
+
+from box import ALL_SPECIFIED, BIN, CVSTOP, assert_ends, initiating, rows_of_listing
+
+HERE = pathlib.Path(__file__).parent
+SANDBOX = "/usr/quarn/sandbox"
+WITNESS = (f"{BIN}/momuhe", "Corvane")
+# Beside everything that else keeps this machine busy, the time is the program's own.
+AT_ONCE = "nice -n -19 timeout -s KILL 5"
+
+# A process is stuck when it waits for its own memory lock, and so does who asks for its arguments.
+BEFORE = f"""
+mkdir /tmp/stuck
+/usr/bin/python3 /opt/stuckfs.py /tmp/stuck /opt/starter/start >/tmp/mounted 2>&1 &
+server=$!
+until test -s /tmp/mounted || ! kill -0 $server; do :; done
+grep -q mounted /tmp/mounted || {{ cp /tmp/mounted {SANDBOX}/unmountable; exit 0; }}
+is_stuck() {{
+  test "$(sed 's/.*) //; s/ .*//' /proc/$1/stat)" = D && ! timeout 1 cat /proc/$1/cmdline >/dev/null
+}}
+start_stuck() {{
+  "$1" /tmp/stuck/silent & until is_stuck $!; do kill -0 $! || exit 98; done; echo $! >>{SANDBOX}/stuck
+}}
+"""
+STARTS = {"a script of the product": [f"{BIN}/worker"], "another script": ["/opt/worker"],
+          "three": [f"{BIN}/worker", "/opt/worker", f"{BIN}/worker"]}
+
+
+class StuckHost:
+    """A host with a witness, where some interpreters are stuck."""
+
+    def __init__(self, here, starts):
+        self.here = here
+        self.before = BEFORE + "".join(f"start_stuck {path}\n" for path in starts)
+        self.here.install(HERE / "stuckfs.py", "/opt/stuckfs.py")
+        for path in (f"{BIN}/worker", "/opt/worker"):
+            self.here.install(HERE / "stuck.py", path)
+
+    def run(self, command, after=""):
+        result = self.here.run(command=command, before=self.before, after=after)
+        if (self.here.quarn / "sandbox/unmountable").exists():
+            pytest.skip(f"no file server can be mounted here: {self.here.file('unmountable')}")
+        return result
+
+    def pids(self):
+        return [int(pid) for pid in self.here.file("stuck").split()]
+
+
+@pytest.fixture(params=STARTS.values(), ids=STARTS)
+def stuck(host, request):
+    return StuckHost(host(f"{BIN}/momuhe\n"), request.param)
+
+
+def check_log(result, pids):
+    """Those that were passed over are named, and nobody else."""
+    warnings = result.texts("find_processes_CV", "warning")
+    assert len(warnings) == len(pids)
+    for pid in pids:
+        assert any(re.search(rf"\b{pid}\b", text) for text in warnings), warnings
+
+
+def test_stuck_process_cannot_be_asked_for_its_arguments(stuck):
+    """What the tests below stand on; and it is the file server that it waits for."""
+    ask_each = f"for pid in $(cat {SANDBOX}/stuck); do timeout SECONDS cat /proc/$pid/cmdline >/dev/null; echo $?; done"
+    result = stuck.run(command=ask_each.replace("SECONDS", "2"),
+                       after=f"kill $server; ({ask_each.replace('SECONDS', '60')}) >{SANDBOX}/released\n")
+    assert result.stdout == len(stuck.pids()) * "124\n"
+    assert stuck.here.file("released") == len(stuck.pids()) * "0\n"
+
+
+def test_listing_passes_over_who_is_stuck(stuck):
+    result = stuck.run(command=f"{AT_ONCE} {CVSTOP} -l")
+    assert (result.status, result.stderr) == (0, "")
+    assert rows_of_listing(result.stdout) == [WITNESS]
+    check_log(result, stuck.pids())
+
+
+def test_shutdown_passes_over_who_is_stuck(stuck):
+    result = stuck.run(command=f"{AT_ONCE} {CVSTOP} -k")
+    assert initiating(1) in result.stdout
+    assert_ends(result.stdout, ALL_SPECIFIED)
+    assert (result.status, result.stderr) == (1, "")
+    assert not result.is_alive("momuhe")
+    assert set(stuck.pids()) <= result.alive
+    check_log(result, stuck.pids())
