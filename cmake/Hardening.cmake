@@ -49,9 +49,11 @@ else()
   # Fortification needs optimisation, and says so with a warning where there is none.
   add_compile_options($<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
   add_link_options(-Wl,-z,relro,-z,now,-z,noexecstack)
-  # The program must start on hosts without a C++ run time, and as fast as a C program.
-  add_link_options(-static-libstdc++ -static-libgcc)
   # What of the run time is not used costs relocations and pages at each start.
   add_compile_options(-ffunction-sections -fdata-sections)
   add_link_options(-Wl,--gc-sections,--as-needed)
+  # What is linked with libc as the host has it still must start on hosts without a C++ run time. A static program has it
+  # anyway, and these options would end its static linking half way.
+  add_link_options($<$<NOT:$<BOOL:$<TARGET_PROPERTY:IS_STATIC_PIE>>>:-static-libstdc++>
+                   $<$<NOT:$<BOOL:$<TARGET_PROPERTY:IS_STATIC_PIE>>>:-static-libgcc>)
 endif()

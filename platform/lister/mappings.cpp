@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <cstring>
 #include <optional>
 #include <string>
 
@@ -15,7 +16,11 @@ namespace lister {
 
 namespace {
 
-using Predicate = std::function<bool(const FileMapping&)>;
+/// What is looked for. A process has hundreds of mappings, of which the beginning of the name rules out nearly all.
+struct Wanted {
+    std::string_view beginning;
+    const std::function<bool(const FileMapping&)>& matches;
+};
 
 // include/uapi/linux/fs.h of Linux 6.11; the headers of the oldest hosts that build this lack it.
 struct procmap_query {
@@ -58,7 +63,7 @@ bool mustReadText(int error) {
 }
 
 /// Nothing where the text has to be read instead.
-std::optional<bool> queryMappings(int maps, const Budget& budget, const Predicate& matches) {
+std::optional<bool> queryMappings(int maps, const Budget& budget, const Wanted& wanted) {
     procmap_query query;
     char name[PATH_MAX];
     std::uint64_t address = 0;
@@ -73,7 +78,8 @@ std::optional<bool> queryMappings(int maps, const Budget& budget, const Predicat
         if (error != 0) {
             throwLost(error);
         }
-        if (matches({name, query.dev_major, query.dev_minor, query.inode})) {
+        if (std::strncmp(name, wanted.beginning.data(), wanted.beginning.size()) == 0 &&
+            wanted.matches({name, query.dev_major, query.dev_minor, query.inode})) {
             return true;
         }
         address = query.vma_end;
@@ -81,17 +87,18 @@ std::optional<bool> queryMappings(int maps, const Budget& budget, const Predicat
     throw ProcessLost{Reason::OverBudget};
 }
 
-bool lineMatches(std::string_view line, const Predicate& matches) {
+bool lineMatches(std::string_view line, const Wanted& wanted) {
     const std::optional<MapsLine> mapping = parseMapsLine(line);
-    return mapping && mapping->executable && mapping->path.starts_with("/") &&
-           matches({unescapeOctal(mapping->path), mapping->deviceMajor, mapping->deviceMinor, mapping->inode});
+    const std::string name = mapping && mapping->executable ? unescapeOctal(mapping->path) : "";
+    return name.starts_with(wanted.beginning) &&
+           wanted.matches({name, mapping->deviceMajor, mapping->deviceMinor, mapping->inode});
 }
 
 /// Takes the whole lines off `pending`; whether one of them matches.
-bool takeLines(std::string& pending, const Predicate& matches) {
+bool takeLines(std::string& pending, const Wanted& wanted) {
     std::size_t begin = 0;
     for (std::size_t end = 0; (end = pending.find('\n', begin)) != std::string::npos; begin = end + 1) {
-        if (lineMatches(std::string_view(pending).substr(begin, end - begin), matches)) {
+        if (lineMatches(std::string_view(pending).substr(begin, end - begin), wanted)) {
             return true;
         }
     }
@@ -99,7 +106,7 @@ bool takeLines(std::string& pending, const Predicate& matches) {
     return false;
 }
 
-bool readMappings(int maps, const Budget& budget, const Predicate& matches) {
+bool readMappings(int maps, const Budget& budget, const Wanted& wanted) {
     std::string pending;
     char buffer[16384];
     std::size_t total = 0;
@@ -113,7 +120,7 @@ bool readMappings(int maps, const Budget& budget, const Predicate& matches) {
         }
         total += static_cast<std::size_t>(count);
         pending.append(buffer, static_cast<std::size_t>(count));
-        if (takeLines(pending, matches)) {
+        if (takeLines(pending, wanted)) {
             return true;
         }
     }
@@ -122,9 +129,11 @@ bool readMappings(int maps, const Budget& budget, const Predicate& matches) {
 
 } // namespace
 
-bool anyExecutableMapping(int maps, const Roots& roots, const Predicate& matches) {
-    const std::optional<bool> answer = roots.queryMappings ? queryMappings(maps, roots.budget, matches) : std::nullopt;
-    return answer ? *answer : readMappings(maps, roots.budget, matches);
+bool anyExecutableMapping(int maps, const Roots& roots, std::string_view beginning,
+                          const std::function<bool(const FileMapping&)>& matches) {
+    const Wanted wanted = {beginning, matches};
+    const std::optional<bool> answer = roots.queryMappings ? queryMappings(maps, roots.budget, wanted) : std::nullopt;
+    return answer ? *answer : readMappings(maps, roots.budget, wanted);
 }
 
 } // namespace lister

@@ -17,9 +17,10 @@ struct FileMapping {
     std::uint64_t inode;
 };
 
-/// Whether `matches` holds for an executable mapping of a file, given an open PID/maps. Asks the kernel mapping by
-/// mapping where the roots want that and it can answer, else reads the text. Throws ProcessLost where the mappings
-/// cannot be read, or when the budget is spent before one matched.
-bool anyExecutableMapping(int maps, const Roots& roots, const std::function<bool(const FileMapping&)>& matches);
+/// Whether `matches` holds for an executable mapping of a file whose name begins so, given an open PID/maps. Asks the
+/// kernel mapping by mapping where the roots want that and it can answer, else reads the text. Throws ProcessLost where
+/// the mappings cannot be read, or when the budget is spent before one matched.
+bool anyExecutableMapping(int maps, const Roots& roots, std::string_view beginning,
+                          const std::function<bool(const FileMapping&)>& matches);
 
 } // namespace lister

@@ -40,7 +40,7 @@ bool hasPtraceCapability() {
 constexpr int kLooks = 8;
 
 /// A batch changes threads twice, some 20 us; at the end of a batch a third party was seen some milliseconds before.
-constexpr std::size_t kBatch = 128;
+constexpr std::size_t kBatch = 256;
 
 } // namespace
 
@@ -110,6 +110,7 @@ bool Scan::visitLink(const char* folder, pid_t pid, std::string_view link, int l
 }
 
 void Scan::defer(const char* folder, pid_t pid, std::string_view link, int look) {
+    m_deferred.reserve(kBatch);
     m_deferred.push_back({folder, pid, std::string(link), look});
     if (m_deferred.size() == kBatch) {
         judgeDeferred();

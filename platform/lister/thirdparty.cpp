@@ -63,10 +63,12 @@ bool mapsProduct(const Roots& roots, Candidate& candidate) {
     if (!maps) {
         throwLost(errno);
     }
-    return anyExecutableMapping(maps.get(), roots, [&candidate](const FileMapping& mapping) {
-        return isProductName(candidate.caller(), mapping.name) &&
-               namesHostsFile(candidate, mapping.name, FileId{mapping.deviceMajor, mapping.deviceMinor, mapping.inode});
-    });
+    return anyExecutableMapping(
+        maps.get(), roots, candidate.caller().installRoot(), [&candidate](const FileMapping& mapping) {
+            return isProductName(candidate.caller(), mapping.name) &&
+                   namesHostsFile(candidate, mapping.name,
+                                  FileId{mapping.deviceMajor, mapping.deviceMinor, mapping.inode});
+        });
 }
 
 bool linksIntoProduct(Candidate& candidate, const char* name) {

@@ -2,16 +2,27 @@
 import subprocess
 
 import box
-from box import BIN
+from box import BIN, CVSTOP
 
 
 def readelf(option):
     return subprocess.run(["readelf", "-W", option, box.BUILD / "src/cvstop"], capture_output=True, text=True, check=True).stdout
 
 
-def test_needs_libc_libm_and_the_loader_alone():
-    needed = {line.split("[")[1].rstrip("]") for line in readelf("-d").splitlines() if "(NEEDED)" in line}
-    assert needed <= {"libc.so.6", "libm.so.6", "ld-linux-x86-64.so.2"} and "libc.so.6" in needed
+def test_needs_no_library_and_no_loader():
+    assert "(NEEDED)" not in readelf("-d")
+    assert " INTERP " not in readelf("-l")
+
+
+def test_opens_no_library(host):
+    """Not at its start, and not because of what the host has set up, either."""
+    here = host(f"{BIN}/halvd\n")
+    here.run(command=f"strace -f -e trace=%file -o /opt/trace {CVSTOP} -k -3")
+    opened = here.inside("/opt/trace").read_text()
+    assert "host.conf" in opened, "it was traced"
+    # What its stop commands open is their own.
+    own = [line for line in opened.splitlines() if line.split()[0] == opened.split()[0]]
+    assert [line for line in own if ".so" in line or "nsswitch" in line or "gconv" in line] == []
 
 
 def test_is_hardened():
@@ -20,8 +31,8 @@ def test_is_hardened():
     assert "GNU_RELRO" in segments
     assert " RW " in segments["GNU_STACK"], "the stack is not executable"
     assert "BIND_NOW" in readelf("-d") or "NOW" in readelf("-d")
-    symbols = readelf("--dyn-syms")
-    assert "__stack_chk_fail" in symbols and "_chk@" in symbols, "stack protector and fortification"
+    symbols = readelf("--symbols")
+    assert "__stack_chk_fail" in symbols and "__vsnprintf_chk" in symbols, "stack protector and fortification"
 
 
 def test_stop_commands_inherit_no_descriptor_and_the_default_signals(host):
