@@ -40,7 +40,7 @@ bool hasPtraceCapability() {
 constexpr int kLooks = 8;
 
 /// A batch changes threads twice, some 20 us; at the end of a batch a third party was seen some milliseconds before.
-constexpr std::size_t kBatch = 256;
+constexpr std::size_t kBatch = 512;
 
 } // namespace
 
