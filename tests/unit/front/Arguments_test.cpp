@@ -80,6 +80,50 @@ TEST_F(ArgumentsTest, ConstructorDestructorAndParseAreTraced) {
                             "enter Arguments::~Arguments", "leave Arguments::~Arguments"));
 }
 
+TEST_F(ArgumentsTest, AssigningNewOnesResetsThem) {
+    parse({"-k", "-3", "-b", "some/file", "-q"});
+    arguments.waitTime = 7;
+    arguments.verbose = false;
+    arguments.verbosity = 5;
+    arguments = Arguments();
+    EXPECT_EQ(arguments.argIndex, 1);
+    EXPECT_EQ(arguments.excludeListFile, "");
+    EXPECT_EQ(arguments.killLevel, 0);
+    EXPECT_EQ(arguments.waitTime, 30);
+    EXPECT_TRUE(arguments.verbose);
+    EXPECT_EQ(arguments.verbosity, 0);
+    EXPECT_FALSE(arguments.quiet);
+    EXPECT_FALSE(arguments.thirdParty);
+    EXPECT_EQ(arguments.programName, "");
+}
+
+TEST_F(ArgumentsTest, ACopyHasTheFieldsAndIsTracedAsConstructed) {
+    parse({"-l", "-3", "-b", "some/file"});
+    host.journal.clear();
+    const Arguments copy = arguments;
+    ASSERT_EQ(host.journal.size(), 2U);
+    EXPECT_EQ(host.journal[0].rfind("enter Arguments::Arguments ", 0), 0U) << host.journal[0];
+    EXPECT_EQ(host.journal[1], "leave Arguments::Arguments");
+    EXPECT_EQ(copy.argIndex, 5);
+    EXPECT_EQ(copy.excludeListFile, "some/file");
+    EXPECT_TRUE(copy.listMode);
+    EXPECT_TRUE(copy.thirdParty);
+    EXPECT_EQ(copy.programName, "/opt/sbin/cvstop");
+}
+
+TEST_F(ArgumentsTest, WordsMayBeConstantOrNot) {
+    const char* const constant[] = {"cvstop", "-l", nullptr};
+    EXPECT_EQ(arguments.parse(2, constant), 0);
+    EXPECT_TRUE(arguments.listMode);
+    arguments = Arguments();
+    char name[] = "cvstop";
+    char option[] = "-l";
+    char* words[] = {name, option, nullptr};
+    char** variable = words;
+    EXPECT_EQ(arguments.parse(2, variable), 0);
+    EXPECT_TRUE(arguments.listMode);
+}
+
 TEST_F(ArgumentsTest, NoArgumentsMeanAShutdownAndAreCountedAsDefault) {
     EXPECT_EQ(parse({}), 0);
     EXPECT_EQ(arguments.killLevel, 1);
