@@ -1,4 +1,4 @@
-/// The ground that every test of the program stands on.
+/// The fixture of every test of the program.
 #pragma once
 
 #include <string>

@@ -33,6 +33,19 @@ class ArgumentsTest : public fakes::ProgramTest {
         return result;
     }
 
+    void expectInitialValues() const {
+        EXPECT_EQ(arguments.argIndex, 1);
+        EXPECT_EQ(arguments.excludeListFile, "");
+        EXPECT_EQ(arguments.killLevel, 0);
+        EXPECT_EQ(arguments.waitTime, 30);
+        EXPECT_FALSE(arguments.listMode);
+        EXPECT_TRUE(arguments.verbose);
+        EXPECT_EQ(arguments.verbosity, 0);
+        EXPECT_FALSE(arguments.quiet);
+        EXPECT_FALSE(arguments.thirdParty);
+        EXPECT_EQ(arguments.programName, "");
+    }
+
     [[nodiscard]] Journal telemetry() const { return host.of({"gauge", "telemetry"}); }
 
     void TearDown() override {
@@ -48,16 +61,7 @@ class ArgumentsTest : public fakes::ProgramTest {
 };
 
 TEST_F(ArgumentsTest, InitialValues) {
-    EXPECT_EQ(arguments.argIndex, 1);
-    EXPECT_EQ(arguments.excludeListFile, "");
-    EXPECT_EQ(arguments.killLevel, 0);
-    EXPECT_EQ(arguments.waitTime, 30);
-    EXPECT_FALSE(arguments.listMode);
-    EXPECT_TRUE(arguments.verbose);
-    EXPECT_EQ(arguments.verbosity, 0);
-    EXPECT_FALSE(arguments.quiet);
-    EXPECT_FALSE(arguments.thirdParty);
-    EXPECT_EQ(arguments.programName, "");
+    expectInitialValues();
 }
 
 TEST_F(ArgumentsTest, ConstructorDestructorAndParseAreTraced) {
@@ -86,15 +90,7 @@ TEST_F(ArgumentsTest, AssigningNewOnesResetsThem) {
     arguments.verbose = false;
     arguments.verbosity = 5;
     arguments = Arguments();
-    EXPECT_EQ(arguments.argIndex, 1);
-    EXPECT_EQ(arguments.excludeListFile, "");
-    EXPECT_EQ(arguments.killLevel, 0);
-    EXPECT_EQ(arguments.waitTime, 30);
-    EXPECT_TRUE(arguments.verbose);
-    EXPECT_EQ(arguments.verbosity, 0);
-    EXPECT_FALSE(arguments.quiet);
-    EXPECT_FALSE(arguments.thirdParty);
-    EXPECT_EQ(arguments.programName, "");
+    expectInitialValues();
 }
 
 TEST_F(ArgumentsTest, ACopyHasTheFieldsAndIsTracedAsConstructed) {
@@ -111,16 +107,10 @@ TEST_F(ArgumentsTest, ACopyHasTheFieldsAndIsTracedAsConstructed) {
     EXPECT_EQ(copy.programName, "/opt/sbin/cvstop");
 }
 
-TEST_F(ArgumentsTest, WordsMayBeConstantOrNot) {
-    const char* const constant[] = {"cvstop", "-l", nullptr};
-    EXPECT_EQ(arguments.parse(2, constant), 0);
-    EXPECT_TRUE(arguments.listMode);
-    arguments = Arguments();
-    char name[] = "cvstop";
-    char option[] = "-l";
-    char* words[] = {name, option, nullptr};
-    char** variable = words;
-    EXPECT_EQ(arguments.parse(2, variable), 0);
+/// All other tests pass words that are not constant.
+TEST_F(ArgumentsTest, WordsMayBeConstant) {
+    const char* const words[] = {"cvstop", "-l", nullptr};
+    EXPECT_EQ(arguments.parse(2, words), 0);
     EXPECT_TRUE(arguments.listMode);
 }
 
@@ -149,7 +139,7 @@ TEST_F(ArgumentsTest, ThirdPartyAloneIsInvalid) {
     EXPECT_THAT(telemetry(), ElementsAre("telemetry init", "gauge cvstop.third_party 1", "telemetry destroy"));
 }
 
-TEST_F(ArgumentsTest, QuietWithThirdPartyTellsAboutThirdPartyFirst) {
+TEST_F(ArgumentsTest, QuietWithThirdPartyReportsThirdPartyFirst) {
     EXPECT_EQ(parse({"-q", "-3"}), 2);
     EXPECT_EQ(outline, kThirdPartyAlone);
     EXPECT_THAT(host.of({"msg"}), ElementsAre("msg MsgCvs0105N"));
@@ -245,7 +235,7 @@ TEST_F(ArgumentsTest, KillThenHelpRecordsAndFlushesBothGauges) {
     EXPECT_THAT(host.of({"msg"}), IsEmpty());
 }
 
-TEST_F(ArgumentsTest, NothingAfterHelpIsLookedAt) {
+TEST_F(ArgumentsTest, ArgumentsAfterHelpAreIgnored) {
     EXPECT_EQ(parse({"-h", "-nonsense"}), 1);
     EXPECT_THAT(host.of({"msg", "log"}), IsEmpty());
 }

@@ -25,7 +25,7 @@ TEST_F(Pinned, IsEmptyWhereTheProcessIsGone) {
     EXPECT_EQ(errno, ENOENT);
 }
 
-/// A pid that is used again has another folder.
+/// A pid that is reused has another folder.
 TEST_F(Pinned, IsTheSameProcessWhateverTakesItsPlace) {
     const PinnedProcess process(m_table.get(), 77, "77");
     fs::rename(fs::path(m_proc) / "77", fs::path(m_proc) / "ended");

@@ -137,7 +137,7 @@ INSTANTIATE_TEST_SUITE_P(StopRow, SignalAction,
                                            SignalCase{NOARGS, 1, 2, {}}, SignalCase{TERMINATE_T, 1, 1, {}},
                                            SignalCase{TERMINATE_T, 1, 3, {}}));
 
-TEST_F(StopRowTest, SignallingRowsAnnounceEachSignalAsTheyAreTold) {
+TEST_F(StopRowTest, SignallingRowsAnnounceEachSignalUnlessQuiet) {
     host.add("pazed", 10).diesOf.clear();
     snapshot();
     stop(rowOf("pazed", KILL), 1);

@@ -19,7 +19,7 @@ TEST(Controls, AreC0DelAndC1) {
     }
 }
 
-TEST(Controls, LettersOfTwoAndMoreBytesAreNone) {
+TEST(Controls, LettersOfSeveralBytesAreNot) {
     for (const char* letter : {"\xC3\x80", "\xC3\x9F", "\xE2\x82\xAC", "\xF0\x9F\x98\x80"}) {
         EXPECT_FALSE(controls::isC1(letter)) << letter;
         EXPECT_FALSE(controls::isControl(letter)) << letter;
