@@ -1,6 +1,10 @@
 # What the scripts share. Sourced, not run.
 # shellcheck shell=bash
 
+# The interpreters whose options the lister knows, besides those of any Debian: tests ask the real ones.
+# shellcheck disable=SC2034
+INTERPRETERS=(ksh mksh zsh ruby lua5.4 php-cli tcl gawk original-awk busybox)
+
 # Installs the Debian packages that are missing, as root or through sudo; otherwise names them and ends the script.
 need_packages() {
   local missing=() package

@@ -199,7 +199,7 @@ class OptionReader {
     }
 
     Step readLongOptions(std::string_view text) {
-        Step step = text.empty() ? Step::Nothing : Step::GoOn;
+        Step step = Step::GoOn;
         while (step == Step::GoOn && !text.empty()) {
             step = readLong(takeUpTo(text, ","));
         }

@@ -37,34 +37,34 @@ enum class Reason {
 };
 
 struct ReasonRow {
-    Reason reason;
     /// As the log has it.
     const char* text;
+    Reason reason;
     /// Whether the log tells of it whatever the verbosity: the process is passed over, and might be the product's.
     bool isWarning;
 };
 
 inline constexpr ReasonRow kReasons[] = {
-    {Reason::ProductExecutable, "runs an executable of the product", false},
-    {Reason::ProductScript, "runs a script of the product", false},
-    {Reason::UnfitPath, "its path must not become part of a command line", true},
-    {Reason::MapsProduct, "runs code of the product inside", false},
-    {Reason::HoldsProduct, "works in the product's tree", false},
-    {Reason::DemotedPid1, "only listed: the host's first process", false},
-    {Reason::DemotedAncestor, "only listed: an ancestor of the caller", false},
-    {Reason::DemotedScope, "only listed: in namespaces of its own", false},
-    {Reason::DemotedHostService, "only listed: a service of the host", false},
-    {Reason::DemotedUnexcludable, "only listed: no exclude list could name it", false},
-    {Reason::OtherPidNamespace, "in another pid namespace", false},
-    {Reason::ForeignUserNamespace, "in a user namespace that root does not own", false},
-    {Reason::NotTheHostsFile, "not this host's file of that path", false},
-    {Reason::CallersExecutable, "runs the caller's own executable", false},
-    {Reason::NoRelation, "has nothing to do with the product", false},
-    {Reason::Vanished, "vanished", false},
-    {Reason::Unreadable, "passed over: it cannot be read", true},
-    {Reason::Unsettled, "passed over: it executes one program after another", true},
-    {Reason::Stuck, "passed over: it does not answer", true},
-    {Reason::OverBudget, "passed over: too many mappings or descriptors", true},
+    {"runs an executable of the product", Reason::ProductExecutable, false},
+    {"runs a script of the product", Reason::ProductScript, false},
+    {"its path must not become part of a command line", Reason::UnfitPath, true},
+    {"runs code of the product inside", Reason::MapsProduct, false},
+    {"works in the product's tree", Reason::HoldsProduct, false},
+    {"only listed: the host's first process", Reason::DemotedPid1, false},
+    {"only listed: an ancestor of the caller", Reason::DemotedAncestor, false},
+    {"only listed: in namespaces of its own", Reason::DemotedScope, false},
+    {"only listed: a service of the host", Reason::DemotedHostService, false},
+    {"only listed: no exclude list could name it", Reason::DemotedUnexcludable, false},
+    {"in another pid namespace", Reason::OtherPidNamespace, false},
+    {"in a user namespace that root does not own", Reason::ForeignUserNamespace, false},
+    {"not this host's file of that path", Reason::NotTheHostsFile, false},
+    {"runs the caller's own executable", Reason::CallersExecutable, false},
+    {"has nothing to do with the product", Reason::NoRelation, false},
+    {"vanished", Reason::Vanished, false},
+    {"passed over: it cannot be read", Reason::Unreadable, true},
+    {"passed over: it executes one program after another", Reason::Unsettled, true},
+    {"passed over: it does not answer", Reason::Stuck, true},
+    {"passed over: too many mappings or descriptors", Reason::OverBudget, true},
 };
 
 constexpr const ReasonRow& rowOf(Reason reason) {

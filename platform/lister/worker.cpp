@@ -6,6 +6,7 @@
 #include <mutex>
 #include <utility>
 
+#include <malloc.h>
 #include <pthread.h>
 
 #include "verdict.h"
@@ -91,6 +92,8 @@ bool Worker::Thread::awaitEnd(std::unique_lock<std::mutex>& lock, std::chrono::m
 }
 
 Worker::Worker() : m_thread(std::make_shared<Thread>()) {
+    // The threads take turns: an arena of its own would cost the second one memory for nothing (mallopt(3)).
+    mallopt(M_ARENA_MAX, 1);
     auto shared = std::make_unique<std::shared_ptr<Thread>>(m_thread);
     pthread_attr_t attributes = {};
     pthread_attr_init(&attributes);

@@ -84,8 +84,8 @@ Next stopThroughMosk(killDef const& row) {
 Next act(Processes& procs, CV_Process_s* proc, killDef const& row, int secondSignal, int pass) {
     // For a look at a core file: whether a polite termination was begun, whether robots were left to end. Nothing reads
     // them; without the attribute they would be optimised away.
-    [[gnu::used]] static bool done = false;
-    [[gnu::used]] static bool robots_stopped = false;
+    [[maybe_unused, gnu::used]] static bool done = false;
+    [[maybe_unused, gnu::used]] static bool robots_stopped = false;
     switch (row.killType) {
     case NORMAL_TERMINATE:
         done = true;

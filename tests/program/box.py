@@ -57,9 +57,10 @@ done >/usr/quarn/sandbox/left
 
 
 def until_ended(path):
-    """Shell text that goes on when nobody runs the file any more: who was sent SIGKILL, and is not waited for, may live on for
-    a moment."""
-    return f"until ! readlink /proc/[0-9]*/exe | grep -qxF {shlex.quote(path)}; do :; done\n"
+    """Shell text that goes on when no process runs the file any more, or after a minute: one that was sent SIGKILL, and is not
+    waited for, may live on for a moment."""
+    loop = f"until ! readlink /proc/[0-9]*/exe | grep -qxF {shlex.quote(path)}; do :; done"
+    return f"timeout 60 sh -c {shlex.quote(loop)}\n"
 
 
 def until_logged(text):

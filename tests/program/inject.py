@@ -53,9 +53,11 @@ def end_fleet():
 
 
 def trace(*options):
+    """Traces every thread of the program, but not the commands that it starts. Calls are counted by thread."""
     with open(OUTPUT, "w") as output:
         try:
-            return subprocess.run(["strace", "-o", TRACE, *options, *CVSTOP], stdin=subprocess.DEVNULL, stdout=output,
+            return subprocess.run(["strace", "-f", "-b", "execve", "-o", TRACE, *options, *CVSTOP],
+                                  stdin=subprocess.DEVNULL, stdout=output,
                                   stderr=subprocess.STDOUT, timeout=LONGEST_RUN, check=False).returncode
         except subprocess.TimeoutExpired:
             return STUCK
@@ -86,15 +88,17 @@ def count_calls():
     start_fleet()
     trace()
     end_fleet()
-    before, total, has_begun = collections.Counter(), collections.Counter(), False
+    before, threads, has_begun = collections.Counter(), collections.defaultdict(collections.Counter), False
     with open(TRACE) as lines:
         for line in lines:
-            has_begun = has_begun or line.startswith(MAIN_BEGINS)
-            call = line.split("(")[0]
+            thread, _, text = line.partition(" ")
+            text = text.lstrip()
+            has_begun = has_begun or text.startswith(MAIN_BEGINS)
+            call = text.split("(")[0]
             if call.isidentifier():
-                total[call] += 1
+                threads[call][thread] += 1
                 before[call] += not has_begun
-    return {call: [before[call], count] for call, count in total.items()}
+    return {call: [before[call], max(counts.values())] for call, counts in threads.items()}
 
 
 def main():

@@ -247,9 +247,10 @@ def test_little_memory_is_an_end_or_a_whole_listing(host):
 # --- what it costs
 
 def test_stranger_costs_one_system_call(host):
-    here = host()
-    here.run(command="strace -o /opt/calls " + f"{CVSTOP} -l",
-             before=f"for n in $(seq 200); do {SLEEP} 600 & done\n" + background("true", f"test $({runs_count(SLEEP)}) = 200"))
+    here = host(FLEET)
+    strangers = f"for n in $(seq 200); do {SLEEP} 600 & done\n" + background("true", f"test $({runs_count(SLEEP)}) = 200")
+    result = here.run(command=f"strace -o /opt/calls {CVSTOP} -l", before=strangers)
+    assert listed(result) == [WITNESS]
     calls = [line.split("(")[0] for line in here.inside("/opt/calls").read_text().splitlines()]
     scan = calls[calls.index("getdents64"):]
     links = scan.count("readlinkat")
@@ -280,13 +281,14 @@ def test_interpreters_that_have_erased_their_arguments_hold_up_nobody(host):
     def measure(how):
         # Beside everything else that keeps this machine busy, the time is the program's own.
         clock = f"nice -n -19 /usr/bin/python3 /opt/clock.py {CVSTOP} -l >/opt/seconds\n"
-        ready = f"test $({runs_count(mksh)}) = {1 + INTERPRETERS} && grep -q ready /tmp/ready"
-        result = here.run("-l", before=background(f"{mksh} {INTERPRETERS} {how} >/tmp/ready", ready) + clock)
+        shells = background(f"{mksh} {INTERPRETERS} {how} >/tmp/ready", "grep -qs ready /tmp/ready")
+        result = here.run("-l", before=shells + clock)
         assert listed(result) == [WITNESS]
         return float(here.inside("/opt/seconds").read_text())
 
-    # Three times what it may cost.
-    assert measure("erased") - measure("shown") < 0.3
+    shown, erased = measure("shown"), measure("erased")
+    # 0.1 s more is what it may cost on an idle machine, which takes 0.07 s for the others. A busy one takes longer for both.
+    assert erased < max(shown + 0.3, 5 * shown)
 
 
 # --- on the run

@@ -24,7 +24,7 @@ inline constexpr InterpreterLines kInterpreterLines[] = {
     {"sh",
      "@ | @ arg | -e @ | -eu @ | -e -u -x @ | -- @ | - @ | -e -- @ | +e @ | -o pipefail @ | -eo pipefail @ | "
      "-euo pipefail @ | +o nounset @ | +eo nounset @ | -oo errexit nounset @ | -oe pipefail @ | @ -c | -- @ -c | "
-     "-i @ | -l @ | --posix @ | --norc -e @ | --rcfile FILE @",
+     "-i @ | -l @ | --posix @ | --norc -e @ | -norc @ | --rcfile FILE @",
      " | -c @ | -ec @ | -ce @ | -c -- @ | +c @ | -ic @ | -s @ | -es @ | -n @ | -o noexec @ | -o NO_EXEC @ | "
      "-o no-exec @ | +o exec @ | -o stdin @ | -o | -e | -- | - | -- - | - - | -e- @ | -~e @ | -o -e @ | !+ @ | "
      "--rcfile | --norc -c @ | !-T @"},
@@ -66,11 +66,11 @@ inline constexpr InterpreterLines kInterpreterLines[] = {
      "| "
      "-X DIR @ | -E UTF-8 @ | -EUTF-8:UTF-8 @ | -W0 @ | -W1w @ | -W:no-deprecated @ | !-T1 @ | -0777n @ FILE | "
      "-F, -an @ FILE | -F @ | -i.bak @ | -x @ | -xDIR @ | -S @ | -s @ -x | -v @ | --verbose @ | "
-     "--encoding=UTF-8 @ | --encoding UTF-8 @ | --external-encoding UTF-8 @ | --internal-encoding=UTF-8 @ | "
+     "--encoding=UTF-8 @ | --encoding UTF-8 @ | --external-encoding UTF-8 @ | --internal-encoding UTF-8 @ | "
      "--enable=did_you_mean @ | --enable rubyopt @ | --disable gems @ | --disable-gems @ | "
      "--enable-frozen-string-literal @ | --backtrace-limit 3 @ | --backtrace-limit=3 @ | --debug @ | "
-     "--debug-frozen-string-literal @ | --yjit @ | --mjit-verbose=0 @ | !--jit @ | !--rjit @ | !--parser=prism @ | "
-     "!--crash-report=FILE @ | -- @",
+     "--debug-frozen-string-literal @ | --yjit @ | --mjit-verbose=0 @ | !--jit @ | !--rjit @ | !--parser prism @ | "
+     "!--crash-report FILE @ | -- @",
      " | -e @ | -ne CODE @ | -Kue @ | -W0e @ | -c @ | -h @ | -y @ | --version @ | --copyright @ | --help @ | "
      "--dump=insns @ | --dump insns @ | --yydebug @ | --foo @ | -w~-d @ | - @ | -S script | --encoding @ | -I @"},
     {"python",
@@ -102,7 +102,7 @@ inline constexpr InterpreterLines kInterpreterLines[] = {
      "-f @ | -bf @ | -bf@ | --file @ | --file=@ | --fil=@ | -E @ -x | -E@ | --exec @ | --exec=@ | -W exec @ | -W "
      "exec=@ | "
      "-Wfile=@ | -W posix -f @ | -e CODE -f @ | --source CODE -f @ | --source=CODE -f @ | -i FILE -f @ | "
-     "--include FILE -f @ | -l time -f @ | --load=time -f @ | --assign x=1 --field-separator : -f @ | -dCOPY -f @ | "
+     "--include FILE -f @ | -l time -f @ | --load time -f @ | --assign x=1 --field-separator : -f @ | -dCOPY -f @ | "
      "-d/dev/null -f @ | --dump-variables=COPY -f @ | -Linvalid -f @ | --lint=invalid -f @ | --lint -f @ | --lint-old "
      "-f @ | "
      "-pCOPY -f @ | --profile=COPY -f @ | --characters-as-bytes --no-optimize --non-decimal-data --optimize --posix -f "
@@ -120,7 +120,7 @@ inline constexpr InterpreterLines kInterpreterLines[] = {
      "@ | --version -f @ | -d -f @ | !-V -f @ | !--safe -f @"},
     {"busybox",
      "sh @ | sh -e @ | sh -eo pipefail @ | sh -oo errexit pipefail @ | ash -eu @ | /bin/sh @ | !bash --login @ | "
-     "sh --login @ | sh -- @ | awk -f @ | awk -F: -vx=1 -f@ | awk -e CODE -f @",
+     "sh --login @ | sh -- @ | sh - @ | sh +e @ | awk -f @ | awk -F: -vx=1 -f@ | awk -e CODE -f @",
      " | @ | sh | sh -c @ | sh -ec @ | sh -s @ | sh -n @ | vi @ | !busybox sh @ | --list @ | awk CODE @ | !awk -E @"},
 };
 // clang-format on

@@ -4,23 +4,18 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
-#include <csignal>
 #include <filesystem>
 #include <iterator>
 #include <ostream>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include "ChildOutput.h"
 #include "InterpreterLines.h"
 #include "TempFolder.h"
 #include "interpretertable.h"
@@ -41,6 +36,9 @@ struct Program {
 
     friend void PrintTo(const Program& program, std::ostream* out) { *out << program.path; }
 };
+
+/// Ruby's gems and PHP's extensions would take most of the time.
+const Words kEnvironment = {"RUBYOPT=--disable-gems", "PHP_INI_SCAN_DIR="};
 
 constexpr std::string_view kShellScript = "echo ran\n";
 constexpr std::string_view kAwkScript = "BEGIN { print \"ran\" }\n";
@@ -65,68 +63,6 @@ constexpr Program kPrograms[] = {
     {"original-awk", "/usr/bin/original-awk", kAwkScript, "BEGIN{}"},
     {"busybox", "/bin/busybox", kShellScript, "BEGIN{}"},
 };
-
-/// The longest that a line may take; each takes some milliseconds.
-constexpr std::chrono::seconds kPatience(20);
-
-/// Until the other end is closed, or patience is over.
-std::string readAll(int descriptor) {
-    const auto end = std::chrono::steady_clock::now() + kPatience;
-    std::string all;
-    std::array<char, 4096> bytes{};
-    pollfd ready{descriptor, POLLIN, 0};
-    while (std::chrono::steady_clock::now() < end && poll(&ready, 1, 1000) >= 0) {
-        const ssize_t count = ready.revents == 0 ? 1 : read(descriptor, bytes.data(), bytes.size());
-        if (count <= 0) {
-            break;
-        }
-        all.append(bytes.data(), ready.revents == 0 ? 0 : static_cast<std::size_t>(count));
-    }
-    return all;
-}
-
-std::vector<char*> pointersTo(Words& words) {
-    std::vector<char*> pointers;
-    for (std::string& word : words) {
-        pointers.push_back(word.data());
-    }
-    pointers.push_back(nullptr);
-    return pointers;
-}
-
-/// Without a terminal, in `folder`, with nothing to read.
-[[noreturn]] void become(const std::string& path, char* const* arguments, char* const* environment, const char* folder,
-                         int output) {
-    const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
-    setsid();
-    if (chdir(folder) == 0 && dup2(nothing, 0) == 0 && dup2(output, 1) == 1 && dup2(nothing, 2) == 2) {
-        execve(path.c_str(), arguments, environment);
-    }
-    _exit(126);
-}
-
-/// What the program prints. It is over when this returns.
-std::string outputOf(const std::string& path, Words arguments, const std::string& folder) {
-    // Ruby's gems and PHP's extensions would take most of the time.
-    Words environment = {"PATH=/usr/bin:/bin", "LC_ALL=C", "HOME=" + folder, "RUBYOPT=--disable-gems",
-                         "PHP_INI_SCAN_DIR="};
-    const std::vector<char*> argumentPointers = pointersTo(arguments);
-    const std::vector<char*> environmentPointers = pointersTo(environment);
-    std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-        throw std::runtime_error("no pipe");
-    }
-    const pid_t child = fork();
-    if (child == 0) {
-        become(path, argumentPointers.data(), environmentPointers.data(), folder.c_str(), ends[1]);
-    }
-    close(ends[1]);
-    const std::string output = readAll(ends[0]);
-    close(ends[0]);
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
-    return output;
-}
 
 bool hasLine(const std::string& text, const std::string& line) {
     return ("\n" + text + "\n").find("\n" + line + "\n") != std::string::npos;
@@ -189,7 +125,7 @@ class RealInterpreter : public testing::TestWithParam<Program> {
         const Words arguments = argumentsOf(line);
         const std::string commandLine = commandLineOf(arguments);
         const bool isFound = scriptArgument(name(), commandLine) == scriptOf(line);
-        const bool ran = hasLine(outputOf(path(), arguments, m_folder.at("")), "ran");
+        const bool ran = hasLine(outputOf(path(), arguments, m_folder.at(""), kEnvironment), "ran");
         EXPECT_EQ(isFound, isScript) << name() << ' ' << line;
         EXPECT_EQ(ran, isScript) << path() << ' ' << line;
     }
