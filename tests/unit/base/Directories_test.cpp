@@ -34,7 +34,7 @@ TEST(Mkdirpath, LeavesWhatExistsAlone) {
     EXPECT_EQ(mkdirpath("/", 0755, &status), 0);
 }
 
-TEST(Mkdirpath, FailureTellsItsErrno) {
+TEST(Mkdirpath, FailureReportsItsErrno) {
     const TempFolder folder;
     const std::string file = folder.write("file", "x");
     std::filesystem::create_symlink("nowhere", folder.at("dangling"));

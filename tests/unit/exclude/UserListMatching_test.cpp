@@ -66,7 +66,7 @@ TEST_F(UserListTest, AProcessWhoseFileIsGoneIsNeverExcluded) {
     EXPECT_FALSE(list.processExcludelistContains(path("gone")));
 }
 
-TEST_F(UserListTest, OnlyTheFirstOfTwoMatchingEntriesIsLookedAt) {
+TEST_F(UserListTest, OnlyTheFirstOfTwoMatchingEntriesIsCompared) {
     const std::string agent = write("agent", "x");
     std::filesystem::create_hard_link(agent, path("one"));
     std::filesystem::create_hard_link(agent, path("two"));

@@ -1,4 +1,4 @@
-/// The ground of the tests of an exclude list: a folder for the list and for the files that it names.
+/// The fixture of the tests of an exclude list: a folder for the list and for the files that it names.
 #pragma once
 
 #include <cstdlib>
@@ -31,7 +31,7 @@ class UserListTest : public fakes::ProgramTest {
     /// Reads a file of that content.
     bool read(const std::string& content) { return list.setProcessExcludelist(write("list", content)); }
 
-    /// What was logged, without the start and the end of a reading.
+    /// What was logged between the start and the end of reading.
     [[nodiscard]] fakes::Journal lines() const {
         fakes::Journal entries = host.of({"debug"});
         entries.erase(entries.begin());

@@ -90,12 +90,12 @@ TEST_F(UserListTest, ASecondFileIsAppended) {
     EXPECT_THAT(list.list(), ElementsAre("/z", "/y", "/a"));
 }
 
-TEST_F(UserListTest, ALastLineWithoutANewlineIsReadAllTheSame) {
+TEST_F(UserListTest, ALastLineWithoutANewlineIsReadToo) {
     EXPECT_TRUE(read("/a\n/b"));
     EXPECT_THAT(list.list(), ElementsAre("/a", "/b"));
 }
 
-TEST_F(UserListTest, FormFeedsAndBytesOfNoTextStay) {
+TEST_F(UserListTest, FormFeedsAndInvalidBytesStay) {
     const std::string odd("/a\0b\xFF\f", 6);
     EXPECT_TRUE(read("\f/x\n" + odd + "\n"));
     EXPECT_THAT(list.list(), ElementsAre("\f/x", odd));

@@ -1,4 +1,4 @@
-/// The records that the fake process lister hands out, so that a test can tell whether all were freed.
+/// The records that the fake process lister hands out, so that a test can check that all are freed.
 #pragma once
 
 namespace fakes {

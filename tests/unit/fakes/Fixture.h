@@ -1,4 +1,4 @@
-/// The ground that every test of the program stands on.
+/// The fixture of every test of the program.
 #pragma once
 
 #include <string>
@@ -35,16 +35,8 @@ class ProgramTest : public ::testing::Test {
 
     static void clear() {
         world().reset();
-        Args.argIndex = 1;
-        Args.excludeListFile.clear();
-        Args.killLevel = 0;
-        Args.waitTime = 30;
-        Args.listMode = false;
-        Args.verbose = true;
-        Args.verbosity = 0;
-        Args.quiet = false;
-        Args.thirdParty = false;
-        Args.programName.clear();
+        Args = Arguments();
+        world().journal.clear();
         CVLogger::s_default = &g_logger;
         CVLogger::s_defaultLib = &g_logger;
         g_logger.setVerbosity(0);

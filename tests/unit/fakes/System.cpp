@@ -1,4 +1,4 @@
-// The system calls of the made-up host; the linker puts them in the place of the real ones.
+// The system calls of the made-up host; the linker replaces the real ones by them.
 #include <algorithm>
 #include <array>
 #include <cerrno>

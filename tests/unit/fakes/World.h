@@ -58,7 +58,7 @@ struct Lookup {
     std::string defaultText;
 };
 
-/// What the program had done about these signals when it ran a command.
+/// Whether these signals had their default actions when the program ran a command.
 struct Dispositions {
     bool pipeIsDefault = false;
     bool hangupIsDefault = false;
@@ -80,7 +80,7 @@ class World {
 
     void record(const std::string& entry);
 
-    /// Runs `body` with standard output caught: it stands in the journal, piece by piece, and is returned.
+    /// Runs `body` with standard output captured: the journal gets it piece by piece, and it is returned.
     std::string run(const std::function<void()>& body);
 
     /// The journal's entries of these kinds, in order.
@@ -131,7 +131,7 @@ class World {
 
 World& world();
 
-/// While one lives, what is allocated is the made-up host's, and none of the program's.
+/// While one exists, allocations are the made-up host's, not the program's.
 class Aside {
   public:
     Aside() { ++s_depth; }
@@ -144,7 +144,7 @@ class Aside {
     static inline int s_depth = 0;
 };
 
-/// Records of the process lister that nobody has freed yet.
+/// How many records of the process lister have not been freed yet.
 std::size_t liveRecords();
 
 /// How a child process ended, and what it left.
@@ -160,7 +160,7 @@ struct ChildResult {
     [[nodiscard]] std::size_t count(std::string_view entry) const;
 };
 
-/// The exit status of a child whose body came back.
+/// The exit status of a child whose body returned.
 inline constexpr int kCameBack = 99;
 
 /// Runs `body` in a child process, for what ends the process. Standard input holds `input`.

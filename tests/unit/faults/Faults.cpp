@@ -14,7 +14,7 @@
 
 namespace {
 
-// No std::string: calls are counted while memory is short, too.
+// No std::string: calls are also counted while memory is short.
 char g_call[32];
 int g_error = 0;
 int g_left = 0;
@@ -77,7 +77,7 @@ std::vector<std::string>& systemLog() {
 // Names given by the linker's --wrap.
 // NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
 
-// A call of fixed arguments: its result, the name that it is counted by, its own name.
+// A call with fixed arguments: its result, the name that it counts as, its own name.
 #define PASS_ON(result, call, name, parameters, arguments)                                                             \
     result __real_##name parameters;                                                                                   \
     result __wrap_##name parameters {                                                                                  \

@@ -1,5 +1,5 @@
-/// System calls that fail on order. The linker puts the functions of Faults.cpp in the place of the C library's; they
-/// pass every call on, but for the one that is due.
+/// System calls that fail on demand. The linker replaces the C library's functions by those of Faults.cpp, which pass
+/// on every call but the one that is due.
 #pragma once
 
 #include <functional>
@@ -18,7 +18,7 @@ void interrupt(int occurrence, std::function<void()> act);
 /// Lets all calls pass again. Returns whether the call was reached, and failed or was held up.
 bool disarm();
 
-/// Whether statx tells the mount of a file: before Linux 5.8 it did not.
+/// Whether statx reports the mount of a file: before Linux 5.8 it did not.
 void tellMounts(bool isTold);
 
 /// What went to the system's log; none of it reaches the real one.

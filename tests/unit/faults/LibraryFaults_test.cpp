@@ -1,4 +1,4 @@
-// The other libraries of the product, and what the program itself reads, when one of their calls fails, each in turn.
+// The other libraries, and what the program itself reads: each call fails once, in turn.
 #include <cerrno>
 #include <cstring>
 #include <functional>
@@ -54,7 +54,7 @@ void forEachFailure(const char* call, int error, const std::function<void()>& pr
     EXPECT_GT(reached, 0) << call << " is never called";
 }
 
-TEST(ConfigurationFaults, LeaveTheOneInUseAndTellTheSystemsLog) {
+TEST(ConfigurationFaults, KeepTheOneInUseAndAreLoggedBySyslog) {
     const TempFolder folder;
     const std::string before = folder.write("before", "[host]\nrole = client\nname = before\n");
     const std::string after = folder.write("after", "[host]\nrole = server\nname = after\n");
@@ -80,7 +80,7 @@ TEST(ConfigurationFaults, LeaveTheOneInUseAndTellTheSystemsLog) {
     }
 }
 
-/// What a log's lines tell, without date and process.
+/// The texts of a log's lines, without date and process.
 std::vector<std::string> textsOf(const std::string& path) {
     std::vector<std::string> texts;
     for (const std::string& line : linesOf(path)) {
@@ -191,13 +191,13 @@ TEST(TelemetryFaults, OfOneDatagramLoseNothing) {
         faults::arm("sendto", error, 1);
         EXPECT_EQ(cvtelemetry_gauge(handle, "cvstop.kill", 1.0), 0);
         EXPECT_TRUE(faults::disarm());
-        // Nobody listens: the kernel may say so at the second datagram, which is then the one that is kept.
+        // There is no listener: the kernel may say so at the second datagram, which is then the one that is kept.
         EXPECT_THAT(cvtelemetry_flush(handle), AnyOf(0, ECONNREFUSED));
         cvtelemetry_destroy(handle);
     }
 }
 
-TEST(FolderFaults, AreToldByTheirErrorNumber) {
+TEST(FolderFaults, AreReportedAsErrno) {
     const TempFolder folder;
     for (const Fault& fault : std::initializer_list<Fault>{{"mkdir", EROFS}, {"mkdir", ENOSPC}, {"chmod", EPERM}}) {
         const char* call = fault.call;
@@ -212,7 +212,7 @@ TEST(FolderFaults, AreToldByTheirErrorNumber) {
                 EXPECT_TRUE(result != 0 || modeOf(folder.at("a/b/c")) == 0750);
                 failures += result != 0 ? 1 : 0;
             });
-        // The first mkdir is for the folder itself, and is told apart from a missing parent.
+        // The first mkdir is for the folder itself, and its failure differs from a missing parent.
         EXPECT_GE(failures, 3) << call;
     }
 }
@@ -234,7 +234,7 @@ TEST(StreamFaults, LeaveNoStandardDescriptorFree) {
     EXPECT_EQ(status, 0);
 }
 
-/// What was read stands: a list that became unreadable half way still protects whom it could name.
+/// What was read counts: a list that became unreadable half way still protects what it has named so far.
 TEST(ExcludeListFaults, AReadErrorEndsTheListLikeItsEnd) {
     const TempFolder folder;
     const std::string early = folder.write("early", "");

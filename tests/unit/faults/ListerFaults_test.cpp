@@ -1,5 +1,5 @@
-// One call of a scan fails, each in turn: the scan says so, or it lists everybody all the same, or the log tells of
-// whom it passed over. A daemon is never missing in silence, and nobody becomes a process of the product by an error.
+// Each call of a scan fails once, in turn: the scan fails, or it lists every process all the same, or the log names the
+// ones that were passed over. A daemon is never missing in silence, and no error makes a process the product's.
 #include <cerrno>
 #include <utility>
 
@@ -12,12 +12,12 @@ namespace {
 
 class ListerFaults : public ListerLog, public testing::WithParamInterface<std::pair<const char*, int>> {};
 
-TEST_P(ListerFaults, NobodyIsMissingInSilence) {
+TEST_P(ListerFaults, NoProcessIsMissingInSilence) {
     const auto [call, error] = GetParam();
     const auto daemon = run(install("halvd"));
     const fs::path leader = m_root + "/bin/leader";
     fs::copy_file(CVSTOP_EXITED_LEADER, leader);
-    // Where the user may not have namespaces of his own, these are more of the same.
+    // Where the user may not make namespaces, these are more of the same.
     const auto hardened = run(install("hardened"), [] { static_cast<void>(unshare(CLONE_NEWNS)); });
     const auto replaced = run(install("replaced"), [] { static_cast<void>(unshare(CLONE_NEWNS)); });
     fs::remove(m_root + "/bin/replaced");
@@ -49,7 +49,7 @@ TEST_P(ListerFaults, NobodyIsMissingInSilence) {
             EXPECT_TRUE(found.found.empty()) << call << tried;
             continue;
         }
-        // What the caller itself is short of is never one process's fault.
+        // The caller's own shortage is never one process's fault.
         EXPECT_FALSE(wasReached && (error == ENOMEM || error == EMFILE)) << call << " " << tried;
         if (error == ENOTTY || error == EINVAL || error == ENAMETOOLONG) {
             EXPECT_EQ(found.found.count(mapper.pid()), 1U) << "the text of maps is read instead";
@@ -59,7 +59,7 @@ TEST_P(ListerFaults, NobodyIsMissingInSilence) {
             if (record == found.found.end()) {
                 EXPECT_TRUE(tellsOf(found, pid)) << call << " " << tried << ": category " << category;
             } else if (category != CAT_THIRD_PARTY || record->second != CAT_OTHER_THIRD_PARTY) {
-                // Of whom it is not certain that an exclude list could name him, he is only listed.
+                // A process that an exclude list may not be able to name is only listed.
                 EXPECT_EQ(record->second, category) << call << " " << tried;
             }
         }
@@ -100,7 +100,7 @@ TEST_F(ListerLog, TellsWhyADaemonOfAnUnfitPathIsOnlyListed) {
                                                path.string() + "\n"));
 }
 
-TEST_F(ListerLog, TellsWhoWentOverTheBudget) {
+TEST_F(ListerLog, TellsOfAProcessOverTheBudget) {
     const auto child = run(copySleep(m_folder / "reader"));
     show(child->pid());
     m_roots.budget.descriptors = 0;
@@ -108,7 +108,7 @@ TEST_F(ListerLog, TellsWhoWentOverTheBudget) {
                                                " category 0, passed over: too many mappings or descriptors: "));
 }
 
-TEST_F(ListerLog, TellsOfEverybodyWhoIsRelatedWhenAskedForDetail) {
+TEST_F(ListerLog, TellsOfEveryRelatedProcessWhenAskedForDetail) {
     const auto daemon = run(install("halvd"));
     show(daemon->pid());
     const auto stranger = run(copySleep(m_folder / "stranger"));
@@ -131,7 +131,7 @@ TEST_F(ListerLog, KernelThatDoesNotTellMountsEndsTheScan) {
     EXPECT_TRUE(found.found.empty());
 }
 
-TEST_F(ListerLog, SaysNothingOfWhomItKnows) {
+TEST_F(ListerLog, SaysNothingOfProcessesThatItKnows) {
     const auto daemon = run(install("halvd"));
     show(daemon->pid());
     const auto stranger = run(copySleep(m_folder / "stranger"));

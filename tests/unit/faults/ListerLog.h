@@ -1,4 +1,4 @@
-/// The ground of the lister's tests with calls that fail or are held up: a process table of few, and the log of a scan.
+/// The fixture of the lister's tests in which calls fail or are held up: a small process table, and the log of a scan.
 #pragma once
 
 #include <map>
@@ -21,7 +21,7 @@ struct Outcome {
     std::string log;
 };
 
-/// A process table of few, and the log of what a scan has to say of it.
+/// A small process table, and the log of its scan.
 class ListerLog : public FewProcesses {
   protected:
     ListerLog() {
@@ -55,7 +55,7 @@ inline bool tellsOf(const Outcome& scan, pid_t pid) {
     return scan.log.find("Process " + std::to_string(pid) + " ") != std::string::npos;
 }
 
-/// Returns when the first thread of a process has exited: the kernel shows no executable for it then.
+/// Returns when the first thread of a process has exited: then the kernel shows no executable for it.
 inline void awaitExitOfLeader(pid_t pid) {
     const std::string link = "/proc/" + std::to_string(pid) + "/exe";
     char path[PATH_MAX];

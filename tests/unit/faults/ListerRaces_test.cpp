@@ -1,5 +1,5 @@
 // What a process does in front of each call that a scan makes, each in turn: its first thread exits, or it executes
-// another program. Whoever is the product's throughout is listed, and nobody is taken for what he was before.
+// another program. A process that is the product's throughout is listed, and none is taken for what it was before.
 #include <csignal>
 #include <functional>
 #include <memory>
@@ -24,7 +24,7 @@ class ListerRaces : public ListerLog {
     }
     fs::path installLibrary() const { return copy(mappedFile("libm.so").c_str(), m_root + "/bin/library.so"); }
 
-    /// Each time with a new process, until the scan makes no more calls.
+    /// With a new process each time, until the scan makes no more calls.
     void atEachCall(const Start& start, const Act& act, const Check& check) {
         int calls = 0;
         for (bool wasReached = true; wasReached; ++calls) {
@@ -68,7 +68,7 @@ class ListerRaces : public ListerLog {
         return {text, length > 0 ? static_cast<std::size_t>(length) : 0};
     }
 
-    /// By then it has all its libraries, and waits for the signal or is about to.
+    /// By then it has all its libraries, and waits for the signal, or is about to.
     static void awaitReady(pid_t pid) {
         const std::string name = "/proc/" + std::to_string(pid) + "/comm";
         ASSERT_TRUE(comesTrue([&] { return textOf(name) == "ready\n"; })) << textOf(name);
@@ -90,9 +90,9 @@ class ListerExits : public ListerRaces {
 };
 
 /// Both ways to ask for executable mappings run, whatever the kernel.
-class HolderExits : public ListerExits, public testing::WithParamInterface<bool> {
+class ThirdPartyExits : public ListerExits, public testing::WithParamInterface<bool> {
   protected:
-    HolderExits() { m_roots.queryMappings = GetParam(); }
+    ThirdPartyExits() { m_roots.queryMappings = GetParam(); }
 };
 
 TEST_F(ListerExits, DaemonIsListed) {
@@ -122,18 +122,18 @@ TEST_F(ListerExits, ScriptIsListed) {
     atEachCall([&] { return std::make_unique<Child>(interpreter, arguments); }, leave, expectCategory(CAT_CORVANE));
 }
 
-TEST_P(HolderExits, WhoRunsTheProductsCodeInsideIsListed) {
+TEST_P(ThirdPartyExits, ProcessThatRunsTheProductsCodeIsListed) {
     const std::string library = installLibrary();
     expectWhenTheLeaderExits(CAT_THIRD_PARTY, copy(CVSTOP_EXITED_LEADER, m_folder / "mapper"),
                              [&] { setenv("LD_PRELOAD", library.c_str(), 1); });
 }
 
-TEST_P(HolderExits, WhoWorksInTheTreeIsListed) {
+TEST_P(ThirdPartyExits, ProcessThatWorksInTheTreeIsListed) {
     expectWhenTheLeaderExits(CAT_OTHER_THIRD_PARTY, copy(CVSTOP_EXITED_LEADER, m_folder / "editor"),
                              [this] { fs::current_path(m_root); });
 }
 
-TEST_P(HolderExits, WhoHoldsAFileOfTheTreeIsListed) {
+TEST_P(ThirdPartyExits, ProcessThatHoldsAFileOfTheTreeIsListed) {
     const fs::path file = writeScript("data", "");
     expectWhenTheLeaderExits(CAT_OTHER_THIRD_PARTY, copy(CVSTOP_EXITED_LEADER, m_folder / "reader"),
                              [&] { open(file.c_str(), O_RDONLY); });
@@ -163,9 +163,9 @@ class ListerExecutions : public ListerRaces {
     }
 };
 
-class HolderExecutions : public ListerExecutions, public testing::WithParamInterface<bool> {
+class ThirdPartyExecutions : public ListerExecutions, public testing::WithParamInterface<bool> {
   protected:
-    HolderExecutions() { m_roots.queryMappings = GetParam(); }
+    ThirdPartyExecutions() { m_roots.queryMappings = GetParam(); }
 };
 
 TEST_F(ListerExecutions, ScriptThatExecutesADaemonIsListed) {
@@ -190,8 +190,8 @@ TEST_F(ListerExecutions, DaemonThatExecutesAnotherWithMountsOfItsOwnIsListed) {
                becomes(daemon), expectCategory(CAT_CORVANE));
 }
 
-/// A stranger must not end for what it was before.
-TEST_P(HolderExecutions, StrangerIsNotTakenForTheThirdPartyThatExecutedIt) {
+/// A stranger must not be killed for what it was before.
+TEST_P(ThirdPartyExecutions, StrangerIsNotTakenForTheThirdPartyThatExecutedIt) {
     const std::string library = installLibrary();
     const std::string stranger = fs::canonical(copySleep(m_folder / "stranger"));
     const fs::path mapper = copy(CVSTOP_SUCCESSOR, m_folder / "mapper");
@@ -206,8 +206,8 @@ TEST_P(HolderExecutions, StrangerIsNotTakenForTheThirdPartyThatExecutedIt) {
     EXPECT_GT(taken, 0U) << "when it executed the stranger only after it had been judged";
 }
 
-/// Nothing is certain of a process that is another one at each look.
-TEST_F(ListerExecutions, WhoExecutesWithoutAPauseIsPassedOverWithAWarning) {
+/// A process that changes at each look cannot be judged.
+TEST_F(ListerExecutions, ProcessThatKeepsExecutingIsPassedOverWithAWarning) {
     Arguments arguments = {"first"};
     std::vector<std::string> programs = {fs::canonical(copy(CVSTOP_SUCCESSOR, m_root + "/bin/first"))};
     for (int number = 0; number < 200; ++number) {
@@ -234,74 +234,9 @@ TEST_F(ListerExecutions, WhoExecutesWithoutAPauseIsPassedOverWithAWarning) {
                                               m_root + "/bin/next"));
 }
 
-// --- arguments come after the program
-
-class ListerArguments : public ListerLog {
-  protected:
-    /// A process that does not exist: an interpreter in the caller's namespaces.
-    ListerArguments() {
-        fs::create_directories(m_process / "ns");
-        for (const char* space : {"ns/pid", "ns/user", "ns/mnt"}) {
-            fs::copy_symlink(fs::path("/proc/self") / space, m_process / space);
-        }
-        fs::create_symlink(fs::canonical("/bin/sh"), m_process / "exe");
-        fs::create_symlink("/", m_process / "root");
-        lay("0");
-        std::ofstream(m_process / "status") << "Name:\tsh\nUid:\t0\t0\t0\t0\n";
-        write("");
-    }
-    void write(const std::string& commandLine) const { std::ofstream(m_process / "cmdline") << commandLine; }
-    /// The kernel has laid the arguments up to this address.
-    void lay(const std::string& end) const { std::ofstream(m_process / "stat") << statLine("77", "sh", "1", end); }
-
-    pid_t m_pid = 77;
-    fs::path m_process = fs::path(m_table) / "77";
-};
-
-TEST_F(ListerArguments, OfAScriptThatIsBeingExecutedAreAwaited) {
-    const std::string script = writeScript("worker", "#!/bin/sh\n");
-    faults::interrupt(100, [&] { write(std::string("sh\0", 3) + script + '\0'); });
-    const Outcome found = scan();
-    EXPECT_TRUE(found.wasReached);
-    EXPECT_EQ(found.found, (std::map<pid_t, int>{{m_pid, CAT_CORVANE}}));
-    EXPECT_EQ(found.paths.at(m_pid), script);
-}
-
-TEST_F(ListerArguments, ThatNeverComePassTheProcessOver) {
-    const Outcome found = scan();
-    EXPECT_EQ(found.status, geteuid() == 0 ? 0 : EACCES);
-    EXPECT_TRUE(found.found.empty());
-    EXPECT_TRUE(tellsOf(found, m_pid)) << found.log;
-}
-
-/// Any user can start thousands of processes that erased their arguments.
-TEST_F(ListerArguments, ThatAProcessErasedAreNotWaitedFor) {
-    lay("140737488348048");
-    bool isLate = false;
-    faults::interrupt(1000, [&] { isLate = true; });
-    const Outcome found = scan();
-    EXPECT_FALSE(isLate);
-    EXPECT_EQ(found.status, 0);
-    EXPECT_TRUE(found.found.empty());
-    EXPECT_FALSE(tellsOf(found, m_pid)) << found.log;
-}
-
-TEST_F(ListerArguments, ThatAreLaidWhileTheyAreReadAreReadOnceMore) {
-    const std::string script = writeScript("worker", "#!/bin/sh\n");
-    for (int call = 1; call < 60; ++call) {
-        write("");
-        lay("0");
-        faults::interrupt(call, [&] {
-            write(std::string("sh\0", 3) + script + '\0');
-            lay("140737488348048");
-        });
-        EXPECT_EQ(scan().found, (std::map<pid_t, int>{{m_pid, CAT_CORVANE}})) << "before call " << call;
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(Mappings, HolderExits, testing::Values(true, false),
+INSTANTIATE_TEST_SUITE_P(Mappings, ThirdPartyExits, testing::Values(true, false),
                          [](const auto& parameter) { return parameter.param ? "Queried" : "ReadFromMaps"; });
-INSTANTIATE_TEST_SUITE_P(Mappings, HolderExecutions, testing::Values(true, false),
+INSTANTIATE_TEST_SUITE_P(Mappings, ThirdPartyExecutions, testing::Values(true, false),
                          [](const auto& parameter) { return parameter.param ? "Queried" : "ReadFromMaps"; });
 
 } // namespace

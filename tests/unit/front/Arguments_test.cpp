@@ -33,6 +33,19 @@ class ArgumentsTest : public fakes::ProgramTest {
         return result;
     }
 
+    void expectInitialValues() const {
+        EXPECT_EQ(arguments.argIndex, 1);
+        EXPECT_EQ(arguments.excludeListFile, "");
+        EXPECT_EQ(arguments.killLevel, 0);
+        EXPECT_EQ(arguments.waitTime, 30);
+        EXPECT_FALSE(arguments.listMode);
+        EXPECT_TRUE(arguments.verbose);
+        EXPECT_EQ(arguments.verbosity, 0);
+        EXPECT_FALSE(arguments.quiet);
+        EXPECT_FALSE(arguments.thirdParty);
+        EXPECT_EQ(arguments.programName, "");
+    }
+
     [[nodiscard]] Journal telemetry() const { return host.of({"gauge", "telemetry"}); }
 
     void TearDown() override {
@@ -48,16 +61,7 @@ class ArgumentsTest : public fakes::ProgramTest {
 };
 
 TEST_F(ArgumentsTest, InitialValues) {
-    EXPECT_EQ(arguments.argIndex, 1);
-    EXPECT_EQ(arguments.excludeListFile, "");
-    EXPECT_EQ(arguments.killLevel, 0);
-    EXPECT_EQ(arguments.waitTime, 30);
-    EXPECT_FALSE(arguments.listMode);
-    EXPECT_TRUE(arguments.verbose);
-    EXPECT_EQ(arguments.verbosity, 0);
-    EXPECT_FALSE(arguments.quiet);
-    EXPECT_FALSE(arguments.thirdParty);
-    EXPECT_EQ(arguments.programName, "");
+    expectInitialValues();
 }
 
 TEST_F(ArgumentsTest, ConstructorDestructorAndParseAreTraced) {
@@ -78,6 +82,36 @@ TEST_F(ArgumentsTest, ConstructorDestructorAndParseAreTraced) {
                 ElementsAre("enter Arguments::Arguments", "leave Arguments::Arguments", "enter Arguments::parse",
                             "leave Arguments::parse", "enter Arguments::printUsage", "leave Arguments::printUsage",
                             "enter Arguments::~Arguments", "leave Arguments::~Arguments"));
+}
+
+TEST_F(ArgumentsTest, AssigningNewOnesResetsThem) {
+    parse({"-k", "-3", "-b", "some/file", "-q"});
+    arguments.waitTime = 7;
+    arguments.verbose = false;
+    arguments.verbosity = 5;
+    arguments = Arguments();
+    expectInitialValues();
+}
+
+TEST_F(ArgumentsTest, ACopyHasTheFieldsAndIsTracedAsConstructed) {
+    parse({"-l", "-3", "-b", "some/file"});
+    host.journal.clear();
+    const Arguments copy = arguments;
+    ASSERT_EQ(host.journal.size(), 2U);
+    EXPECT_EQ(host.journal[0].rfind("enter Arguments::Arguments ", 0), 0U) << host.journal[0];
+    EXPECT_EQ(host.journal[1], "leave Arguments::Arguments");
+    EXPECT_EQ(copy.argIndex, 5);
+    EXPECT_EQ(copy.excludeListFile, "some/file");
+    EXPECT_TRUE(copy.listMode);
+    EXPECT_TRUE(copy.thirdParty);
+    EXPECT_EQ(copy.programName, "/opt/sbin/cvstop");
+}
+
+/// All other tests pass words that are not constant.
+TEST_F(ArgumentsTest, WordsMayBeConstant) {
+    const char* const words[] = {"cvstop", "-l", nullptr};
+    EXPECT_EQ(arguments.parse(2, words), 0);
+    EXPECT_TRUE(arguments.listMode);
 }
 
 TEST_F(ArgumentsTest, NoArgumentsMeanAShutdownAndAreCountedAsDefault) {
@@ -105,7 +139,7 @@ TEST_F(ArgumentsTest, ThirdPartyAloneIsInvalid) {
     EXPECT_THAT(telemetry(), ElementsAre("telemetry init", "gauge cvstop.third_party 1", "telemetry destroy"));
 }
 
-TEST_F(ArgumentsTest, QuietWithThirdPartyTellsAboutThirdPartyFirst) {
+TEST_F(ArgumentsTest, QuietWithThirdPartyReportsThirdPartyFirst) {
     EXPECT_EQ(parse({"-q", "-3"}), 2);
     EXPECT_EQ(outline, kThirdPartyAlone);
     EXPECT_THAT(host.of({"msg"}), ElementsAre("msg MsgCvs0105N"));
@@ -201,7 +235,7 @@ TEST_F(ArgumentsTest, KillThenHelpRecordsAndFlushesBothGauges) {
     EXPECT_THAT(host.of({"msg"}), IsEmpty());
 }
 
-TEST_F(ArgumentsTest, NothingAfterHelpIsLookedAt) {
+TEST_F(ArgumentsTest, ArgumentsAfterHelpAreIgnored) {
     EXPECT_EQ(parse({"-h", "-nonsense"}), 1);
     EXPECT_THAT(host.of({"msg", "log"}), IsEmpty());
 }

@@ -70,7 +70,7 @@ TEST_F(InitializeTest, OnlyANegativeResultOfMkdirpathIsAFailure) {
     EXPECT_EQ(host.run([] { Initialize(); }), "");
 }
 
-TEST_F(InitializeTest, OtherThanRootEndsWith132AndLogsNothing) {
+TEST_F(InitializeTest, AnOrdinaryUserEndsWith132AndLogsNothing) {
     host.euid = 1000;
     const ChildResult result = inChild([] { Initialize(); });
     EXPECT_EQ(result.status, 132);

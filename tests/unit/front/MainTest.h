@@ -1,4 +1,4 @@
-/// The ground of the tests of main: the whole program in a child process.
+/// The fixture of the tests of main: the whole program in a child process.
 #pragma once
 
 #include <algorithm>
@@ -32,7 +32,7 @@ class MainTest : public fakes::ProgramTest {
             input);
     }
 
-    /// A daemon that its stop command ends, another one that only SIGKILL ends, and what -3 would take.
+    /// A daemon that its stop command ends, another one that only SIGKILL ends, and one third party of each kind.
     void addDaemonsAndThirdParties() {
         host.add("pazukiko", 10).stopsOn = "pazukiko -terminate";
         host.add("zeld", 11).diesOf = {SIGKILL};
@@ -40,7 +40,7 @@ class MainTest : public fakes::ProgramTest {
         host.add("editor", 30, CAT_OTHER_THIRD_PARTY);
     }
 
-    /// That the daemons were stopped, each in its way, and nothing else was touched.
+    /// Expects that the daemons were stopped, each in its way, and nothing else was touched.
     static void expectAFullShutdown(const fakes::ChildResult& result) {
         EXPECT_EQ(result.status, 1);
         EXPECT_THAT(result.of({"kill", "system"}),
@@ -51,7 +51,7 @@ class MainTest : public fakes::ProgramTest {
         EXPECT_EQ(result.count("records 0"), 1U) << "the snapshot is destroyed before the exit";
     }
 
-    /// Where an entry that begins so stands in the journal; its length when there is none.
+    /// The index of the first entry of the journal that begins like this; its length if there is none.
     static std::ptrdiff_t at(const fakes::ChildResult& result, const std::string& beginning) {
         const auto found = std::find_if(result.journal.begin(), result.journal.end(),
                                         [&](const std::string& entry) { return entry.rfind(beginning, 0) == 0; });

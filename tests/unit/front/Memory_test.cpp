@@ -1,5 +1,5 @@
-// Memory that runs out in the program: every allocation after main has begun fails once, in turn. It ends by
-// std::terminate, or while the snapshot is taken with its status, and what it had signalled until then was right.
+// Memory that runs out in the program: every allocation after the start of main fails once, in turn. The program ends
+// by std::terminate, or with its own status while the snapshot is taken, and every signal up to then was right.
 #include <algorithm>
 #include <atomic>
 #include <csignal>
@@ -13,7 +13,7 @@ int cvstop_main(int argc, char** argv);
 
 namespace {
 
-/// Allocations of the program until one fails; -1 for none that does.
+/// Allocations of the program left until one fails; -1 for never.
 std::atomic<int> g_untilFailure = -1;
 
 bool isDue() {
@@ -54,7 +54,7 @@ constexpr int kFoundStatus = 1;
 
 class OutOfMemory : public fakes::ProgramTest {
   protected:
-    /// The shutdown of a small fleet, with the allocation of that number failing.
+    /// The shutdown of a small fleet, with that allocation failing.
     ChildResult shutDown(int untilFailure) {
         clear();
         host.add("momuhe", 10);
@@ -63,7 +63,7 @@ class OutOfMemory : public fakes::ProgramTest {
         host.add("koka", 40).diesOf = {SIGKILL};
         host.add("mapper", 50, CAT_THIRD_PARTY);
         host.add("editor", 60, CAT_OTHER_THIRD_PARTY);
-        // What nobody catches ends the program as it does behind main, where no test framework is.
+        // An uncaught exception ends the program as it would without the test framework.
         return fakes::inChild([untilFailure]() noexcept {
             std::string words[] = {"cvstop", "-k", "-3"};
             char* arguments[] = {words[0].data(), words[1].data(), words[2].data(), nullptr};
@@ -76,7 +76,7 @@ class OutOfMemory : public fakes::ProgramTest {
     static Journal deeds(const ChildResult& result) { return result.of({"kill", "system"}); }
 };
 
-TEST_F(OutOfMemory, AnywhereEndsTheProgramAndSignalsNobodyWrongly) {
+TEST_F(OutOfMemory, AnywhereEndsTheProgramAndSendsNoWrongSignal) {
     const ChildResult whole = shutDown(1'000'000);
     ASSERT_EQ(whole.status, kFoundStatus);
     ASSERT_THAT(deeds(whole), Not(IsEmpty()));
@@ -96,7 +96,7 @@ TEST_F(OutOfMemory, AnywhereEndsTheProgramAndSignalsNobodyWrongly) {
             EXPECT_THAT(done, IsEmpty());
             ++withoutSnapshot;
         } else if (result.signal == 0) {
-            // A stream keeps its own shortage to itself, and loses what it was to print.
+            // A stream hides its own shortage, and loses what it was to print.
             ASSERT_EQ(result.status, kFoundStatus);
             EXPECT_EQ(done, all);
         } else {

@@ -74,8 +74,8 @@ TEST_F(ShutdownModeTest, SurvivorsAreListedKilledAndWaitedFor) {
     EXPECT_EQ(host.count("log 2 Main: All processes terminated normally.\n"), 1U);
 }
 
-/// Whom nobody signalled is not waited for.
-TEST_F(ShutdownModeTest, WhoIsOnlyListedDoesNotHoldUpTheEnd) {
+/// A process that was not signalled is not waited for.
+TEST_F(ShutdownModeTest, AListedOnlyProcessDoesNotHoldUpTheEnd) {
     addTough("zeld", 10);
     host.add("editor", 20, CAT_OTHER_THIRD_PARTY);
     const std::string output = shutDown(kEverything);
@@ -85,7 +85,7 @@ TEST_F(ShutdownModeTest, WhoIsOnlyListedDoesNotHoldUpTheEnd) {
     EXPECT_EQ(output.find("editor (20) has not terminated"), std::string::npos);
 }
 
-/// Levels up to 2, counted without a sign, kill what remains.
+/// Levels up to 2, taken as unsigned, kill what remains.
 TEST_F(ShutdownModeTest, SurvivorsAreKilledAtTheLevelsUpToTwo) {
     for (const auto& [level, kills] : {std::pair(0, 1U), {1, 1U}, {2, 1U}, {3, 0U}, {-1, 0U}}) {
         clear();
@@ -96,7 +96,7 @@ TEST_F(ShutdownModeTest, SurvivorsAreKilledAtTheLevelsUpToTwo) {
     }
 }
 
-/// One signal a process, for all that it may ignore: a second one is for a caller that asks for it.
+/// One signal per process, even if it ignores that one: a second one is for callers that ask for it.
 TEST_F(ShutdownModeTest, ARowSendsItsSignalOnce) {
     addTough("momuhe", 10);
     shutDown();
@@ -127,7 +127,7 @@ TEST_F(ShutdownModeTest, TheKillingComesAfterTheListAndBeforeTheWait) {
     EXPECT_LT(at("msg MsgCvs0030N"), at("log 2 Main: All processes terminated normally.\n"));
 }
 
-TEST_F(ShutdownModeTest, AProcessThatSurvivesSigkillIsReportedAndNothingIsSaidToHaveTerminated) {
+TEST_F(ShutdownModeTest, AProcessThatSurvivesSigkillIsReportedAndNoSuccessIsClaimed) {
     host.add("zeld", 10).diesOf.clear();
     const std::string printed = shutDown();
     EXPECT_EQ(m_status, 1);
@@ -166,7 +166,7 @@ TEST_F(ShutdownModeTest, QuietThirdPartiesAreTerminatedSilently) {
     EXPECT_EQ(host.of({"kill"}).size(), 5U);
 }
 
-TEST_F(ShutdownModeTest, OneStubbornDaemonDoesNotCostTheEditorItsLife) {
+TEST_F(ShutdownModeTest, AStubbornDaemonDoesNotGetTheEditorKilled) {
     addTough("zeld", 10);
     host.add("editor", 12, 4);
     shutDown(kEverything);
@@ -206,7 +206,7 @@ TEST_F(ShutdownModeTest, BrokenPipesAndHangupsAreIgnoredButNotByTheStopCommands)
     EXPECT_EQ(result.status, 0);
 }
 
-/// What becomes of a shutdown that gets a signal while it waits for a process.
+/// The exit status, or minus the signal, of a shutdown that gets a signal while it waits for a process.
 int statusAfterSignalWhileWaiting(int signal) {
     const fakes::ChildResult result = fakes::inChild([signal] {
         std::signal(SIGPIPE, SIG_DFL);

@@ -81,7 +81,7 @@ TEST_F(MainTest, ATranslatedPromptIsAsked) {
     EXPECT_EQ(run({}, "n\n").output, "Wirklich? Shutdown aborted.\n");
 }
 
-TEST_F(MainTest, WithoutEvenANameItAsksToo) {
+TEST_F(MainTest, WithoutArgvZeroItAsksToo) {
     const ChildResult result = fakes::inChild([] {
         char* argv[] = {nullptr};
         std::exit(cvstop_main(0, argv));
@@ -90,7 +90,7 @@ TEST_F(MainTest, WithoutEvenANameItAsksToo) {
     EXPECT_EQ(result.output, kPrompt + "Shutdown aborted.\n");
 }
 
-TEST_F(MainTest, WithoutEvenANameAYesIsAShutdown) {
+TEST_F(MainTest, WithoutArgvZeroAYesIsAShutdown) {
     host.add("pazukiko", 10).stopsOn = "pazukiko -terminate";
     const ChildResult result = fakes::inChild(
         [] {
@@ -147,7 +147,7 @@ TEST_F(MainTest, EveryLookupUsesTheLocaleOfTheStart) {
     EXPECT_EQ(result.status, 0);
 }
 
-TEST_F(MainTest, OtherThanRootIsRefusedWhateverTheArguments) {
+TEST_F(MainTest, AnOrdinaryUserIsRefusedWhateverTheArguments) {
     host.euid = 1000;
     for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{{}, {"-h"}, {"-k"}, {"-x"}}) {
         const ChildResult result = run(words, "y\n");

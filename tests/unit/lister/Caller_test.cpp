@@ -7,12 +7,12 @@ namespace {
 
 class CallerFacts : public MadeUpProcess {};
 
-TEST_F(CallerFacts, CallerWhoIsNotThereIsAnError) {
+TEST_F(CallerFacts, MissingCallerIsAnError) {
     fs::remove_all(fs::path(m_proc) / "self");
     expectScanFailure(ENOENT);
 }
 
-TEST_F(CallerFacts, CallerOfWhomAFactIsMissingIsAnError) {
+TEST_F(CallerFacts, MissingFactOfTheCallerIsAnError) {
     for (const char* fact : {"exe", "ns/pid", "ns/user", "ns/mnt", "mountinfo"}) {
         const fs::path path = fs::path(m_proc) / "self" / fact;
         fs::rename(path, m_folder / "kept");
@@ -43,8 +43,8 @@ TEST_F(CallerFacts, AncestorsAreFollowedToTheFirst) {
     EXPECT_FALSE(caller.isAncestor(0));
 }
 
-/// Pids are used again while the chain is read.
-TEST_F(CallerFacts, AncestorsThatFormACircleEnd) {
+/// Pids may be reused while the chain is read.
+TEST_F(CallerFacts, AncestorsInACircleAreFollowedOnce) {
     const std::string parent = std::to_string(getppid());
     make(parent, "/bin/sh");
     write(parent, "stat", parent + " (a) S " + parent + " 1 1 0 -1\n");
@@ -52,7 +52,7 @@ TEST_F(CallerFacts, AncestorsThatFormACircleEnd) {
     EXPECT_TRUE(caller.isAncestor(getppid()));
 }
 
-TEST_F(CallerFacts, AncestorsEndWhereATextIsNone) {
+TEST_F(CallerFacts, AncestorsEndAtAMalformedStat) {
     const std::string parent = std::to_string(getppid());
     make(parent, "/bin/sh");
     write(parent, "stat", "no stat");
@@ -60,7 +60,7 @@ TEST_F(CallerFacts, AncestorsEndWhereATextIsNone) {
     EXPECT_TRUE(caller.isAncestor(getppid()));
 }
 
-TEST_F(CallerFacts, LinesOfMountsThatAreNoneAreSkipped) {
+TEST_F(CallerFacts, MalformedMountLinesAreSkipped) {
     write(
         "self", "mountinfo",
         "nonsense\n\n36 1 0:1 / / rw - ext4 x rw\n37 36 0:2 / /usr rw - nfs4 x rw\n38 36 0:3 / /opt/x rw - tmpfs x rw");
@@ -82,7 +82,7 @@ TEST_F(CallerFacts, InstallRootThatIsGoneKeepsItsName) {
     EXPECT_EQ(Caller(m_roots).installRoot(), "/nonexistent/quarn");
 }
 
-/// The release of the program that is upgraded while it runs has another inode under the same path.
+/// A program that was upgraded while it runs has another inode under the same path.
 TEST_F(CallerFacts, AnotherReleaseOfTheCallersExecutableIsTheCallers) {
     const fs::path own = fs::read_symlink("/proc/self/exe");
     const Caller caller(m_roots);

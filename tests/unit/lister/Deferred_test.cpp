@@ -7,7 +7,7 @@
 namespace lister {
 namespace {
 
-/// Arguments in a FIFO that nobody writes are never read to an end.
+/// Arguments in a FIFO without a writer are never read to an end.
 class DeferredJudgement : public MadeUpProcess {
   protected:
     ~DeferredJudgement() override {
@@ -56,7 +56,7 @@ TEST_F(DeferredJudgement, NothingIsJudgedWhereNothingWaits) {
     EXPECT_TRUE(reasons({}).empty());
 }
 
-TEST_F(DeferredJudgement, StuckProcessesAreToldAndTheOthersJudged) {
+TEST_F(DeferredJudgement, StuckProcessesAreReportedAndTheOthersJudged) {
     EXPECT_EQ(reasons({script("75"), stuck("76"), stuck("77"), script("78"), stuck("79")}),
               (std::vector{Reason::ProductScript, Reason::Stuck, Reason::Stuck, Reason::ProductScript, Reason::Stuck}));
 }
@@ -67,7 +67,7 @@ TEST_F(DeferredJudgement, StuckProcessIsPassedOverByAWholeListing) {
     script("77");
     CV_Process_s* list = nullptr;
     const int status = listProcesses(m_roots, &list, CAT_CORVANE, 0);
-    // Who may read all learns of it from the log; for others the view is not whole.
+    // Root learns of it from the log; for others the view is not whole.
     EXPECT_EQ(status, geteuid() == 0 ? 0 : EACCES);
     if (status == 0) {
         ASSERT_NE(list, nullptr);

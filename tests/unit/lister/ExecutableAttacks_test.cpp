@@ -1,4 +1,4 @@
-// What somebody may do with an executable to be taken for a process of the product, or to hide one.
+// Attempts to pass for a process of the product by way of the executable, or to hide one.
 
 #include "ListerTest.h"
 
@@ -28,7 +28,7 @@ class Attack : public Lister {
         std::size_t made = m_root.size();
         while (made < length) {
             const std::size_t rest = length - made - 1;
-            // No name of more than 255 bytes, and never a rest of a lone slash.
+            // A name has at most 255 bytes, and a lone slash must not remain.
             const std::string name(rest <= 200 ? rest : std::min<std::size_t>(200, rest - 2), 'd');
             EXPECT_TRUE(mkdirat(folder.get(), name.c_str(), 0755) == 0 || errno == EEXIST);
             folder.reset(openat(folder.get(), name.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
@@ -77,7 +77,7 @@ TEST_F(Attack, PathOf1024BytesIsOnlyListedAndCut) {
     EXPECT_FALSE(find(child->pid(), CAT_CORVANE));
 }
 
-TEST_F(Attack, PathThatTheKernelCannotGiveIsPassedOver) {
+TEST_F(Attack, PathBeyondAPageIsPassedOver) {
     const auto longest = runWithPathOf(4095);
     ASSERT_TRUE(find(longest->pid()));
     EXPECT_EQ(find(longest->pid())->category, CAT_OTHER_THIRD_PARTY);
@@ -99,7 +99,7 @@ TEST_F(Attack, FileInMemoryNamedLikeADaemonIsNotTheProduct) {
 }
 
 /// The executable that an ordinary user's process shows is the daemon's, down to device and inode; only its user
-/// namespace tells that it is his to choose.
+/// namespace shows that the user chose it.
 TEST_F(Attack, ExecutableFakedInAUserNamespaceOfAnOrdinaryUserIsNotTheProduct) {
     if (geteuid() != 0) {
         GTEST_SKIP() << "only root can become an ordinary user";

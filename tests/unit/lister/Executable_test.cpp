@@ -6,7 +6,7 @@ namespace {
 class Executable : public MadeUpProcess {};
 class LiveExecutable : public Lister {};
 
-TEST_F(Executable, ExecutableOutsideTheTreeIsNoRelation) {
+TEST_F(Executable, ExecutableOutsideTheTreeIsAStrangers) {
     make("77", "/bin/sh");
     const Verdict verdict = judge("77", judgeExecutable);
     EXPECT_EQ(verdict.reason, Reason::NoRelation);
@@ -34,7 +34,7 @@ TEST_F(Executable, ProcessWhoseNamespacesAreGoneHasVanished) {
     }
 }
 
-/// No file of a namespace stands behind the link: there is nobody to ask for its owner.
+/// The link leads to no namespace, which could be asked for its owner.
 TEST_F(Executable, UserNamespaceThatCannotBeAskedForItsOwnerLosesTheProcess) {
     make("77", install("halvd"));
     link("77", "ns/user", "/bin/sh");
@@ -54,7 +54,7 @@ TEST_F(Executable, RootThatCannotBeOpenedLosesTheProcess) {
     const fs::path path = m_root + "/bin/halvd (deleted)";
     copySleep(path);
     make("77", path);
-    // With its links gone, as those of a removed file are, while the descriptor of the test keeps it.
+    // A removed file has no links left; the descriptor keeps it.
     const UniqueFd kept(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     fs::remove(path);
     link("77", "exe", "/proc/self/fd/" + std::to_string(kept.get()));
@@ -70,7 +70,7 @@ TEST_F(Executable, RootThatCannotBeOpenedLosesTheProcess) {
     EXPECT_FALSE(isHostsExecutable(caller, process, FileStatus(), m_root + "/bin/halvd", true));
 }
 
-TEST_F(Executable, NothingIsTheHostsFileWhereTheTreeIsGone) {
+TEST_F(Executable, MissingTreeHasNoFiles) {
     make("77", "/bin/sh");
     link("77", "ns/mnt", "mnt:[1]");
     m_roots.install = "/nonexistent/quarn";
@@ -84,8 +84,8 @@ TEST_F(Executable, NothingIsTheHostsFileWhereTheTreeIsGone) {
         << "a tree of its own";
 }
 
-/// What ended is passed over in silence; what cannot be read may be a daemon, and is said.
-TEST_F(LiveExecutable, ProcessOfWhichNothingIsKnownIsToldFromOneThatEnded) {
+/// A process that ended is passed over in silence; one that cannot be read may be a daemon, and is reported.
+TEST_F(LiveExecutable, UnreadableProcessIsToldFromOneThatEnded) {
     const std::string daemon = install("halvd");
     fs::create_directories(m_folder / "proc/7");
     fs::create_directories(m_folder / "proc/8");
@@ -105,7 +105,7 @@ TEST_F(LiveExecutable, ProcessOfWhichNothingIsKnownIsToldFromOneThatEnded) {
 }
 
 /// A daemon whose namespaces cannot be read is no stranger in namespaces of its own.
-TEST_F(LiveExecutable, ProcessWhoseNamespacesCannotBeReadIsSaid) {
+TEST_F(LiveExecutable, ProcessWithUnreadableNamespacesIsReported) {
     const std::string daemon = install("halvd");
     fs::create_directories(m_folder / "proc/7/ns");
     fs::create_symlink(daemon, m_folder / "proc/7/exe");
@@ -136,13 +136,13 @@ TEST_F(LiveExecutable, NeighbourOfTheRootIsNotBelowIt) {
     EXPECT_FALSE(find(child->pid()));
 }
 
-TEST_F(LiveExecutable, HostWithoutTheProductHasNoProcessOfIt) {
+TEST_F(LiveExecutable, HostWithoutTheProductHasNoneOfItsProcesses) {
     const auto child = run(install("halvd"));
     m_roots.install = "/nonexistent/quarn";
     EXPECT_FALSE(find(child->pid()));
 }
 
-TEST_F(LiveExecutable, SymbolicLinkAsRootIsMadeCanonical) {
+TEST_F(LiveExecutable, InstallRootMayBeASymbolicLink) {
     const auto child = run(install("halvd"));
     fs::create_directory_symlink(m_root, m_folder / "link");
     const std::string link = m_folder / "link";

@@ -11,7 +11,7 @@
 
 namespace {
 
-/// What a look-up in the kernel's cache alone (RESOLVE_CACHED) is answered.
+/// How a look-up in the kernel's cache alone (RESOLVE_CACHED) is answered.
 enum class Answer { Real, FromTheCache, NotInTheCache };
 
 std::atomic<Answer> g_answer = Answer::Real;
@@ -62,7 +62,7 @@ TEST(Files, AreTheSameByDeviceAndInode) {
     }
 }
 
-TEST_F(LinkText, DeletedIsPartOfANameOnlyForTheVeryFileOfThatName) {
+TEST_F(LinkText, EndsInDeletedOnlyWhereTheFileIsCalledSo) {
     const fs::path path = m_root + "/bin/x (deleted)";
     copySleep(path);
     const std::optional<FileStatus> status = statusOf(AT_FDCWD, path.c_str());
@@ -80,7 +80,7 @@ TEST_F(LinkText, DeletedIsPartOfANameOnlyForTheVeryFileOfThatName) {
     EXPECT_TRUE(readLinkText(path, *status).isDeleted);
 }
 
-/// Look-ups of a file that is there, with the kernel's cache told what to know.
+/// Look-ups of an existing file that the kernel's cache has, or not.
 class LookUp : public testing::TestWithParam<const char*> {
   protected:
     LookUp() {

@@ -1,5 +1,5 @@
-// Memory that runs out while the process table is read: every allocation fails once, in turn. The scan says so, leaves
-// no list and no byte behind, and never a shorter list.
+// Memory that runs out while the process table is read: every allocation fails once, in turn. The scan reports it,
+// leaves nothing behind, and never returns a shorter list.
 
 #include "ListerTest.h"
 
@@ -9,7 +9,7 @@
 
 namespace {
 
-/// Allocations until one fails; -1 for none that does.
+/// Allocations left until one fails; -1 for never.
 std::atomic<int> g_untilFailure = -1;
 std::atomic<int> g_held = 0;
 
@@ -54,7 +54,7 @@ namespace {
 
 class OutOfMemory : public FewProcesses, public testing::WithParamInterface<Proc_categories> {};
 
-TEST_P(OutOfMemory, AtAnyAllocationIsAnErrorAndNeverAShorterList) {
+TEST_P(OutOfMemory, IsAnErrorAndNeverAShorterList) {
     const auto daemon = run(install("halvd"));
     const fs::path script = writeScript("worker", "#!/bin/sh\nkill -STOP $$\n");
     const Child worker(script, {"worker"});

@@ -87,33 +87,33 @@ TEST_F(MountNamespace, ScriptOfAnotherTreeIsNotTheProducts) {
     EXPECT_EQ(verdict.category, 0);
 }
 
-TEST_F(MountNamespace, WhoMapsTheHostsLibraryMapsTheProducts) {
+TEST_F(MountNamespace, LibraryOfTheHostIsTheProducts) {
     installLibrary(m_root);
     const auto mapper = runHostsMapper(harden);
     for (const bool queryMappings : {true, false}) {
         m_roots.queryMappings = queryMappings;
-        EXPECT_EQ(judgeHolder(mapper->pid()).reason, Reason::MapsProduct);
+        EXPECT_EQ(judgeAsThirdParty(mapper->pid()).reason, Reason::MapsProduct);
     }
 }
 
-TEST_F(MountNamespace, WhoMapsTheLibraryOfAnotherTreeHasNothingOfTheProduct) {
+TEST_F(MountNamespace, LibraryOfAnotherTreeIsNotTheProducts) {
     installLibrary(m_root);
     installLibrary(m_copy);
     const auto mapper = runHostsMapper([this] { contain(); });
     for (const bool queryMappings : {true, false}) {
         m_roots.queryMappings = queryMappings;
-        EXPECT_EQ(judgeHolder(mapper->pid()).reason, Reason::NoRelation);
+        EXPECT_EQ(judgeAsThirdParty(mapper->pid()).reason, Reason::NoRelation);
     }
 }
 
-TEST_F(MountNamespace, WhoMapsALibraryThatTheHostDoesNotHaveHasNothingOfTheProduct) {
+TEST_F(MountNamespace, LibraryThatTheHostDoesNotHaveIsNotTheProducts) {
     installLibrary(m_copy);
     const auto mapper = runHostsMapper([this] { contain(); });
-    EXPECT_EQ(judgeHolder(mapper->pid()).reason, Reason::NoRelation);
+    EXPECT_EQ(judgeAsThirdParty(mapper->pid()).reason, Reason::NoRelation);
 }
 
 /// An exclude list would find another file by that path.
-TEST_F(MountNamespace, MapperWhoseExecutableTheCallerDoesNotFindByItsPathIsOnlyListed) {
+TEST_F(MountNamespace, MapperThatTheCallerFindsAnotherFileForIsOnlyListed) {
     installLibrary(m_root);
     fs::create_directories(m_folder / "own");
     copySleep(m_folder / "own/other");
@@ -121,7 +121,7 @@ TEST_F(MountNamespace, MapperWhoseExecutableTheCallerDoesNotFindByItsPathIsOnlyL
         harden();
         EXPECT_EQ(mount((m_folder / "own/other").c_str(), (m_folder / "mapper").c_str(), nullptr, MS_BIND, nullptr), 0);
     });
-    EXPECT_EQ(judgeHolder(mapper->pid()).reason, Reason::DemotedUnexcludable);
+    EXPECT_EQ(judgeAsThirdParty(mapper->pid()).reason, Reason::DemotedUnexcludable);
 }
 
 TEST_F(MountNamespace, MapperWhoseExecutableWasReplacedIsOnlyListed) {
@@ -129,10 +129,10 @@ TEST_F(MountNamespace, MapperWhoseExecutableWasReplacedIsOnlyListed) {
     const auto mapper = runHostsMapper(harden);
     fs::remove(m_folder / "mapper");
     copySleep(m_folder / "mapper");
-    EXPECT_EQ(judgeHolder(mapper->pid()).reason, Reason::DemotedUnexcludable);
+    EXPECT_EQ(judgeAsThirdParty(mapper->pid()).reason, Reason::DemotedUnexcludable);
 }
 
-TEST_F(MountNamespace, WhoWorksInTheSameFolderOfAnotherTreeIsNotListed) {
+TEST_F(MountNamespace, ProcessThatWorksInAnotherTreeIsNotListed) {
     const auto editor = run(copySleep(m_folder / "editor"), [this] {
         contain();
         fs::current_path(m_root + "/bin");

@@ -1,5 +1,5 @@
-/// The ground of the lister's tests: children of the test, started from a made-up install root. They are only listed;
-/// each is ended by its parent, by pid.
+/// The fixture of the lister's tests: child processes, started from a made-up install root. They are only listed; each
+/// is killed by its parent, by pid.
 #pragma once
 
 #include <chrono>
@@ -54,7 +54,7 @@ template <class Judge> Verdict verdictOf(const Judge& judge) {
     }
 }
 
-/// Whether the condition comes true. Asks again and again, for up to a minute: no machine takes as long.
+/// Whether the condition comes true within a minute, which is longer than any machine needs.
 inline bool comesTrue(const std::function<bool()>& condition) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
     while (!condition()) {
@@ -72,7 +72,7 @@ inline std::string textOf(const fs::path& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-/// The path of a library that the test itself has mapped, wherever this machine keeps it.
+/// The path of a library that the test itself has mapped: each processor has its own folder for them.
 inline std::string mappedFile(const std::string& name) {
     const std::string maps = textOf("/proc/self/maps");
     const std::size_t at = maps.find("/" + name);
@@ -90,7 +90,8 @@ inline void awaitStop(pid_t pid) {
     EXPECT_TRUE(WIFSTOPPED(status)) << "process " << pid << ", status " << status;
 }
 
-/// A child that waits to be ended, running `path` with the arguments. It is running that by the time it exists.
+/// A child process that runs `path` with the arguments, and already does when the constructor returns. It is killed in
+/// the end.
 class Child {
   public:
     Child(
@@ -182,7 +183,7 @@ class Lister : public testing::Test {
     Roots m_roots;
 };
 
-/// A process table of few: whatever else runs here costs nothing, and cannot come or go between two scans.
+/// A process table of a few processes: whatever else runs here costs no time and cannot come or go between two scans.
 class FewProcesses : public Lister {
   protected:
     FewProcesses() {

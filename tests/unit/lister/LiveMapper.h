@@ -12,13 +12,13 @@ namespace lister {
 
 class LiveMapper : public Lister {
   protected:
-    [[nodiscard]] Verdict judgeHolder(pid_t pid) const {
+    [[nodiscard]] Verdict judgeAsThirdParty(pid_t pid) const {
         return judge(pid, [this](const Caller& caller, const PinnedProcess& process) {
             return judgeThirdParty(m_roots, caller, process);
         });
     }
 
-    /// Puts a library into a tree: any will do that sleep(1) does not use.
+    /// Puts a library into a tree; any will do, as long as sleep(1) does not use it.
     static std::string installLibrary(const fs::path& tree) {
         const fs::path library = tree / "bin/library.so";
         fs::copy_file(mappedFile("libm.so"), library);
@@ -36,7 +36,7 @@ class LiveMapper : public Lister {
         return child;
     }
 
-    /// sleep(1) waits in nanosleep when its libraries are all there.
+    /// Once sleep(1) is in nanosleep, all its libraries are mapped.
     static void awaitSleep(pid_t pid) {
         const std::string file = "/proc/" + std::to_string(pid) + "/wchan";
         EXPECT_TRUE(comesTrue([&] { return textOf(file).find("nanosleep") != std::string::npos; })) << textOf(file);

@@ -1,5 +1,5 @@
-/// The lister's rules on processes that do not exist: folders made up of links and texts as /proc has them, so that
-/// each rule also meets what no process of this machine shows.
+/// Processes that do not exist: folders made up of links and texts as in /proc, so that each rule of the lister also
+/// meets what no process of this machine shows.
 #pragma once
 
 #include <cstdio>
@@ -57,7 +57,7 @@ class MadeUpProcess : public Lister {
         const UniqueFd proc(open(m_proc.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
         return verdictOf([&] { return rule(Caller(m_roots), PinnedProcess(proc.get(), pid, process.c_str())); });
     }
-    [[nodiscard]] Verdict judgeHolder(const std::string& process, pid_t pid = 77) const {
+    [[nodiscard]] Verdict judgeAsThirdParty(const std::string& process, pid_t pid = 77) const {
         return judge(
             process,
             [this](const Caller& caller, const PinnedProcess& pinned) {

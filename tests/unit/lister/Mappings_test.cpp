@@ -12,34 +12,34 @@ namespace {
 
 class Mappings : public MadeUpMapper {};
 
-TEST_F(Mappings, OtherMappingsAreNone) {
+TEST_F(Mappings, OtherMappingsDoNotCount) {
     for (const std::string& text :
          {line("r--p"), std::string("55c0-55d0 r-xp 00001000 00:00 0\n"), std::string("nonsense\n"),
           std::string("55c0-55d0 r-xp 00001000 00:00 0 [vdso]\n"),
           std::string("55c0-55d0 r-xp 00001000 fe:00 9 /usr/lib/x.so\n"), line().substr(0, line().size() - 1)}) {
         map(text);
-        EXPECT_EQ(judgeHolder("77").reason, Reason::NoRelation) << text;
+        EXPECT_EQ(judgeAsThirdParty("77").reason, Reason::NoRelation) << text;
     }
 }
 
 TEST_F(Mappings, MappingsOverTheBudgetArePassedOver) {
     map(std::string(100, 'x') + "\n" + line());
     m_roots.budget.mapsBytes = 50;
-    EXPECT_EQ(judgeHolder("77").reason, Reason::MapsProduct) << "what was read is looked at";
+    EXPECT_EQ(judgeAsThirdParty("77").reason, Reason::MapsProduct) << "what was read is looked at";
     map(std::string(20000, 'x') + "\n" + line());
-    EXPECT_EQ(judgeHolder("77").reason, Reason::OverBudget);
+    EXPECT_EQ(judgeAsThirdParty("77").reason, Reason::OverBudget);
 }
 
-/// The text of maps is bounded by its bytes, questions by their number.
+/// The text of maps is bounded by its size, queries by their number.
 class AskedMappings : public LiveMapper {};
 
-/// Each executable mapping costs one question, and so does the answer that there is no more.
+/// Each executable mapping costs one query, and so does the end of the list.
 TEST_F(AskedMappings, WithinTheBudgetAreSearchedToTheEnd) {
     const auto child = run(copySleep(m_folder / "stranger"));
     awaitSleep(child->pid());
     m_roots.budget.mappings = 0;
-    if (judgeHolder(child->pid()).reason != Reason::OverBudget) {
-        GTEST_SKIP() << "the kernel answers no such questions (Linux 6.11)";
+    if (judgeAsThirdParty(child->pid()).reason != Reason::OverBudget) {
+        GTEST_SKIP() << "the kernel knows no such query (before Linux 6.11)";
     }
     int mappings = 0;
     std::ifstream maps("/proc/" + std::to_string(child->pid()) + "/maps");
@@ -48,9 +48,9 @@ TEST_F(AskedMappings, WithinTheBudgetAreSearchedToTheEnd) {
         mappings += mapping && mapping->executable && mapping->path.starts_with("/") ? 1 : 0;
     }
     m_roots.budget.mappings = mappings + 1;
-    EXPECT_EQ(judgeHolder(child->pid()).reason, Reason::NoRelation);
+    EXPECT_EQ(judgeAsThirdParty(child->pid()).reason, Reason::NoRelation);
     m_roots.budget.mappings = mappings;
-    EXPECT_EQ(judgeHolder(child->pid()).reason, Reason::OverBudget);
+    EXPECT_EQ(judgeAsThirdParty(child->pid()).reason, Reason::OverBudget);
 }
 
 } // namespace

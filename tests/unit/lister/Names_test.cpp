@@ -48,6 +48,15 @@ TEST(Controls, AreShownAsQuestionMarks) {
     EXPECT_FALSE(hasControls("a b;$(c)"));
 }
 
+TEST(Names, ServedFileSystems) {
+    for (const char* type : {"nfs", "nfs4", "cifs", "smb3", "9p", "fuse", "fuse.sshfs", "fuseblk", "autofs", "ceph"}) {
+        EXPECT_TRUE(isServedType(type)) << type;
+    }
+    for (const char* type : {"", "ext4", "xfs", "btrfs", "tmpfs", "overlay", "proc", "zfs"}) {
+        EXPECT_FALSE(isServedType(type)) << type;
+    }
+}
+
 TEST(Names, ServicesOfTheHost) {
     for (const char* name : {"systemd", "systemd-journald", "init", "dbus-daemon", "sshd", "sshd-session", "agetty",
                              "cron", "rsyslogd", "polkitd", "containerd-shim-runc-v2"}) {

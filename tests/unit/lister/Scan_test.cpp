@@ -13,7 +13,7 @@ namespace {
 
 class ScanOfTheTable : public Lister {};
 
-TEST_F(ScanOfTheTable, LeaderThreadThatHasExitedIsSeenThroughALiveOne) {
+TEST_F(ScanOfTheTable, ProcessWithAnExitedFirstThreadIsListed) {
     const fs::path path = m_root + "/bin/halvd";
     fs::copy_file(CVSTOP_EXITED_LEADER, path);
     const auto child = run(path);
@@ -41,7 +41,7 @@ TEST_F(ScanOfTheTable, PidsAscend) {
     EXPECT_TRUE(std::is_sorted(pids.begin(), pids.end()));
 }
 
-TEST_F(ScanOfTheTable, TableThatCannotBeReadIsAnErrno) {
+TEST_F(ScanOfTheTable, UnreadableTableIsAnErrno) {
     m_roots.proc = "/nonexistent";
     CV_Process_s* list = nullptr;
     EXPECT_EQ(listProcesses(m_roots, &list, kAll, 0), ENOENT);
@@ -57,7 +57,7 @@ TEST_F(ScanOfTheTable, TableWithoutPid1IsNotWhole) {
     EXPECT_EQ(list, nullptr);
 }
 
-TEST_F(ScanOfTheTable, MadeUpTableOfStrangersIsEmptyAndNoError) {
+TEST_F(ScanOfTheTable, TableOfStrangersGivesAnEmptyList) {
     for (const char* pid : {"1", "20", "300"}) {
         fs::create_directories(m_folder / "proc" / pid);
         fs::create_symlink("/usr/bin/stranger", m_folder / "proc" / pid / "exe");
@@ -93,7 +93,7 @@ TEST_F(ScanOfTheTable, UnreadableProcessIsPassedOverByACallerThatMayReadAll) {
     EXPECT_EQ(list, nullptr);
 }
 
-TEST_F(ScanOfTheTable, CallerOfWhichNothingIsKnownEndsTheScan) {
+TEST_F(ScanOfTheTable, UnknownCallerEndsTheScan) {
     fs::create_directories(m_folder / "proc/1");
     const fs::path daemon = install("halvd");
     fs::create_symlink(daemon, m_folder / "proc/1/exe");
@@ -104,7 +104,7 @@ TEST_F(ScanOfTheTable, CallerOfWhichNothingIsKnownEndsTheScan) {
     EXPECT_EQ(list, nullptr);
 }
 
-TEST_F(ScanOfTheTable, KernelThreadHasNoExecutableAndIsNoRecord) {
+TEST_F(ScanOfTheTable, KernelThreadIsNotListed) {
     fs::create_directories(m_folder / "proc/1/task/1");
     fs::create_directories(m_folder / "proc/2/task/2");
     const std::string proc = m_folder / "proc";
@@ -114,13 +114,13 @@ TEST_F(ScanOfTheTable, KernelThreadHasNoExecutableAndIsNoRecord) {
     EXPECT_EQ(list, nullptr);
 }
 
-/// Whether a scan tells the whole truth or that it cannot.
+/// A scan that is short of descriptors either lists everything or fails.
 class Shortage : public Lister {
   protected:
     Shortage() : m_daemon(run(install("halvd"))) { getrlimit(RLIMIT_NOFILE, &m_limit); }
     ~Shortage() override { setrlimit(RLIMIT_NOFILE, &m_limit); }
 
-    /// The result of a scan that may have that many descriptors open besides those there are.
+    /// The result of a scan that may open that many more descriptors.
     std::pair<int, bool> scanWith(rlim_t descriptors, Proc_categories categories) {
         UniqueFd next(open("/", O_PATH | O_CLOEXEC));
         const rlimit few = {static_cast<rlim_t>(next.get()) + descriptors, m_limit.rlim_max};

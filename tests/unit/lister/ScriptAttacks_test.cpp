@@ -1,4 +1,4 @@
-// What somebody may do to be taken for a script of the product.
+// Attempts to pass for a script of the product.
 
 #include <string>
 #include <utility>
@@ -20,7 +20,7 @@ class ScriptAttack : public Lister {
         fs::permissions(m_folder, fs::perms::others_read | fs::perms::others_exec, fs::perm_options::add);
     }
 
-    /// A process can call itself as it likes (proc_pid_comm(5)).
+    /// A process can give itself any name (proc_pid_comm(5)).
     std::unique_ptr<Child> runForging(const fs::path& file, const std::string& name, uid_t user) {
         std::ofstream(file) << "open(C, '>', '/proc/self/comm'); syswrite(C, '" << name
                             << "'); syswrite(STDOUT, 'x'); sleep 60;\n";
@@ -111,7 +111,7 @@ TEST_F(ScriptAttack, LinkFromOutsideLeadsToTheScriptItself) {
     EXPECT_EQ(find(child->pid())->path, script.string());
 }
 
-TEST_F(ScriptAttack, WayOutOfTheTreeIsNotTheProduct) {
+TEST_F(ScriptAttack, PathThatLeavesTheTreeIsNotTheProduct) {
     std::ofstream(m_folder / "worker") << "#!/bin/sh\n" << kStop;
     const auto child = runStopped("/bin/sh", {"sh", m_root + "/bin/../../worker"});
     EXPECT_FALSE(find(child->pid(), CAT_CORVANE));
@@ -123,7 +123,7 @@ TEST_F(ScriptAttack, FileThatNamesAnotherInterpreterIsOnlyReadByThisOne) {
     EXPECT_FALSE(find(child->pid(), CAT_CORVANE));
 }
 
-TEST_F(ScriptAttack, FolderAndPipeAreNoScripts) {
+TEST_F(ScriptAttack, PipeIsNoScript) {
     const fs::path pipe = m_root + "/bin/pipe";
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     const Child reader("/bin/sh", {"sh", pipe.string()});

@@ -140,7 +140,7 @@ TEST_F(ScriptRule, InterpreterThatIsGoneHasVanished) {
     EXPECT_EQ(judge("77", judgeScript).reason, Reason::Vanished);
 }
 
-TEST_F(ScriptRule, FolderOrSocketInAScriptsPlaceIsNone) {
+TEST_F(ScriptRule, FolderIsNoScript) {
     fs::create_directories(m_root + "/bin/folder");
     make("77", fs::canonical("/bin/sh"));
     write("77", "cmdline", std::string("sh\0", 3) + m_root + "/bin/folder" + '\0');

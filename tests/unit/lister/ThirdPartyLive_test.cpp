@@ -16,7 +16,7 @@ class ThirdParty : public LiveMapper, public testing::WithParamInterface<bool> {
 INSTANTIATE_TEST_SUITE_P(Mappings, ThirdParty, testing::Values(true, false),
                          [](const auto& parameter) { return parameter.param ? "Queried" : "ReadFromMaps"; });
 
-TEST_P(ThirdParty, WhoWorksInTheTreeIsOnlyListed) {
+TEST_P(ThirdParty, ProcessThatWorksInTheTreeIsOnlyListed) {
     const auto child = run(copySleep(m_folder / "editor"), [this] { EXPECT_EQ(chdir(m_root.c_str()), 0); });
     const auto record = find(child->pid());
     ASSERT_TRUE(record);
@@ -25,37 +25,37 @@ TEST_P(ThirdParty, WhoWorksInTheTreeIsOnlyListed) {
     EXPECT_FALSE(find(child->pid(), CAT_CORVANE)) << "not looked for unless asked";
 }
 
-TEST_P(ThirdParty, WhoHoldsAFileOfTheTreeIsOnlyListed) {
+TEST_P(ThirdParty, ProcessThatHoldsAFileOfTheTreeIsOnlyListed) {
     const fs::path file = install("halvd");
     const auto child = run(copySleep(m_folder / "reader"), [&] { open(file.c_str(), O_RDONLY); });
     ASSERT_TRUE(find(child->pid()));
     EXPECT_EQ(find(child->pid())->category, CAT_OTHER_THIRD_PARTY);
 }
 
-TEST_P(ThirdParty, WhoHasNothingToDoWithTheProductIsNotListed) {
+TEST_P(ThirdParty, StrangerIsNotListed) {
     const auto child = run(copySleep(m_folder / "stranger"));
     EXPECT_FALSE(find(child->pid()));
 }
 
-/// A hostile process may have as much as it likes, in front of what it holds.
-TEST_P(ThirdParty, WhoGoesOverTheBudgetWithoutAReasonIsPassedOver) {
+/// A hostile process may hold any number of other things first.
+TEST_P(ThirdParty, ProcessOverTheBudgetWithoutAReasonIsPassedOver) {
     const fs::path file = install("halvd");
     const auto child = run(copySleep(m_folder / "reader"), [&] { open(file.c_str(), O_RDONLY); });
-    EXPECT_EQ(judgeHolder(child->pid()).reason, Reason::HoldsProduct);
+    EXPECT_EQ(judgeAsThirdParty(child->pid()).reason, Reason::HoldsProduct);
     m_roots.budget.descriptors = 3; // ".", ".." and "0" come first
-    EXPECT_EQ(judgeHolder(child->pid()).reason, Reason::OverBudget);
+    EXPECT_EQ(judgeAsThirdParty(child->pid()).reason, Reason::OverBudget);
     EXPECT_FALSE(find(child->pid()));
     m_roots.budget = {.mappings = 1, .descriptors = 100, .mapsBytes = 64};
-    EXPECT_EQ(judgeHolder(child->pid()).reason, Reason::OverBudget);
+    EXPECT_EQ(judgeAsThirdParty(child->pid()).reason, Reason::OverBudget);
 }
 
 TEST_P(ThirdParty, ReasonThatIsFoundWithinTheBudgetCounts) {
     const auto child = runMapperOfTheProduct("mapper");
     m_roots.budget.descriptors = 0;
-    EXPECT_EQ(judgeHolder(child->pid()).reason, Reason::MapsProduct);
+    EXPECT_EQ(judgeAsThirdParty(child->pid()).reason, Reason::MapsProduct);
 }
 
-TEST_P(ThirdParty, WhoRunsTheProductsCodeInsideMayBeTerminated) {
+TEST_P(ThirdParty, ProcessThatRunsTheProductsCodeMayBeTerminated) {
     const auto child = runMapperOfTheProduct("mapper");
     const auto record = find(child->pid());
     ASSERT_TRUE(record);
@@ -63,7 +63,7 @@ TEST_P(ThirdParty, WhoRunsTheProductsCodeInsideMayBeTerminated) {
     EXPECT_EQ(record->path, (m_folder / "mapper").string());
 }
 
-TEST_P(ThirdParty, WhomNoExcludeListCouldNameIsOnlyListed) {
+TEST_P(ThirdParty, ProcessThatNoExcludeListCouldNameIsOnlyListed) {
     const auto child = runMapperOfTheProduct("mapper");
     fs::remove(m_folder / "mapper");
     ASSERT_TRUE(find(child->pid()));
@@ -73,14 +73,14 @@ TEST_P(ThirdParty, WhomNoExcludeListCouldNameIsOnlyListed) {
     EXPECT_EQ(find(child->pid())->path, (m_folder / "mapper").string());
 }
 
-TEST_P(ThirdParty, ControlCharactersInItsPathOnlyListIt) {
+TEST_P(ThirdParty, ProcessWithControlCharactersInItsPathIsOnlyListed) {
     const auto child = runMapperOfTheProduct("a\tb");
     ASSERT_TRUE(find(child->pid()));
     EXPECT_EQ(find(child->pid())->category, CAT_OTHER_THIRD_PARTY);
     EXPECT_STREQ(find(child->pid())->name, "a?b");
 }
 
-TEST_P(ThirdParty, HostServiceIsOnlyListedAlsoWhenItWasUpgraded) {
+TEST_P(ThirdParty, HostServiceIsOnlyListedEvenWhenUpgraded) {
     const auto child = runMapperOfTheProduct("sshd");
     ASSERT_TRUE(find(child->pid()));
     EXPECT_EQ(find(child->pid())->category, CAT_OTHER_THIRD_PARTY);

@@ -10,7 +10,7 @@
 namespace lister {
 namespace {
 
-TEST(Errors, OfTheCallersOwnEndTheScan) {
+TEST(Errors, OfTheCallersOwnShortageEndTheScan) {
     for (const int error : {EMFILE, ENFILE, ENOMEM}) {
         EXPECT_THROW(throwIfShort(error), ScanFailure);
         EXPECT_THROW(throwIfRefused(error), ScanFailure);

@@ -1,6 +1,6 @@
 // Preloaded into a program, makes it show another executable: unmaps the program's own file, which is what the kernel
 // asks for, and then names the file of FAKE_EXECUTABLE with PR_SET_MM_MAP (prctl(2)). An ordinary user may do so in a
-// user namespace of his own. Prints "faked", or why not, to descriptor 1, and waits.
+// user namespace of their own. Prints "faked", or why not, to descriptor 1, and waits.
 
 #include <cerrno>
 #include <cstdio>

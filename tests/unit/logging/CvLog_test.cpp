@@ -43,7 +43,7 @@ TEST_F(Log, TimeIsTheLocalTimeOfTheRecord) {
     EXPECT_LE(recorded, after);
 }
 
-TEST_F(Log, LongTextIsCutAndSaysSo) {
+TEST_F(Log, LongTextIsCutAndMarked) {
     open();
     const std::string text(5000, 'x');
     logmsgf(kLogProgress, "Main", "%s", text.c_str());
@@ -149,7 +149,7 @@ TEST(LogSlots, FirstLoggerTakesThemAndLeavesThem) {
     }
     EXPECT_EQ(CVLogger::s_default, nullptr);
     EXPECT_EQ(CVLogger::s_defaultLib, nullptr);
-    // Nobody to write it: dropped.
+    // Without a logger it is dropped.
     logmsgf(kLogProgress, "Main", "dropped");
     log_set_verbosity_filter(3);
 }

@@ -1,4 +1,4 @@
-/// The ground of the tests of a log: a folder for it, and a logger.
+/// The fixture of the tests of a log: a folder for it, and a logger.
 #pragma once
 
 #include <string>

@@ -50,7 +50,7 @@ TEST(LogText, DropsOneFinalNewlineOnly) {
     EXPECT_EQ(lineOf("\ndone"), kHead + "\\ndone\n");
 }
 
-TEST(LogText, EscapesWhatSteersTerminalsOrIsNoText) {
+TEST(LogText, EscapesControlsAndInvalidBytes) {
     const struct {
         std::string_view text;
         const char* shown;
@@ -81,7 +81,7 @@ TEST(LogText, NoPartOfARecordCanForgeAnother) {
     EXPECT_TRUE(line.ends_with('\n'));
 }
 
-TEST(LogText, CutsWhatDoesNotFitAndSaysSo) {
+TEST(LogText, CutsWhatDoesNotFitAndMarksIt) {
     const std::size_t room = logtext::kMaxLine - 1 - kHead.size();
     EXPECT_EQ(lineOf(std::string(room, 'a')), kHead + std::string(room, 'a') + "\n");
     EXPECT_EQ(lineOf(std::string(room + 1, 'a')), kHead + std::string(room - 6, 'a') + " [cut]\n");

@@ -65,7 +65,7 @@ TEST(Catalog, BestLanguageWins) {
     EXPECT_EQ(formatIn(root, "de_DE.UTF-8"), "de_DE.UTF-8 %s");
 }
 
-TEST(Catalog, WhatOneLacksTheNextMayHave) {
+TEST(Catalog, DamagedCatalogGivesWayToTheNext) {
     const TempFolder root;
     root.write("locale/de_DE/LC_MESSAGES/cvstop.mo", "damaged");
     root.write("locale/de/LC_MESSAGES/cvstop.mo", catalogWith("de %s"));
@@ -116,7 +116,7 @@ TEST(Qngetmsg, FormatsTheDefaultWithoutACatalog) {
     EXPECT_STREQ(buffer, "5");
 }
 
-/// A run asks for one locale, but nothing keeps it from asking for another.
+/// A run uses one locale, but nothing stops a caller from asking for another.
 TEST(Qngetmsg, EachLocaleIsAskedForItself) {
     char buffer[64];
     for (const char* locale : {"xx_XX.UTF-8", "C", "xx_XX.UTF-8", "../x"}) {
@@ -229,7 +229,7 @@ TEST(Qngetlocale, EachCategoryHasItsOwnVariable) {
     EXPECT_STREQ(locales.numeric, "LC_NUMERIC");
 }
 
-TEST(Qngetlocale, NameThatDoesNotFitIsEmptyAndSaidSo) {
+TEST(Qngetlocale, NameThatDoesNotFitIsEmptyAndAnError) {
     const Environment environment;
     ::setenv("LC_MESSAGES", "de_DE.UTF-8@euro", 1);
     Locales locales;

@@ -1,4 +1,4 @@
-/// The ground of the tests of the snapshot itself.
+/// The fixture of the tests of the snapshot itself.
 #pragma once
 
 #include <string>

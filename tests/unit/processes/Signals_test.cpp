@@ -105,7 +105,7 @@ TEST_F(SignalsTest, QuietOrNotVerboseSignalsWithoutPrinting) {
     EXPECT_THAT(host.of({"msg"}), IsEmpty());
 }
 
-TEST_F(SignalsTest, AFailingKillIsNotLookedAt) {
+TEST_F(SignalsTest, AFailingKillIsIgnored) {
     host.add("halvd", 10).alive = false;
     host.add("foreign", 11).foreign = true;
     snapshot();

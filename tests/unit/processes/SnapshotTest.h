@@ -1,4 +1,4 @@
-/// The ground of tests that act on one snapshot of every category.
+/// The fixture of tests that act on one snapshot of all categories.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@
 
 class SnapshotTest : public fakes::ProgramTest {
   protected:
-    /// Takes the snapshot and forgets how.
+    /// Takes the snapshot and clears the journal.
     Processes& snapshot() {
         m_processes = std::make_unique<Processes>(fakes::kEverything, 0);
         host.journal.clear();

@@ -22,7 +22,7 @@ std::ostream& operator<<(std::ostream& out, const Counted& piece) {
     return out << "counted";
 }
 
-TEST_F(DebugLineTest, PiecesAreJoinedAndEndInThePlaceWithoutABlank) {
+TEST_F(DebugLineTest, PiecesAreJoinedAndFollowedByTheSite) {
     debugLine(DebugGate::LoggerExists, 1, {"Unit", "Some::function"}, "Name = ", std::string("halvd"), ' ', 7);
     EXPECT_THAT(host.journal, ElementsAre("debug 1 Some::function: Name = halvd 7(Unit:#)"));
 }

@@ -66,7 +66,8 @@ TEST_F(KillDefinesTest, RowsWithAServiceNameAreThoseOfMaskThree) {
     }
 }
 
-/// What the fakes see, and any system call but those for memory: in a program of the table alone they end it.
+/// The fakes record calls of the product's libraries; in a program of the table alone, any system call but those for
+/// memory is fatal.
 TEST_F(KillDefinesTest, BuildingTheTableDoesNothingElse) {
     for (const std::string& entry : host.startup) {
         EXPECT_NE(entry.find(" Arguments::Arguments"), std::string::npos) << entry;

@@ -22,7 +22,7 @@ class OrderlyShutdownTest : public SnapshotTest {
         return remaining;
     }
 
-    /// What was written under the name of the walk itself.
+    /// What was logged under the name of the walk itself.
     [[nodiscard]] Journal ownLog() const {
         Journal own;
         for (const std::string& entry : host.of({"log"})) {
@@ -192,7 +192,7 @@ TEST_F(OrderlyShutdownTest, SecondSignalAndPassAreHandedToTheRows) {
     EXPECT_THAT(host.of({"kill"}), ElementsAre("kill 10 SIGTERM", "kill 10 SIGHUP"));
 }
 
-TEST_F(OrderlyShutdownTest, SurvivorsAreReturnedAndNothingIsSaidToHaveTerminated) {
+TEST_F(OrderlyShutdownTest, SurvivorsAreCountedAndNoSuccessIsClaimed) {
     host.add("unknownd", 10).diesOf.clear();
     host.add("otherd", 11).diesOf.clear();
     snapshot();

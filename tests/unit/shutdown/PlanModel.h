@@ -1,6 +1,6 @@
-/// The plan told a second time, plainly: what one row and the whole walk must ask, send, run and wait for, given who
-/// runs. It knows nothing of the program but the table's record, so that a slip in either shows as a difference of
-/// journals.
+/// The plan stated a second time, plainly: what one row and the whole walk must ask, send, run and wait for, given the
+/// running processes. It knows nothing of the program but the record of a row, so that a slip in either shows as a
+/// difference of journals.
 #pragma once
 
 #include <csignal>
@@ -157,14 +157,14 @@ class PlanModel {
         }
     }
 
-    /// One process, looked at each second.
+    /// Looks at one process each second.
     void waitFor(const Record& record) {
         for (int second = 0; second < m_waitTime && probe(record); ++second) {
             sleepASecond();
         }
     }
 
-    /// All that were signalled, looked at each second; who is still there is looked at once more, to be named.
+    /// Looks at all signalled processes each second, and once more at those that are left, to name them.
     void waitForSignalled() {
         for (int look = 1; look <= m_waitTime; ++look) {
             if (countSignalled() == 0) {

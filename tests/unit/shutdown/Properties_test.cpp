@@ -1,5 +1,5 @@
-// Whatever the fleet, the table and the exclude list are: who is never signalled stays alone, no stranger's path
-// becomes a command, and every wait has an end.
+// Whatever the fleet, the table and the exclude list: protected processes get no signal, no stranger's path becomes a
+// command, and every wait ends.
 #include <algorithm>
 #include <cstdlib>
 #include <set>
@@ -20,7 +20,7 @@ namespace {
 constexpr int kRowCases = 9000;
 constexpr int kWalkCases = 600;
 constexpr int kModeCases = 600;
-/// Every how many cases with a faulty row are run to their end, in a child process.
+/// One in so many cases with a faulty row is run to its end, in a child process.
 constexpr int kFatalSample = 25;
 
 bool isFaulty(const killDef& row) {

@@ -46,21 +46,6 @@ INSTANTIATE_TEST_SUITE_P(
                       CommandCase{STOP, "dbsrv17", "/usr/quarn/corvane/bin/duzahi_start_stop stop"}),
     [](const auto& one) { return kill_type_names[one.param.killType]; });
 
-TEST_F(StopRowTest, NormalTerminateRunsThePathWithTerminate) {
-    host.add("halvd", 10);
-    snapshot();
-    stop(rowOf("halvd", NORMAL_TERMINATE));
-    EXPECT_THAT(host.of({"system"}), ElementsAre("system /usr/quarn/corvane/bin/halvd -terminate > /dev/null 2>&1 &"));
-}
-
-TEST_F(StopRowTest, RemoveRunsThePathFollowedByStop) {
-    host.add("ndmpsolekagent", 10);
-    snapshot();
-    stop(rowOf("ndmpsolekagent", REMOVE));
-    EXPECT_THAT(host.of({"system"}),
-                ElementsAre("system /usr/quarn/corvane/bin/ndmpsolekagent.stop -remove > /dev/null 2>&1 &"));
-}
-
 TEST_F(StopRowTest, SelectiveCancelRunsTwoCommands) {
     host.add("dobd", 10);
     snapshot();
@@ -152,7 +137,7 @@ INSTANTIATE_TEST_SUITE_P(StopRow, SignalAction,
                                            SignalCase{NOARGS, 1, 2, {}}, SignalCase{TERMINATE_T, 1, 1, {}},
                                            SignalCase{TERMINATE_T, 1, 3, {}}));
 
-TEST_F(StopRowTest, SignallingRowsAnnounceEachSignalAsTheyAreTold) {
+TEST_F(StopRowTest, SignallingRowsAnnounceEachSignalUnlessQuiet) {
     host.add("pazed", 10).diesOf.clear();
     snapshot();
     stop(rowOf("pazed", KILL), 1);

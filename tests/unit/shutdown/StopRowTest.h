@@ -1,4 +1,4 @@
-/// The ground of the tests of one row: made-up rows, carried out on the snapshot of a made-up host.
+/// The fixture of the tests of one row: made-up rows, carried out on the snapshot of a made-up host.
 #pragma once
 
 #include <string>

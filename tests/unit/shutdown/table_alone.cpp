@@ -1,6 +1,5 @@
-// Builds the shutdown table, and dies of SIGSYS where that makes any system call but those for memory. The kernel holds
-// the process to them from before the first static object to the end (seccomp(2), mode filter). Ends with 0, or with 2
-// where the kernel does not take the filter.
+// Builds the shutdown table. Any system call but those for memory, from before the first static object to the end,
+// kills the process with SIGSYS (seccomp(2)). Exit status 0, or 2 where the kernel does not take the filter.
 #include <cstddef>
 #include <deque>
 
@@ -16,7 +15,7 @@ namespace {
 
 constexpr int kNoFilterStatus = 2;
 
-// The jump leads over one instruction where the number is another one.
+// Skips the second instruction unless the number matches.
 #define ALLOW(name) BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_##name, 0, 1), BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)
 
 [[gnu::constructor(101)]] void allowNothingButMemory() {

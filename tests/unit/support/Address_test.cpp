@@ -24,7 +24,17 @@ TEST(NumericAddress, BothVersionsAreRead) {
     EXPECT_EQ(version6.sin6_port, htons(65535));
     char text[INET6_ADDRSTRLEN] = "";
     EXPECT_STREQ(::inet_ntop(AF_INET6, &version6.sin6_addr, text, sizeof text), "2001:db8::1");
-    EXPECT_FALSE(parseNumericAddress(std::string_view("1.2.3.4\0:1", 10), address));
+}
+
+TEST(NumericAddress, EverythingElseIsRefused) {
+    using namespace std::string_view_literals;
+    NumericAddress address;
+    for (const std::string_view text :
+         {""sv, "localhost:8125"sv, "127.0.0.1"sv, "127.0.0.1:"sv, "127.0.0.1:0"sv, "127.0.0.1:65536"sv,
+          "127.0.0.1:x"sv, "127.0.0.1:81 "sv, "127.0.0.1:+81"sv, "::1:8125"sv, "[::1]"sv, "[127.0.0.1]:1"sv, "[]:1"sv,
+          "[:1"sv, ":8125"sv, "1.2.3:1"sv, "[fe80::1%lo]:1"sv, "1.2.3.4\0:1"sv}) {
+        EXPECT_FALSE(parseNumericAddress(text, address)) << text;
+    }
 }
 
 } // namespace

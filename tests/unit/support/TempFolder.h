@@ -1,4 +1,4 @@
-/// A folder of a test's own, and what tests do with the files in it.
+/// A temporary folder, and what tests do with the files in it.
 #pragma once
 
 #include <cstdlib>

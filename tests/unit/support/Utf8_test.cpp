@@ -6,7 +6,7 @@
 
 namespace {
 
-/// The Unicode rules once more, from the code point's side.
+/// The rules of UTF-8 once more, from the code point's side.
 std::string encoded(char32_t point) {
     const auto byte = [](char32_t value) { return static_cast<char>(value); };
     if (point < 0x80) {
@@ -22,7 +22,7 @@ std::string encoded(char32_t point) {
             byte(0x80 | (point & 0x3F))};
 }
 
-TEST(Utf8, EveryCodePointIsOneSequenceButSurrogates) {
+TEST(Utf8, EveryCodePointButSurrogatesIsOneSequence) {
     for (char32_t point = 0; point < 0x111000; ++point) {
         const std::string text = encoded(point);
         const bool isValid = point < 0xD800 || (point > 0xDFFF && point <= 0x10FFFF);
