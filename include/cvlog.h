@@ -15,7 +15,7 @@ inline constexpr int kLogError = 16;
 /// A debug log. The first one constructed becomes the default logger.
 class CVLogger {
   public:
-    /// Told the path of a log that has been opened.
+    /// Called with the path of a log that has been opened.
     using OpenCallback = void(const char* path);
 
     /// The loggers that the program's and the product libraries' records go to, or null. Constant-initialised: they may

@@ -53,7 +53,7 @@ bool isIn(const PinnedProcess& process, const char* name, const std::string& spa
 uid_t ownerOfUserNamespace(const PinnedProcess& process) {
     const UniqueFd space = process.open("ns/user", O_RDONLY);
     if (!space) {
-        throw ProcessLost{lostReason(errno)};
+        throwLost(errno);
     }
     uid_t owner = 0;
     if (ioctl(space.get(), NS_GET_OWNER_UID, &owner) != 0) {
@@ -131,8 +131,8 @@ bool Caller::sharesMountNamespace(const PinnedProcess& process) const {
     return isIn(process, "ns/mnt", m_mountNamespace);
 }
 
-/// In a user namespace of his own an ordinary user can mount what he likes where he likes, and with PR_SET_MM_MAP name
-/// any file as his executable (prctl(2)): what is read of such a process proves nothing.
+/// In their own user namespace, ordinary users can mount anything anywhere, and name any file as their executable
+/// (prctl(2), PR_SET_MM_MAP): what is read of such a process proves nothing.
 bool Caller::trustsUserNamespace(const PinnedProcess& process) const {
     return isIn(process, "ns/user", m_userNamespace) || ownerOfUserNamespace(process) == 0;
 }
@@ -169,7 +169,7 @@ std::string_view Caller::mountType(std::uint64_t mountId) const {
 bool Caller::sharesInstallRoot(const PinnedProcess& process) const {
     const UniqueFd root = process.open("root", O_PATH | O_DIRECTORY);
     if (!root) {
-        throw ProcessLost{lostReason(errno)};
+        throwLost(errno);
     }
     // Without the leading slash: the path is walked from the process's own root.
     const UniqueFd folder = findFile(root.get(), m_installRoot.c_str() + 1, RESOLVE_NO_SYMLINKS);

@@ -17,7 +17,7 @@
 
 namespace lister {
 
-/// What the rules need to know of the caller and of the host; read once, when the first process comes close.
+/// What the rules need to know of the caller and of the host; read once, when the first candidate is pinned.
 class Caller {
   public:
     /// Throws ScanFailure where it cannot be known who the caller is: ENOSYS where the kernel does not tell the mount

@@ -9,7 +9,7 @@ namespace lister {
 
 namespace {
 
-constexpr std::chrono::milliseconds kLeastPatience{250};
+constexpr std::chrono::milliseconds kLeastPatience{20};
 
 } // namespace
 
@@ -19,7 +19,7 @@ struct DeferredJudge::Batch {
         : judge(std::move(batchJudge)), processes(std::move(all)), first(begin), verdicts(processes->size() - first) {}
 
     void workOff() {
-        for (std::size_t at = 0; at < verdicts.size() && !isLeftBehind; done = ++at) {
+        for (std::size_t at = 0; at < verdicts.size() && !isOver; done = ++at) {
             const Deferred& process = (*processes)[first + at];
             verdicts[at] = *judge->judge(process.folder.c_str(), process.pid, process.link, MayBlock::Yes);
         }
@@ -31,10 +31,10 @@ struct DeferredJudge::Batch {
     /// On the processes from the first on; `done` of them are there.
     std::vector<Verdict> verdicts;
     std::atomic<std::size_t> done = 0;
-    std::atomic<bool> isLeftBehind = false;
+    std::atomic<bool> isOver = false;
 };
 
-/// False where the process behind those that are done is stuck.
+/// False if the next process did not answer in time.
 bool DeferredJudge::run(const std::shared_ptr<Batch>& batch) {
     if (!m_worker) {
         m_worker.emplace();
@@ -54,9 +54,9 @@ std::vector<Verdict> DeferredJudge::judge(const std::shared_ptr<const Judge>& ju
     while (verdicts.size() < processes->size()) {
         const auto batch = std::make_shared<Batch>(judge, processes, verdicts.size());
         const bool isWhole = run(batch);
-        // Read before it is told: it may come to life again, and go on to the next.
+        // Read `done` first: the thread may wake and go on.
         const std::size_t done = batch->done;
-        batch->isLeftBehind = true;
+        batch->isOver = true;
         std::move(batch->verdicts.begin(), batch->verdicts.begin() + static_cast<std::ptrdiff_t>(done),
                   std::back_inserter(verdicts));
         if (!isWhole && done < batch->verdicts.size()) {

@@ -1,4 +1,4 @@
-/// Processes whose judgement may be held up for ever, and how they are judged all the same.
+/// Processes whose judgement may be held up for ever, and the thread that judges them.
 #pragma once
 
 #include <chrono>
@@ -28,7 +28,7 @@ struct Deferred {
 class DeferredJudge {
   public:
     /// The verdicts in the order of the processes; Reason::Stuck for one that gave no answer for a second. Every such
-    /// process halves the patience with the next, down to a quarter of a second: anybody can make many of them. Throws
+    /// process halves the patience with the next, down to 20 ms: anybody can make many of them. Throws
     /// ScanFailure and std::bad_alloc.
     std::vector<Verdict> judge(const std::shared_ptr<const Judge>& judge,
                                const std::shared_ptr<const std::vector<Deferred>>& processes);

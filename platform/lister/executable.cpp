@@ -1,5 +1,7 @@
 #include "rules.h"
 
+#include <cerrno>
+
 #include <fcntl.h>
 
 #include "cvcategories.h"
@@ -8,7 +10,7 @@
 namespace lister {
 
 /// In the caller's mount namespace the mount proves the path, for a running, a replaced and a removed file alike; a
-/// mount that was lazily detached is in nobody's list. In another one (hardened services have their own) it must be the
+/// mount that was lazily detached is listed nowhere. In another one (hardened services have their own) it must be the
 /// host's very file of that path, or, when that is gone, a process that looks at the host's very folder.
 bool isHostsExecutable(const Caller& caller, const PinnedProcess& process, const FileStatus& status,
                        std::string_view path, bool isDeleted) {

@@ -74,8 +74,8 @@ std::optional<FileStatus> statusOf(int directory, const char* path, int flags) {
                       knowsMount ? raw.stx_mnt_id : 0};
 }
 
-/// What somebody runs is in the kernel's look-up cache, where RESOLVE_CACHED (Linux 5.12) finds it without asking
-/// anybody; what replaced it may not be, but a disk answers.
+/// A running executable is in the kernel's look-up cache, where RESOLVE_CACHED (Linux 5.12) finds it without asking its
+/// server; what replaced it may not be, but a disk answers.
 std::optional<FileStatus> lookUpWithoutWaiting(const std::string& path, std::string_view mountType) {
     if (const UniqueFd file = findFile(AT_FDCWD, path.c_str(), RESOLVE_CACHED)) {
         return statusOf(file);
@@ -84,12 +84,16 @@ std::optional<FileStatus> lookUpWithoutWaiting(const std::string& path, std::str
 }
 
 /// A file may really have a name that ends in " (deleted)": it has links then, and is found under that name.
-LinkedFile readLinkText(const std::string& link, const FileStatus& status) {
+LinkedFile readLinkText(const std::string& link, const FileStatus& status, const std::optional<FileStatus>& found) {
     const std::optional<std::string_view> stripped = withoutDeleted(link);
-    if (!stripped || (status.links > 0 && sameFile(status, lister::statusOf(AT_FDCWD, link.c_str())))) {
+    if (!stripped || (status.links > 0 && sameFile(status, found))) {
         return {link, false};
     }
     return {std::string(*stripped), true};
+}
+
+LinkedFile readLinkText(const std::string& link, const FileStatus& status) {
+    return readLinkText(link, status, withoutDeleted(link) ? statusOf(AT_FDCWD, link.c_str()) : std::nullopt);
 }
 
 } // namespace lister

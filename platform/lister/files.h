@@ -67,8 +67,11 @@ struct LinkedFile {
     bool isDeleted = false;
 };
 LinkedFile readLinkText(const std::string& link, const FileStatus& status);
+/// The same for a link of a stranger, whose file system may have a server: `found` is what lookUpWithoutWaiting gave
+/// for the whole text.
+LinkedFile readLinkText(const std::string& link, const FileStatus& status, const std::optional<FileStatus>& found);
 
-/// The status of a file that somebody runs, looked up by its path and never waiting for a file server: nothing where
+/// The status of a running executable, looked up by its path and never waiting for a file server: nothing where
 /// only a server could tell. `mountType` is the type of the file system that it stands on, empty where it is not known.
 std::optional<FileStatus> lookUpWithoutWaiting(const std::string& path, std::string_view mountType);
 

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "interpretertable.h"
+#include "names.h"
 
 namespace lister {
 
@@ -33,10 +34,6 @@ class Arguments {
 
 bool has(std::string_view letters, char letter) {
     return letters.find(letter) != std::string_view::npos;
-}
-
-std::string_view lastComponent(std::string_view path) {
-    return path.substr(path.rfind('/') + 1);
 }
 
 /// Cuts off and returns what stands before the first of `delimiters`, and the delimiter.

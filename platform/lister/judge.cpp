@@ -7,6 +7,7 @@
 
 #include "interpreters.h"
 #include "names.h"
+#include "procparse.h"
 #include "rules.h"
 
 namespace lister {
@@ -78,9 +79,9 @@ std::optional<Verdict> Judge::judgePinned(const PinnedProcess& process, std::str
 }
 
 Verdict Judge::judgeStranger(const PinnedProcess& process, std::string_view link) const {
-    if (isInterpreterName(lastComponent(link))) {
+    if (isInterpreterName(lastComponent(pathOfLink(link)))) {
         Verdict verdict = judgeScript(m_caller, process);
-        if (verdict.category != 0) {
+        if (verdict.category != 0 || (!m_wantsThirdParties && verdict.reason != Reason::NoRelation)) {
             return verdict;
         }
     }

@@ -25,8 +25,8 @@ class Judge {
     Judge(const Roots& roots, bool wantsThirdParties);
 
     /// The verdict on the process whose folder in /proc is `folder` ("PID", or "PID/task/TID" where the first thread
-    /// has exited), and whose executable `link` was. Nothing where that takes what may block, and must not. Throws
-    /// ScanFailure.
+    /// has exited), and whose executable `link` was. Nothing if judging would need a call that may block and
+    /// MayBlock::No was given. Throws ScanFailure.
     [[nodiscard]] std::optional<Verdict> judge(const char* folder, pid_t pid, std::string_view link,
                                                MayBlock mayBlock) const;
 

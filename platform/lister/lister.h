@@ -1,6 +1,6 @@
 /// The door of the process lister.
 ///
-/// The road of one pass: link of PID/exe -> pinned process -> verdict (category and reason) -> record.
+/// The steps of one pass: link of PID/exe -> pinned process -> verdict (category and reason) -> record.
 #pragma once
 
 #include "cvbase.h"

@@ -37,10 +37,12 @@ bool hasPtraceCapability() {
 }
 
 /// Bounds how often a process is looked for again that was there and then was not.
-constexpr int kLooks = 8;
+constexpr int kMostRevisits = 8;
 
-/// A batch changes threads twice, some 20 us; at the end of a batch a third party was seen some milliseconds before.
-constexpr std::size_t kBatch = 512;
+/// A batch changes threads twice, some 20 us, and at its end a process was seen some time before: where interpreters
+/// alone are judged this way, they are few, and shall be fresh.
+constexpr std::size_t kInterpreterBatch = 16;
+constexpr std::size_t kThirdPartyBatch = 512;
 
 } // namespace
 
@@ -68,7 +70,7 @@ int Scan::run(RecordList& records) {
 
 /// A confined caller must not see that nothing runs.
 bool Scan::isWhole() {
-    return m_metPid1 && (!m_wasDenied || (hasPtraceCapability() && judge()->caller().isInInitialUserNamespace()));
+    return m_metPid1 && (!m_wasDenied || (hasPtraceCapability() && theJudge()->caller().isInInitialUserNamespace()));
 }
 
 /// If the first thread exited, try the others; one that calls exec takes its place (execve(2)), so look there again.
@@ -95,12 +97,12 @@ bool Scan::visitFolder(const char* folder, pid_t pid, int look) {
 
 bool Scan::visitLink(const char* folder, pid_t pid, std::string_view link, int look) {
     if (!isBelow(link, m_installRoot)) {
-        if (isInterpreterName(lastComponent(link)) || wantsThirdParties()) {
+        if (isInterpreterName(lastComponent(pathOfLink(link))) || wantsThirdParties()) {
             defer(folder, pid, link, look);
         }
         return true;
     }
-    const std::optional<Verdict> verdict = judge()->judge(folder, pid, link, MayBlock::No);
+    const std::optional<Verdict> verdict = theJudge()->judge(folder, pid, link, MayBlock::No);
     if (!verdict) {
         defer(folder, pid, link, look);
         return true;
@@ -110,9 +112,10 @@ bool Scan::visitLink(const char* folder, pid_t pid, std::string_view link, int l
 }
 
 void Scan::defer(const char* folder, pid_t pid, std::string_view link, int look) {
-    m_deferred.reserve(kBatch);
+    const std::size_t batch = wantsThirdParties() ? kThirdPartyBatch : kInterpreterBatch;
+    m_deferred.reserve(batch);
     m_deferred.push_back({folder, pid, std::string(link), look});
-    if (m_deferred.size() == kBatch) {
+    if (m_deferred.size() == batch) {
         judgeDeferred();
     }
 }
@@ -121,12 +124,12 @@ void Scan::defer(const char* folder, pid_t pid, std::string_view link, int look)
 void Scan::judgeDeferred() {
     while (!m_deferred.empty()) {
         const auto processes = std::make_shared<const std::vector<Deferred>>(std::exchange(m_deferred, {}));
-        const std::vector<Verdict> verdicts = m_deferredJudge.judge(judge(), processes);
+        const std::vector<Verdict> verdicts = m_deferredJudge.judge(theJudge(), processes);
         for (std::size_t at = 0; at < verdicts.size(); ++at) {
             const Deferred& process = (*processes)[at];
             if (verdicts[at].reason != Reason::Vanished) {
                 take(process.pid, verdicts[at]);
-            } else if (process.look < kLooks) {
+            } else if (process.look < kMostRevisits) {
                 visit(std::to_string(process.pid).c_str(), process.pid, process.look + 1);
             }
         }
@@ -148,22 +151,22 @@ bool Scan::visitOtherThreads(const char* name, pid_t pid, int look) {
 bool Scan::visitThreads(const char* task, pid_t pid, int look) {
     const PinnedProcess threads(m_proc.get(), pid, task);
     const UniqueFd folder = threads ? threads.open(".", O_RDONLY | O_DIRECTORY) : UniqueFd();
-    bool hasTold = false;
+    bool wasRead = false;
     const int error = folder
                           ? forEachName(folder.get(),
                                         [&](const char* name) {
-                                            hasTold = parsePid(name) &&
+                                            wasRead = parsePid(name) &&
                                                       visitFolder((std::string(task) + '/' + name).c_str(), pid, look);
-                                            return !hasTold;
+                                            return !wasRead;
                                         })
                           : errno;
     if (error != 0) {
         visitUnreadable(pid, error);
     }
-    return hasTold;
+    return wasRead;
 }
 
-/// A path of a page and more is one that the kernel cannot give, to nobody; anything else may hide a process of the
+/// A path of a page and more is one that the kernel cannot give, to any caller; anything else may hide a process of the
 /// product from a caller that may not look.
 void Scan::visitUnreadable(pid_t pid, int error) {
     if (lostReason(error) == Reason::Vanished) {
@@ -202,7 +205,7 @@ void Scan::log(pid_t pid, const Verdict& verdict) const {
     }
 }
 
-const std::shared_ptr<const Judge>& Scan::judge() {
+const std::shared_ptr<const Judge>& Scan::theJudge() {
     if (!m_judge) {
         m_judge = std::make_shared<const Judge>(m_roots, wantsThirdParties());
     }

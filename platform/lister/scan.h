@@ -39,7 +39,7 @@ class Scan {
     void take(pid_t pid, const Verdict& verdict);
     void log(pid_t pid, const Verdict& verdict) const;
     [[nodiscard]] bool isWhole();
-    const std::shared_ptr<const Judge>& judge();
+    const std::shared_ptr<const Judge>& theJudge();
     [[nodiscard]] bool wantsThirdParties() const {
         return (m_categories & (CAT_THIRD_PARTY | CAT_OTHER_THIRD_PARTY)) != 0;
     }

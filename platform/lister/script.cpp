@@ -113,11 +113,17 @@ std::optional<std::string> resolveScript(const Caller& caller, const PinnedProce
     const std::string commandLine = readCommandLine(process);
     const std::optional<std::string_view> argument = scriptArgument(lastComponent(interpreter), commandLine);
     char resolved[PATH_MAX];
-    if (!argument || realpath(pathOfScript(process, *argument).c_str(), resolved) == nullptr ||
-        !isBelow(resolved, caller.installRoot())) {
+    if (!argument) {
         return std::nullopt;
     }
-    return resolved;
+    const std::string path = pathOfScript(process, *argument);
+    if (realpath(path.c_str(), resolved) == nullptr) {
+        if (isBelow(path, caller.installRoot())) {
+            throwIfRefused(errno);
+        }
+        return std::nullopt;
+    }
+    return isBelow(resolved, caller.installRoot()) ? std::optional<std::string>(resolved) : std::nullopt;
 }
 
 /// argv and comm are the process's own to forge: nobody but root or the script's owner makes a process of the product.
@@ -141,7 +147,8 @@ bool isScriptOf(const PinnedProcess& process, const std::string& script, const s
 } // namespace
 
 Verdict judgeScript(const Caller& caller, const PinnedProcess& process) {
-    const std::string interpreter = required(process.link("exe"));
+    // An upgrade in place must not hide the scripts that the old interpreter still runs.
+    const std::string interpreter(pathOfLink(required(process.link("exe"))));
     const FileStatus status = required(process.status("exe"));
     // A product script that calls the program is not stopped by it.
     if (!isTrustedInterpreter(caller, interpreter, status) || caller.isAncestor(process.pid())) {

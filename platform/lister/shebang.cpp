@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "names.h"
+
 namespace lister {
 
 namespace {
@@ -28,10 +30,6 @@ std::string_view takeWord(std::string_view& text) {
 
 std::string_view withoutTrailingBlanks(std::string_view text) {
     return text.substr(0, text.find_last_not_of(kBlanks) + 1);
-}
-
-std::string_view lastComponent(std::string_view path) {
-    return path.substr(path.rfind('/') + 1);
 }
 
 /// Without a line end, the kernel trusts an interpreter only if a blank is seen behind it; the last byte that it reads

@@ -2,14 +2,14 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <climits>
 #include <cstring>
+
+#include <fcntl.h>
 
 #include "cvbase.h"
 #include "mappings.h"
 #include "names.h"
 #include "procparse.h"
-#include <fcntl.h>
 
 namespace lister {
 
@@ -129,9 +129,10 @@ Executable examineExecutable(Candidate& candidate, const std::optional<FileStatu
     if (!status) {
         return {link, false};
     }
-    LinkedFile file = readLinkText(link, *status);
-    const std::optional<FileStatus> found =
-        lookUpWithoutWaiting(file.path, candidate.caller().mountType(status->mountId));
+    const std::string_view type = candidate.caller().mountType(status->mountId);
+    const LinkedFile file =
+        readLinkText(link, *status, withoutDeleted(link) ? lookUpWithoutWaiting(link, type) : std::nullopt);
+    const std::optional<FileStatus> found = lookUpWithoutWaiting(file.path, type);
     const bool isVeryFile = found && !file.isDeleted && found->id == status->id;
     const bool isReplacement = found && file.isDeleted && candidate.sharesMounts();
     if (!isVeryFile && !isReplacement) {

@@ -1,9 +1,21 @@
 #include "verdict.h"
 
+#include <cerrno>
+
 namespace lister {
 
 bool isRefusal(int error) {
-    return error == EACCES || error == EPERM || error == EIO || error == ENOSYS || error == ESTALE;
+    switch (error) {
+    case ENOENT:
+    case ENOTDIR:
+    case ELOOP:
+    case ENAMETOOLONG:
+    case ENXIO: // a socket
+    case ESRCH:
+        return false;
+    default:
+        return true;
+    }
 }
 
 Reason lostReason(int error) {

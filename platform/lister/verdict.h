@@ -40,7 +40,7 @@ struct ReasonRow {
     /// As the log has it.
     const char* text;
     Reason reason;
-    /// Whether the log tells of it whatever the verbosity: the process is passed over, and might be the product's.
+    /// Whether it is logged whatever the verbosity: the process is passed over, and might be the product's.
     bool isWarning;
 };
 
@@ -96,7 +96,7 @@ struct ProcessLost {
 /// Throws ScanFailure where the caller has no descriptor or no memory left.
 void throwIfShort(int error);
 
-/// Whether something is there and was not given, by errno.
+/// Whether something may be there and was not given, by errno: all but the few that say that it is not there.
 bool isRefusal(int error);
 
 /// What became of something that could not be read, by errno: it is gone, or nothing is known of it.
@@ -106,7 +106,7 @@ Reason lostReason(int error);
 /// let a daemon of the product go unseen.
 void throwIfRefused(int error);
 
-/// Throws what an error means that leaves nothing to judge by: ScanFailure, or ProcessLost.
+/// Throws ScanFailure or ProcessLost, by errno.
 [[noreturn]] void throwLost(int error);
 
 /// What a rule cannot do without; throws ProcessLost where it is missing, with errno set.

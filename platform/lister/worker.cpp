@@ -1,14 +1,22 @@
 #include "worker.h"
 
+#include <atomic>
 #include <condition_variable>
 #include <ctime>
 #include <exception>
 #include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
 #include <utility>
 
+#include <fcntl.h>
 #include <malloc.h>
 #include <pthread.h>
+#include <unistd.h>
 
+#include "UniqueFd.h"
+#include "procparse.h"
 #include "verdict.h"
 
 namespace lister {
@@ -16,7 +24,9 @@ namespace lister {
 namespace {
 
 /// How often a job is looked at while the patience lasts.
-constexpr int kLooks = 4;
+constexpr int kLooksPerPatience = 4;
+/// A job that uses less of the processor than a twentieth of the time is fed in drips.
+constexpr int kLeastShare = 20;
 /// A judgement's deepest frames hold a few buffers of a page each, and one of four. Debug builds and sanitizers need
 /// more.
 constexpr std::size_t kStackSize = 1U << 20U;
@@ -33,15 +43,18 @@ struct Worker::Thread {
     bool isEnding = false;
     bool isLeftBehind = false;
     pthread_t id = {};
+    std::atomic<pid_t> tid = 0;
 
     void work();
-    [[nodiscard]] timespec processorTime() const;
+    [[nodiscard]] std::chrono::nanoseconds processorTime() const;
+    [[nodiscard]] bool isRunnable() const;
     [[nodiscard]] bool awaitEnd(std::unique_lock<std::mutex>& lock, std::chrono::milliseconds patience);
     static void* start(void* shared);
 };
 
 void* Worker::Thread::start(void* shared) {
     const std::unique_ptr<std::shared_ptr<Thread>> own(static_cast<std::shared_ptr<Thread>*>(shared));
+    (*own)->tid = gettid();
     (*own)->work();
     return nullptr;
 }
@@ -68,25 +81,36 @@ void Worker::Thread::work() {
     }
 }
 
-timespec Worker::Thread::processorTime() const {
+std::chrono::nanoseconds Worker::Thread::processorTime() const {
     clockid_t clock = {};
     timespec time = {};
     if (pthread_getcpuclockid(id, &clock) == 0) {
         clock_gettime(clock, &time);
     }
-    return time;
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
+
+/// On a busy machine the thread may have to wait for a processor, which is not the job's fault (proc_pid_stat(5)).
+bool Worker::Thread::isRunnable() const {
+    const std::string path = "/proc/self/task/" + std::to_string(tid) + "/stat";
+    const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    char text[256];
+    const ssize_t size = file ? read(file.get(), text, sizeof text) : 0;
+    const std::optional<StatLine> stat =
+        size > 0 ? parseStat(std::string_view(text, static_cast<std::size_t>(size))) : std::nullopt;
+    return stat && stat->state == 'R';
 }
 
 /// A thread that waits in the kernel uses no processor time; one that has much to read does.
 bool Worker::Thread::awaitEnd(std::unique_lock<std::mutex>& lock, std::chrono::milliseconds patience) {
-    timespec last = {};
-    for (int idle = 0; isWorking && idle < kLooks;) {
-        if (changed.wait_for(lock, patience / kLooks, [this] { return !isWorking; })) {
+    const std::chrono::nanoseconds look = patience / kLooksPerPatience;
+    std::chrono::nanoseconds used = processorTime();
+    for (int idle = 0; isWorking && idle < kLooksPerPatience;) {
+        if (changed.wait_for(lock, look, [this] { return !isWorking; })) {
             break;
         }
-        const timespec now = processorTime();
-        idle = now.tv_sec == last.tv_sec && now.tv_nsec == last.tv_nsec ? idle + 1 : 0;
-        last = now;
+        const std::chrono::nanoseconds before = std::exchange(used, processorTime());
+        idle = used - before < look / kLeastShare && !isRunnable() ? idle + 1 : 0;
     }
     return !isWorking;
 }

@@ -17,8 +17,9 @@ class Worker {
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
 
-    /// Does the job and throws what it threw. Returns false where it used no processor time for as long as `patience`:
-    /// then it may still go on at any later time, so it must own whatever it uses, and the worker takes no other job.
+    /// Does the job and throws what it threw. Returns false where it used next to no processor time for as long as
+    /// `patience`, and did not wait for a processor either: then it may still go on at any later time, so it must own
+    /// whatever it uses, and the worker takes no other job.
     [[nodiscard]] bool run(std::function<void()> job, std::chrono::milliseconds patience);
 
   private:

@@ -18,7 +18,7 @@ constexpr char kFunction[] = "Processes::loadExcludelist";
 void loadExcludelistInto(UserList& list) {
     const std::string file = Args.excludeListFile;
     if (file.empty()) {
-        // The default file is optional: the debug log tells of its absence.
+        // The default file is optional: the debug log mentions its absence.
         list.setProcessExcludelist(product::kDefaultExcludeList);
         return;
     }

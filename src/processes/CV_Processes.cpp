@@ -92,7 +92,7 @@ CV_Process_s* Processes::findNextProcess(std::string name) {
 
 void Processes::ExcludeProcess(const char* name) {
     if (lastProc != nullptr) {
-        // Not assert(lastProc == NULL): the text of the abort would be another than the one that is looked for.
+        // Not assert(lastProc == NULL): the text of the abort would differ from the required one.
         __assert_fail("lastProc == __null", kUnit, __LINE__, __PRETTY_FUNCTION__);
     }
     free_process_list(exclude_process(procs, name));

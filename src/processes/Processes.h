@@ -52,7 +52,7 @@ class Processes {
     void SignalAllProcesses(bool quiet, sig_types signal);
 
     /// Polls once a second until the process is gone (true) or `seconds` are over (false). More than 30 seconds become
-    /// Args.waitTime, which standard output is told.
+    /// Args.waitTime, and says so on standard output.
     bool WaitForProcess(CV_Process_s* proc, int seconds);
 
     /// Polls once a second until the signalled processes, or all, are gone or `seconds` are over, telling about it now

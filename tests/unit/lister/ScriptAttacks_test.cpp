@@ -89,6 +89,23 @@ TEST_F(ScriptAttack, OptionsOfItsInterpreterAreSkipped) {
     }
 }
 
+/// An upgrade in place must not hide the scripts that the old interpreter still runs.
+TEST_F(ScriptAttack, ScriptOfAnInterpreterThatWasReplacedIsTheProduct) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only an interpreter of root's is trusted";
+    }
+    const fs::path shell = m_folder / "dash";
+    fs::copy_file(fs::canonical("/bin/sh"), shell);
+    const fs::path script = writeScript("worker", "#!" + shell.string() + " -e\n" + kStop);
+    const auto child = runStopped(shell, {"sh", "-e", script.string()});
+    fs::copy_file(shell, m_folder / "new");
+    fs::rename(m_folder / "new", shell);
+    ASSERT_THAT(fs::read_symlink("/proc/" + std::to_string(child->pid()) + "/exe").string(),
+                testing::EndsWith(" (deleted)"));
+    ASSERT_TRUE(find(child->pid(), CAT_CORVANE));
+    EXPECT_EQ(find(child->pid())->path, script.string());
+}
+
 /// The file is an argument of the code, and what the process runs is not known.
 TEST_F(ScriptAttack, CodeOnTheCommandLineIsNotTheProduct) {
     const fs::path script = writeScript("worker", "#!/bin/sh\n");

@@ -21,7 +21,7 @@ TEST(Errors, OfTheCallersOwnShortageEndTheScan) {
 }
 
 TEST(Errors, ThatRefuseAnAnswerLoseTheProcess) {
-    for (const int error : {EACCES, EPERM, EIO, ENOSYS, ESTALE}) {
+    for (const int error : {EACCES, EPERM, EIO, ENOSYS, ESTALE, ENOTCONN, ETIMEDOUT, EAGAIN, EUCLEAN}) {
         EXPECT_THROW(throwIfRefused(error), ProcessLost) << error;
     }
     for (const int error : {ENOENT, ESRCH, ELOOP, ENOTDIR, ENAMETOOLONG, ENXIO}) {

@@ -6,6 +6,8 @@
 #include <stdexcept>
 #include <vector>
 
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 #include "verdict.h"
@@ -50,6 +52,22 @@ TEST(Worker, StuckJobIsLeftBehind) {
     }
     release.set_value();
     EXPECT_EQ(left.get(), 42);
+}
+
+/// A file server may answer a little at a time, and never come to an end.
+TEST(Worker, JobThatIsFedInDripsIsLeftBehind) {
+    const auto isOver = std::make_shared<std::atomic<bool>>(false);
+    {
+        Worker worker;
+        EXPECT_FALSE(worker.run(
+            [isOver] {
+                while (!*isOver) {
+                    usleep(1000);
+                }
+            },
+            milliseconds(100)));
+    }
+    *isOver = true;
 }
 
 double processorSeconds() {
