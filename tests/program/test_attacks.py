@@ -124,6 +124,16 @@ def test_stranger_named_like_a_row_is_never_run_with_terminate(host):
     assert not result.is_alive("halvd", 0)
 
 
+def test_service_of_the_host_that_runs_the_products_code_is_only_listed(host):
+    services = ["sshd", "crond", "dockerd", "dbus-daemon", "systemd-logind", "NetworkManager"]
+    result = host("".join(f"/opt/x/{name} map={LIBRARY}\n" for name in [*services, "mapper"])).run(
+        "-k", "-3", after=until_ended("/opt/x/mapper"))
+    assert "\nThere are 7 3rd party processes active.\n" in result.stdout
+    for name in services:
+        assert result.is_alive(name) and result.signals_of(name) == [], name
+    assert not result.is_alive("mapper")
+
+
 def test_ancestor_that_runs_the_products_code_is_spared(host):
     """Whoever started the program must not be ended by it, however he came to the product's code."""
     here = host(FLEET)
