@@ -208,6 +208,19 @@ def test_giants_beside_a_stuck_file_server_do_not_hold_up_a_listing(host):
                            ("/usr/bin/timeout", "Third Party")]
 
 
+def test_file_of_the_product_behind_thousands_of_others_is_found(host):
+    here = host(FLEET)
+    here.write("/opt/hoard.py", "import os, resource, signal\n"
+               "file = os.open('/usr/bin/sleep', os.O_RDONLY)\n"
+               "for n in range(min(20000, resource.getrlimit(resource.RLIMIT_NOFILE)[0] - 100)):\n"
+               "    os.dup(file)\n"
+               f"product = os.open('{LIBRARY}', os.O_RDONLY)\n"
+               "open('/opt/hoarded', 'w').close()\n"
+               "signal.pause()\n")
+    result = here.run("-l", "-3", before=background("/usr/bin/python3 /opt/hoard.py", "test -e /opt/hoarded"))
+    assert listed(result) == [WITNESS, (os.path.realpath("/usr/bin/python3"), "Third Party")]
+
+
 # --- the caller's own limits
 
 def test_caller_that_may_not_look_is_told_so(host):
