@@ -145,7 +145,6 @@ Worker::~Worker() {
 bool Worker::run(std::function<void()> job, std::chrono::milliseconds patience) {
     std::unique_lock<std::mutex> lock(m_thread->mutex);
     m_thread->job = std::move(job);
-    m_thread->failure = nullptr;
     m_thread->isWorking = true;
     m_thread->changed.notify_all();
     if (!m_thread->awaitEnd(lock, patience)) {

@@ -124,6 +124,16 @@ def test_stranger_named_like_a_row_is_never_run_with_terminate(host):
     assert not result.is_alive("halvd", 0)
 
 
+def test_service_of_the_host_that_runs_the_products_code_is_only_listed(host):
+    services = ["sshd", "crond", "dockerd", "dbus-daemon", "systemd-logind", "NetworkManager"]
+    result = host("".join(f"/opt/x/{name} map={LIBRARY}\n" for name in [*services, "mapper"])).run(
+        "-k", "-3", after=until_ended("/opt/x/mapper"))
+    assert "\nThere are 7 3rd party processes active.\n" in result.stdout
+    for name in services:
+        assert result.is_alive(name) and result.signals_of(name) == [], name
+    assert not result.is_alive("mapper")
+
+
 def test_ancestor_that_runs_the_products_code_is_spared(host):
     """Whoever started the program must not be ended by it, however he came to the product's code."""
     here = host(FLEET)
@@ -196,6 +206,19 @@ def test_giants_beside_a_stuck_file_server_do_not_hold_up_a_listing(host):
     # Of the giants and of the namesakes, those that run the product's code; and what prints to a file of the tree.
     assert all_of_them == [WITNESS, ("/tmp/stuck/program", "Third Party"), (os.path.realpath("/usr/bin/python3"), "Third Party"),
                            ("/usr/bin/timeout", "Third Party")]
+
+
+def test_file_of_the_product_behind_thousands_of_others_is_found(host):
+    here = host(FLEET)
+    here.write("/opt/hoard.py", "import os, resource, signal\n"
+               "file = os.open('/usr/bin/sleep', os.O_RDONLY)\n"
+               "for n in range(min(20000, resource.getrlimit(resource.RLIMIT_NOFILE)[0] - 100)):\n"
+               "    os.dup(file)\n"
+               f"product = os.open('{LIBRARY}', os.O_RDONLY)\n"
+               "open('/opt/hoarded', 'w').close()\n"
+               "signal.pause()\n")
+    result = here.run("-l", "-3", before=background("/usr/bin/python3 /opt/hoard.py", "test -e /opt/hoarded"))
+    assert listed(result) == [WITNESS, (os.path.realpath("/usr/bin/python3"), "Third Party")]
 
 
 # --- the caller's own limits

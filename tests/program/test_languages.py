@@ -100,23 +100,24 @@ def test_bad_command_line_and_usage(host, language, locale):
     assert (result.stdout, result.status) == (say("MsgCvs0145N", "-x") + usage, 20)
 
 
-def mo_file(entries):
+def mo_file(entries, order="<"):
     """A catalog of these (context and id, text) pairs, as msgfmt lays one out."""
     entries = sorted(entries)
     strings, tables = b"", [b"", b""]
     begin = 28 + 16 * len(entries)
     for column in (0, 1):
         for entry in entries:
-            tables[column] += struct.pack("<II", len(entry[column]), begin + len(strings))
+            tables[column] += struct.pack(order + "II", len(entry[column]), begin + len(strings))
             strings += entry[column] + b"\0"
-    return struct.pack("<7I", 0x950412DE, 0, len(entries), 28, 28 + 8 * len(entries), 0, 0) + b"".join(tables) + strings
+    return struct.pack(order + "7I", 0x950412DE, 0, len(entries), 28, 28 + 8 * len(entries), 0, 0) + b"".join(tables) + strings
 
 
-def test_a_catalog_of_our_making_is_read(host):
+@pytest.mark.parametrize("order", ["<", ">"])
+def test_a_catalog_of_our_making_is_read(host, order):
     """What the damaged ones below are damaged from."""
     here = host()
     here.write("/usr/quarn/corvane/locale/de/LC_MESSAGES/cvstop.mo",
-               mo_file([(b"MsgCvs0145N\4Unknown option [%s]\n", b"Nanu [%s]\n")]))
+               mo_file([(b"MsgCvs0145N\4Unknown option [%s]\n", b"Nanu [%s]\n")], order))
     assert here.run("-x", env={"LC_ALL": "de_DE.UTF-8"}).stdout.startswith("Nanu [-x]\n")
 
 

@@ -1,5 +1,7 @@
 """A shutdown whose output goes nowhere: closed streams, full disks, a reader or a terminal that goes away. It goes on to its
 end."""
+import signal
+
 import pytest
 
 from box import ALL_SPECIFIED, BIN, CVSTOP, GATHERING, JOURNAL, assert_ends
@@ -38,6 +40,24 @@ def test_reader_that_goes_away(host):
     assert result.stdout == GATHERING
     assert (result.tree / "quarn/sandbox/own-status").read_text() == "1\n"
     assert not result.is_alive("momuhe") and not result.is_alive("strayd")
+
+
+def test_progress_is_seen_as_it_happens(host):
+    """The reader ends the program at the line that tells of a signal: one that comes with the last line comes too late."""
+    result = host(f"{BIN}/strayd ignore=all\n").run(command=(
+        f"(sh -c 'echo $$ >/tmp/program; exec {CVSTOP} -k'; echo $? >/usr/quarn/sandbox/own-status) | "
+        "while read -r line; do case $line in Signaling*) kill -KILL \"$(cat /tmp/program)\";; esac; done"))
+    assert (result.tree / "quarn/sandbox/own-status").read_text() == f"{128 + 9}\n"
+
+
+def test_stop_command_starts_with_the_signals_that_the_shutdown_ignores(host):
+    here = host(f"{BIN}/dbsrv17\n")
+    here.write(f"{BIN}/duzahi_start_stop", "#!/bin/sh\ngrep ^SigIgn: /proc/self/status >/usr/quarn/sandbox/ignored\n"
+               f"kill -USR1 $(awk '$2 == \"ready\" {{ print $3 }}' {JOURNAL})\n")
+    result = here.run("-k")
+    assert_ends(result.stdout, ALL_SPECIFIED)
+    ignored = int(here.file("ignored").split()[1], 16)
+    assert ignored & (1 << signal.SIGHUP - 1 | 1 << signal.SIGPIPE - 1) == 0
 
 
 def test_terminal_that_goes_away_half_way(host):

@@ -3,7 +3,7 @@ import os
 
 import pytest
 
-from box import ALL_SPECIFIED, BIN, CVSTOP, GATHERING, assert_ends
+from box import ALL_SPECIFIED, BIN, CVSTOP, GATHERING, LOG, assert_ends
 
 pytestmark = pytest.mark.sanitized
 FLEET = f"{BIN}/momuhe\n"
@@ -49,6 +49,8 @@ def test_log_directory_is_created_and_an_existing_one_left_alone(host):
     None, b"", b"[host]\n", b"[host]\nrole = clown\n", b"[host\nrole = client\n", b"role = client\n",
     b"[host]\nrole = client\n[logging]\nverbosity = 5x\n", b"[host]\nrole = client\n[logging]\nverbosity = 100\n",
     b"[host]\nrole = client\n[logging]\nverbosity =\n", b"[host]\nrole = client\n[host]\nrole = client\n",
+    b"[host]\nrole = client\nname = a b\n", b"[host]\nrole = client\n[telemetry]\nstatsd = localhost:8125\n",
+    b"[host]\nrole = client\n[telemetry]\nstatsd = 127.0.0.1\n",
     b"[host]\nrole = client\x00\n", b"\x7fELF\x02\x01\x01" + bytes(range(256)) * 4, "directory"])
 def test_configuration_that_cannot_be_read(host, text):
     here = host(FLEET)
@@ -60,6 +62,15 @@ def test_configuration_that_cannot_be_read(host, text):
     result = here.run("-h")
     assert (result.stdout, result.status) == ("Failed to read Master Config.\n", 110)
     assert untouched(result)
+
+
+def test_configuration_of_64_kilobytes(host):
+    here = host(FLEET)
+    text = b"[host]\nrole = client\n"
+    here.write(HOST_CONF, text.ljust(65536, b"#"))
+    assert here.run("-h").stdout == USAGE
+    here.write(HOST_CONF, text.ljust(65537, b"#"))
+    assert here.run("-h").stdout == "Failed to read Master Config.\n"
 
 
 def test_server_host_ends_before_the_question(host):
@@ -111,6 +122,8 @@ def test_argument_of_100_kilobytes(host):
     assert result.status == 20
     assert result.stdout == ("Unknown option [" + "x" * 100_000)[:1023] + USAGE
     assert untouched(result)
+    record, = (line for line in here.inside(LOG).read_bytes().splitlines(True) if b"Arguments::parse: Unknown" in line)
+    assert len(record) == 4000 and record.endswith(b"xxx [cut]\n")
 
 
 @pytest.mark.parametrize("mode", ["-k", "-l"])
@@ -150,6 +163,16 @@ def test_process_table_that_is_not_whole(host):
     assert result.status == 130
     assert result.texts("Processes::getProcesses", "error") == ["find_processes_CV failed with status 13"]
     assert untouched(result)
+
+
+def test_records_are_dated_with_the_local_time(host):
+    def note(name):
+        return f"date +%Y-%m-%dT%H:%M:%S.%6N%:z >/usr/quarn/sandbox/{name}\n"
+
+    here = host(FLEET)
+    result = here.run("-l", before=note("begun"), after=note("ended"), env={"TZ": "CET-1"})
+    times = [here.file("begun").strip(), *(record.time for record in result.log), here.file("ended").strip()]
+    assert len(times) > 3 and times == sorted(times)
 
 
 def test_start_banner_and_arguments_are_logged(host):

@@ -184,9 +184,9 @@ TEST(HostConfFile, IsReadWithItsPathInTheError) {
     ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
     EXPECT_EQ(hostconf::readFile(fifo.c_str()).error, fifo + ": Invalid argument");
     const std::string good = "[host]\nrole=client\n";
-    const std::string large = folder.write("large", good + std::string(hostconf::kMaxFileSize, '\n'));
+    const std::string large = folder.write("large", good + std::string(65'537 - good.size(), '\n'));
     EXPECT_EQ(hostconf::readFile(large.c_str()).error, large + ": File too large");
-    const std::string largest = folder.write("largest", good + std::string(hostconf::kMaxFileSize - good.size(), '\n'));
+    const std::string largest = folder.write("largest", good + std::string(65'536 - good.size(), '\n'));
     EXPECT_EQ(hostconf::readFile(largest.c_str()).error, "");
 }
 

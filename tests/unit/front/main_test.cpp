@@ -3,6 +3,9 @@
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include "MainTest.h"
 
 using fakes::binPath;
@@ -49,6 +52,19 @@ TEST_P(Refused, PrintsThatTheShutdownIsAbortedAndTouchesNothing) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Main, Refused, ::testing::Values("n\n", "\n", "", "ok\n", " y\n"));
+
+TEST_F(MainTest, NoFileTakesThePlaceOfAClosedStandardStream) {
+    const ChildResult result = fakes::inChild([] {
+        close(STDIN_FILENO);
+        std::atexit([] { fakes::world().record(fcntl(STDIN_FILENO, F_GETFD) == -1 ? "closed" : "open"); });
+        char name[] = "cvstop";
+        char option[] = "-h";
+        char* argv[] = {name, option, nullptr};
+        std::exit(cvstop_main(2, argv));
+    });
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.count("open"), 1U);
+}
 
 TEST_F(MainTest, ClosedStandardInputIsARefusal) {
     const ChildResult result = fakes::inChild([] {

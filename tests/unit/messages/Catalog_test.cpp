@@ -91,7 +91,11 @@ TEST(Catalog, OnlyPlainFilesOfASensibleSizeAreRead) {
     std::filesystem::create_directories(root.at("locale/fr/LC_MESSAGES"));
     ASSERT_EQ(::mkfifo(root.at("locale/fr/LC_MESSAGES/cvstop.mo").c_str(), 0600), 0);
     EXPECT_EQ(formatIn(root, "fr"), kEnglish);
-    root.write("locale/es/LC_MESSAGES/cvstop.mo", catalogWith("es %s") + std::string(catalog::kMaxFileSize, '\0'));
+    std::string bytes = catalogWith("es %s");
+    bytes.resize(1'048'576);
+    root.write("locale/es/LC_MESSAGES/cvstop.mo", bytes);
+    EXPECT_EQ(formatIn(root, "es"), "es %s");
+    root.write("locale/es/LC_MESSAGES/cvstop.mo", bytes + '\0');
     EXPECT_EQ(formatIn(root, "es"), kEnglish);
 }
 
