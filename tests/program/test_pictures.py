@@ -170,7 +170,8 @@ def test_list(host):
 
 @pytest.mark.sanitized
 def test_list_with_third_parties(host):
-    result = host(f"{BIN}/halvd\n" + THIRD_PARTIES).run("-l", "-3")
+    # The daemon was started last, and is judged first.
+    result = host(THIRD_PARTIES + f"{BIN}/halvd\n").run("-l", "-3")
     rows = [product(result, "halvd"), third(result, "mapper", "/opt/other/mapper"),
             third(result, "editor", "/opt/other/editor")]
     assert result.stdout == table(sorted(rows, key=lambda row: row[2]), header=True)

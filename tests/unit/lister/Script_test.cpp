@@ -1,5 +1,7 @@
 #include <utility>
 
+#include <sys/stat.h>
+
 #include "MadeUpProcess.h"
 
 namespace lister {
@@ -142,9 +144,12 @@ TEST_F(ScriptRule, InterpreterThatIsGoneHasVanished) {
 
 TEST_F(ScriptRule, FolderIsNoScript) {
     fs::create_directories(m_root + "/bin/folder");
+    ASSERT_EQ(mknod((m_root + "/bin/socket").c_str(), S_IFSOCK | 0600, 0), 0);
     make("77", fs::canonical("/bin/sh"));
-    write("77", "cmdline", std::string("sh\0", 3) + m_root + "/bin/folder" + '\0');
-    EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
+    for (const char* name : {"/bin/folder", "/bin/socket"}) {
+        write("77", "cmdline", std::string("sh\0", 3) + m_root + name + '\0');
+        EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation) << name;
+    }
 }
 
 TEST_F(LiveScript, ScriptThatNamesItsInterpreterIsTheProduct) {
