@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cerrno>
 #include <sstream>
+#include <thread>
 
 #include <linux/openat2.h>
 #include <sys/stat.h>
@@ -104,6 +105,17 @@ TEST_F(LinkText, MountOfAFileIsTheOneThatMountinfoHas) {
         EXPECT_EQ(status->id, plain->id);
         EXPECT_EQ(status->links, plain->links);
     }
+}
+
+/// The judging thread has a table of descriptors of its own.
+TEST_F(LinkText, MountOfAFileIsToldToAThreadWithDescriptorsOfItsOwn) {
+    kernel::pretend("5.4");
+    std::thread([] {
+        EXPECT_EQ(unshare(CLONE_FILES), 0);
+        const UniqueFd inTheWay(open("/", O_PATH | O_CLOEXEC));
+        EXPECT_TRUE(statusAndMountOf(AT_FDCWD, "/proc/version"));
+    }).join();
+    kernel::pretend(nullptr);
 }
 
 TEST_F(LinkText, MountOfNoFileIsNothing) {
