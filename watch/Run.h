@@ -21,6 +21,8 @@ inline constexpr Time kSecond = 1'000'000'000;
 struct Peer {
     int pid = 0;
     std::string name;
+
+    bool operator==(const Peer&) const = default;
 };
 
 /// One request to end.
@@ -33,6 +35,8 @@ struct Asked {
     std::string what;
     /// False if the log names only a path that several processes share, and this one is a guess among them.
     bool certain = true;
+
+    bool operator==(const Asked&) const = default;
 };
 
 /// What a process was doing when the program had ended; the kernel's letters in brackets.
@@ -55,6 +59,8 @@ struct Reason {
     std::optional<Peer> tracer;
     /// How long it had run when it was looked at.
     Time age = 0;
+
+    bool operator==(const Reason&) const = default;
 };
 
 enum class Outcome {
@@ -93,6 +99,8 @@ struct Process {
     Outcome outcome = Outcome::spared;
     /// Set for each one that survived, and only for those.
     std::optional<Reason> reason;
+
+    bool operator==(const Process&) const = default;
 };
 
 /// A part of the shutdown. Rows that found no process are no stages.
@@ -106,6 +114,8 @@ struct Stage {
     Time end = 0;
     /// Pids of processes in the snapshot that the stage waited for, the one that it waited for the longest first.
     std::vector<int> waitedFor;
+
+    bool operator==(const Stage&) const = default;
 };
 
 /// A process that the program's log names and the snapshot has not: it started, or changed, in between.
@@ -115,6 +125,8 @@ struct Stranger {
     /// A path or a name, whichever the log tells.
     std::string name;
     std::vector<Asked> asked;
+
+    bool operator==(const Stranger&) const = default;
 };
 
 /// A process of the product that started after the snapshot and was running when the program had ended.
@@ -126,6 +138,8 @@ struct CameBack {
     Peer parent;
     std::string unit;
     Time start = 0;
+
+    bool operator==(const CameBack&) const = default;
 };
 
 struct Run {
@@ -151,6 +165,8 @@ struct Run {
     std::vector<Process> processes;
     std::vector<Stranger> strangers;
     std::vector<CameBack> cameBack;
+
+    bool operator==(const Run&) const = default;
 };
 
 } // namespace watch
