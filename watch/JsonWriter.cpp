@@ -1,10 +1,7 @@
-#include <array>
-#include <chrono>
-#include <cstdio>
-
 #include <nlohmann/json.hpp>
 
 #include "Json.h"
+#include "Times.h"
 #include "Words.h"
 #include "utf8.h"
 
@@ -43,21 +40,6 @@ Json textOrNull(std::string_view bytes) {
 
 double seconds(Time length) {
     return static_cast<double>(length) / static_cast<double>(kSecond);
-}
-
-/// Not gmtime, which reads the host's time zone first.
-std::string date(Time moment) {
-    using namespace std::chrono;
-    const sys_time<nanoseconds> time{nanoseconds(moment)};
-    const sys_days day = floor<days>(time);
-    const year_month_day calendar{day};
-    const hh_mm_ss clock{time - day};
-    std::array<char, 64> shown{};
-    std::snprintf(shown.data(), shown.size(), "%04d-%02u-%02uT%02d:%02d:%02d.%09dZ", static_cast<int>(calendar.year()),
-                  static_cast<unsigned>(calendar.month()), static_cast<unsigned>(calendar.day()),
-                  static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
-                  static_cast<int>(clock.seconds().count()), static_cast<int>(clock.subseconds().count()));
-    return shown.data();
 }
 
 template <typename Value> Json orNull(const std::optional<Value>& value) {
