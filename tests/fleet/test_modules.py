@@ -236,10 +236,13 @@ def test_an_old_program_is_refused(client):
 
 
 def test_names_of_any_bytes_come_through(client):
-    row = b"we\x1b[31m\xff<b>\t/opt/x/we\x1b[31m\xff<b>\t900\tCorvane\tends\n"
-    (client.state / "processes").write_bytes(row)
+    name = b"we\x1b[31m\xff<b>\xe2\x80\xae"
+    (client.state / "processes").write_bytes(name + b"\t/opt/x/" + name + b"\t900\tCorvane\tstays\n")
     process = client.call("cvstop_info")["processes"][0]
-    assert process["name"] == "we\x1b[31m\\xff<b>" and process["path"] == "/opt/x/we\x1b[31m\\xff<b>"
+    shown = r"we\x1b[31m\xff<b>\u202e"
+    assert (process["name"], process["path"]) == (shown, "/opt/x/" + shown)
+    result = client.call("cvstop", on_survivors="warn")
+    assert result["warnings"] == [f"Still running: {shown} (900)."] and "\x1b" not in json.dumps(result, ensure_ascii=False)
 
 
 @pytest.mark.skipif(os.geteuid() != 0, reason="only root becomes another user")

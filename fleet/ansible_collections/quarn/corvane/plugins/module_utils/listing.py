@@ -27,6 +27,8 @@ CATEGORIES = {b'Corvane': PRODUCT, b'Third Party': THIRD_PARTY}
 DASHES = re.compile(br'^(-+) (-+) (-+) (-+)$')
 # The one warning that the program prints before a listing: the run goes on without a debug log.
 WARNING = re.compile(br'^Unable to create log file\.')
+# Control characters, and those that change the direction of writing.
+UNSAFE = re.compile('[\x00-\x1f\x7f-\x9f\u200e\u200f\u2028-\u202e\u2066-\u2069]')
 # A character of UTF-8 has at most so many bytes.
 LONGEST = 4
 
@@ -58,8 +60,13 @@ def parse(text):
 
 
 def show(line):
-    """Foreign bytes as text for a message or a result: what is no UTF-8 is escaped, nothing is lost."""
-    return line.decode('utf-8', 'backslashreplace')
+    """Foreign bytes as text for a message or a result: what is no UTF-8, and what a terminal would obey, is escaped."""
+    return UNSAFE.sub(_escape, line.decode('utf-8', 'backslashreplace'))
+
+
+def _escape(match):
+    code = ord(match.group())
+    return '\\x%02x' % code if code < 256 else '\\u%04x' % code
 
 
 def _category(word):
