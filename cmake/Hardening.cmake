@@ -57,6 +57,6 @@ else()
   add_link_options(-Wl,--gc-sections,--as-needed)
   # What is linked with libc as the host has it still must start on hosts without a C++ run time. A static program has it
   # anyway, and these options would end its static linking half way.
-  add_link_options($<$<NOT:$<BOOL:$<TARGET_PROPERTY:IS_STATIC_PIE>>>:-static-libstdc++>
-                   $<$<NOT:$<BOOL:$<TARGET_PROPERTY:IS_STATIC_PIE>>>:-static-libgcc>)
+  add_link_options($<$<NOT:$<BOOL:$<TARGET_PROPERTY:IS_STATIC>>>:-static-libstdc++>
+                   $<$<NOT:$<BOOL:$<TARGET_PROPERTY:IS_STATIC>>>:-static-libgcc>)
 endif()
