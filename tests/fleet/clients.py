@@ -18,6 +18,7 @@ UsePAM no
 PidFile none
 Subsystem sftp internal-sftp
 """
+# Without a ControlPath of its own a connection would be kept by the client's name alone, and lead into another fleet's box.
 ANSIBLE = """\
 [defaults]
 collections_path = {root}/fleet
@@ -29,7 +30,7 @@ remote_user = root
 local_tmp = {folder}/local
 [ssh_connection]
 pipelining = true
-ssh_common_args = -F {folder}/ssh_config
+ssh_common_args = -F {folder}/ssh_config -o ControlPath=none
 """
 SSH = """\
 Host {name}
@@ -40,7 +41,6 @@ Host *
   User root
   IdentityFile {folder}/key
   IdentitiesOnly yes
-  ControlPath none
   StrictHostKeyChecking no
   UserKnownHostsFile /dev/null
   LogLevel ERROR
@@ -48,7 +48,7 @@ Host *
 # Before a connection, a look whether the line is cut; its pid, so that a test can cut it later.
 PROXY = """\
 #!/bin/sh
-[ ! -e {folder}/{name}.cut ] || exit 1
+[ ! -e {folder}/{name}.cut ] || {{ : >{folder}/{name}.refused; exit 1; }}
 echo $$ >>{folder}/{name}.connections
 exec nsenter --target {pid} --mount --pid --net --ipc --uts --root --wd -- /usr/sbin/sshd -i -f /opt/ssh/sshd_config
 """
@@ -99,7 +99,7 @@ class Client:
     def __init__(self, fleet, name, daemons="", setup="", reachable=True):
         self.fleet, self.name, self.setup, self.reachable = fleet, name, setup, reachable
         self.host = box.Host(fleet.folder / "trees" / name, daemons)
-        self.process = None
+        self.process = self.inside = None
 
     def start(self):
         self.host.write("/opt/ssh/sshd_config", SSHD)
@@ -116,9 +116,9 @@ class Client:
                 raise RuntimeError(f"{self.name} ended: " + (self.fleet.folder / f"{self.name}.log").read_text())
             return (self.host.quarn / "sandbox/up").exists()
         wait_for(is_up, f"{self.name} to start")
-        inside = next(pid for pid in descendants(self.process.pid) if is_in_a_box(pid))
+        self.inside = next(pid for pid in descendants(self.process.pid) if is_in_a_box(pid))
         proxy = self.proxy()
-        proxy.write_text(PROXY.format(folder=self.fleet.folder, name=self.name, pid=inside)
+        proxy.write_text(PROXY.format(folder=self.fleet.folder, name=self.name, pid=self.inside)
                          if self.reachable else "#!/bin/sh\nexit 1\n")
         proxy.chmod(0o755)
 
@@ -138,6 +138,10 @@ class Client:
             for child in children(pid):
                 if os.path.basename(os.readlink(f"/proc/{pid}/exe")) == "nsenter":
                     os.kill(child, 9)
+
+    def was_refused(self):
+        """Whether anybody tried to reach the client while its line was cut."""
+        return (self.fleet.folder / f"{self.name}.refused").exists()
 
     def mend(self):
         (self.fleet.folder / f"{self.name}.cut").unlink()

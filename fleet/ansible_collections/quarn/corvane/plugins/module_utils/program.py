@@ -49,7 +49,7 @@ def status_of(code):
 def explain(status, output):
     """What an exit status means, in the manual's words, and what the program said of it."""
     parts = ['cvstop ended with status %d.' % status, WORDS.get(status, 'The manual does not know this status.')]
-    said = ' '.join(listing.show(output).split())
+    said = listing.show(b' '.join(output.split()))
     if said:
         parts.append('It said: %s' % said)
     if status in HINTS:

@@ -231,6 +231,11 @@ def lines(processes):
     return ''.join('%d %s\n' % (process.pid, listing.show(process.path)) for process in processes)
 
 
+def printed(output):
+    """What the program printed, as lines."""
+    return [listing.show(line) for line in output.split(b'\n')[:-1]]
+
+
 def diff(before, after):
     return dict(before_header='processes', after_header='processes', before=lines(before), after=lines(after))
 
@@ -287,10 +292,10 @@ def finish(module, cvstop, entries, began):
     status, out, report = stop(module, cvstop, entries)
     if status not in program.DONE:
         module.fail_json(msg=program.explain(status, out), rc=status, found=[verdict.describe(process) for process in found],
-                         output=listing.show(out).splitlines())
+                         output=printed(out))
     ended = settle(module, cvstop, found, entries, out)
     result = dict(ended.result(), rc=status, began=began, elapsed=round(time.time() - began, 3),
-                  output=listing.show(out).splitlines(),
+                  output=printed(out),
                   diff=diff(found, ended.spared + ended.listed_only + ended.survivors))
     if report is not None:
         result['watch'] = report

@@ -16,7 +16,7 @@ author:
   - cvstop maintainers (@cvstop)
 options:
   result:
-    description: The registered result of M(quarn.corvane.cvstop), of a task that polled it, or of one that did not reach the client.
+    description: The registered result of M(quarn.corvane.cvstop), or of a task that polled it, reached or not.
     type: dict
   untouched:
     description: Instead of a result, why the client was not touched.

@@ -5,7 +5,6 @@ from __future__ import annotations
 import html
 from collections import Counter
 
-from ansible_collections.quarn.corvane.plugins.module_utils.listing import show
 from ansible_collections.quarn.corvane.plugins.plugin_utils import record as records_of
 from ansible_collections.quarn.corvane.plugins.plugin_utils import table, timeline
 
@@ -20,14 +19,17 @@ h1{font-size:1.6rem;margin:0}p{margin:.4rem 0}.soft{color:var(--soft)}
 ul.sums{display:flex;flex-wrap:wrap;gap:.5rem;list-style:none;padding:0;margin:1rem 0}
 ul.sums li{background:var(--card);border:1px solid var(--line);border-radius:.5rem;padding:.4rem .8rem}ul.sums b{font-size:1.3rem}
 table{border-collapse:collapse;width:100%}th{text-align:left;font-weight:600;color:var(--soft);font-size:.85rem}
-th,td{padding:.5rem .6rem;border-bottom:1px solid var(--line);vertical-align:top;overflow-wrap:anywhere}
-td.n{text-align:right;font-variant-numeric:tabular-nums}th.n{text-align:right}td.h{font-weight:600}
+th,td{padding:.5rem .6rem;border-bottom:1px solid var(--line);vertical-align:top}
+td.w{overflow-wrap:anywhere}
+td.n{text-align:right;font-variant-numeric:tabular-nums}th.n{text-align:right}td.h{font-weight:600;max-width:18rem;overflow-wrap:break-word}
 .o{white-space:nowrap}.survivors,.failed,.unreachable{color:var(--bad)}.unfinished,.untouched,.running{color:var(--warn)}
 .stopped,.nothing{color:var(--good)}
 summary{cursor:pointer;color:var(--soft)}details ul{margin:.3rem 0;padding-left:1.2rem}pre{overflow:auto;max-height:20rem;
 background:var(--card);padding:.6rem;font-size:.8rem}
 svg{display:block;width:100%;max-height:12rem;background:var(--card);border:1px solid var(--line);margin-top:.3rem}
-svg path{fill:none;stroke-width:2.5;stroke:var(--bar)}svg .w{fill:var(--wait);stroke:none}svg .k{stroke:var(--warn)}
+tr.down svg{height:3rem}
+svg path{fill:none;
+stroke-width:2.5;stroke:var(--bar)}svg .w{fill:var(--wait);stroke:none}svg .k{stroke:var(--warn)}
 svg .s{stroke:var(--bad)}
 .axis{display:flex;justify-content:space-between;font-size:.8rem;color:var(--soft)}
 @media(max-width:40rem){thead{display:none}tr{display:block;border-bottom:1px solid var(--line);padding:.5rem 0}
@@ -41,7 +43,7 @@ LEGEND = ("In a time line each bar is a process, from being asked to its end: <b
 
 def escape(text):
     """What a client says, harmless on the page and to whoever copies from it."""
-    return html.escape(show(str(text).encode("utf-8", "backslashreplace")))
+    return html.escape(table.safe(text))
 
 
 def listed(items):
@@ -75,7 +77,8 @@ def details(record):
         processes = record.get(key) or []
         if processes and (key != "found" or record["outcome"] == "running"):
             state = " open" if key == "survivors" else ""
-            parts.append(f"<details{state}><summary>{label}: {len(processes)}</summary>{listed(map(process, processes))}</details>")
+            parts.append(f"<details{state}><summary>{label}: {len(processes)}</summary>"
+                         f"{listed(map(process, processes))}</details>")
     if record["failed"] and record.get("output"):
         text = "\n".join(escape(line) for line in record["output"][-40:])
         parts.append(f"<details><summary>What the program printed</summary><pre>{text}</pre></details>")
@@ -87,7 +90,8 @@ def row(record):
     message = escape(record["message"])
     if outcome == "stopped" and not message:
         message = table.plural(len(record.get("stopped", [])), "process", "es")
-    return (f"<tr><td class=h>{escape(record['host'])}</td><td class='o {outcome}'>{records_of.OUTCOMES[outcome]}</td>"
+    down = " class=down" if table.is_simply_down(record) else ""
+    return (f"<tr{down}><td class=h>{escape(record['host'])}</td><td class='o {outcome}'>{records_of.OUTCOMES[outcome]}</td>"
             f"<td class=n>{table.seconds(record)}</td><td class=w>{message}{details(record)}{time_line(record)}</td></tr>\n")
 
 
@@ -111,5 +115,5 @@ def page(records, moment):
             f'<meta name="viewport" content="width=device-width,initial-scale=1"><title>Shutdown of the fleet</title>'
             f"<style>{STYLE}</style>\n<h1>Shutdown of the fleet</h1><p>{verdict(records)}</p>"
             f"<p class=soft>Written {escape(moment)}.</p><ul class=sums>{sums(records)}</ul><p class=soft>{LEGEND}</p>\n"
-            f"<table><thead><tr><th scope=col>Client<th scope=col>Outcome<th scope=col class=n>Seconds<th scope=col>What"
-            f"</thead><tbody>\n{''.join(map(row, ordered))}</tbody></table></html>\n")
+            f"<table><thead><tr><th scope=col>Client</th><th scope=col>Outcome</th><th scope=col class=n>Seconds</th>"
+            f"<th scope=col>What</th></tr></thead><tbody>\n{''.join(map(row, ordered))}</tbody></table></html>\n")

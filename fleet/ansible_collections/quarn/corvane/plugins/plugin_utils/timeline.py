@@ -4,6 +4,8 @@ from __future__ import annotations
 
 import html
 
+from ansible_collections.quarn.corvane.plugins.plugin_utils.table import safe
+
 WIDTH = 1000
 LANE = 4
 KINDS = {"ended": "e", "ended before it was asked": "e", "killed": "k", "survived": "s"}
@@ -64,7 +66,7 @@ def svg(stop):
         paths.setdefault(lane["kind"], []).append(f"M{start} {LANE * place}H{max(start + 3, at(lane['ended']))}")
     lines = "".join(f'<path class="{kind}" d="{"".join(strokes)}"/>' for kind, strokes in sorted(paths.items()))
     return (f'<svg role="img" viewBox="0 0 {WIDTH} {height}" height="{height}" preserveAspectRatio="none">'
-            f"<title>{html.escape(summary(stop))}</title>{bands}{lines}</svg>")
+            f"<title>{html.escape(safe(summary(stop)))}</title>{bands}{lines}</svg>")
 
 
 def summary(stop):
