@@ -120,7 +120,8 @@ def test_hostile_words_do_no_harm():
 
 
 @pytest.mark.parametrize("damage", [
-    {"run": {}}, {"run": {"end": "soon"}}, {"stages": None}, {"stages": [{}]}, {"processes": [7]}, {"processes": [{"asked": [{}]}]}])
+    {"run": {}}, {"run": {"end": "soon"}}, {"stages": None}, {"stages": [{}]}, {"processes": [7]},
+    {"processes": [{"asked": [{}]}]}])
 def test_a_report_that_is_none_costs_only_its_picture(damage):
     result = {"outcome": "stopped", "stopped": [], "watch": {**reports.report(random.Random(1)), **damage}}
     text = page.page([record.make("client", result, MOMENT)], MOMENT)
