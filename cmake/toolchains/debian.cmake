@@ -29,5 +29,5 @@ set(Boost_INCLUDE_DIR ${headers} CACHE PATH "Boost's headers, and nothing else")
 
 find_program(emulator NAMES qemu-${emulated}-static qemu-${emulated} NO_CMAKE_FIND_ROOT_PATH NO_CACHE)
 if(emulator)
-  set(CMAKE_CROSSCOMPILING_EMULATOR ${emulator})
+  set(CMAKE_CROSSCOMPILING_EMULATOR ${emulator} -L /usr/${triplet})
 endif()
