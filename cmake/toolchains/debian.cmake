@@ -20,7 +20,7 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 # Header-only libraries are the same for every processor: these folders alone are taken from the build machine.
 set(headers ${CMAKE_BINARY_DIR}/headers)
 file(MAKE_DIRECTORY ${headers})
-foreach(library IN ITEMS boost)
+foreach(library IN ITEMS boost nlohmann)
   if(EXISTS /usr/include/${library})
     file(CREATE_LINK /usr/include/${library} ${headers}/${library} SYMBOLIC)
   endif()
