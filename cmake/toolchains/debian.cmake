@@ -26,6 +26,8 @@ foreach(library IN ITEMS boost nlohmann)
   endif()
 endforeach()
 set(Boost_INCLUDE_DIR ${headers} CACHE PATH "Boost's headers, and nothing else")
+set(nlohmann_json_DIR /usr/share/cmake/nlohmann_json CACHE PATH "JSON for Modern C++")
+set(CVSTOP_HEADERS ${headers})
 
 find_program(emulator NAMES qemu-${emulated}-static qemu-${emulated} NO_CMAKE_FIND_ROOT_PATH NO_CACHE)
 if(emulator)
