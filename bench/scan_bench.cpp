@@ -66,10 +66,9 @@ int countAndFree(CV_Process_s* list) {
 void scan(benchmark::State& state, int everyNth) {
     const Table table(static_cast<int>(state.range(0)), everyNth);
     const std::string proc = table.proc();
-    const std::string installRoot = table.installRoot();
     lister::Roots roots;
     roots.proc = proc.c_str();
-    roots.install = installRoot.c_str();
+    roots.install = table.installRoot();
     int records = 0;
     const std::size_t before = mallinfo2().uordblks;
     std::size_t held = 0;

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <climits>
-#include <cstdlib>
 
 #include <fcntl.h>
 #include <linux/nsfs.h>
@@ -21,11 +19,6 @@ constexpr std::size_t kMountInfoSize = 16U << 20U;
 
 /// The initial user namespace has this number on every host (PROC_USER_INIT_INO, include/linux/proc_ns.h; Linux 3.8).
 constexpr std::string_view kInitialUserNamespace = "user:[4026531837]";
-
-std::string canonical(const char* path) {
-    char resolved[PATH_MAX];
-    return realpath(path, resolved) != nullptr ? resolved : path;
-}
 
 /// What must be known of the caller itself.
 FileStatus requireStatus(const PinnedProcess& self, const char* name) {
@@ -64,7 +57,7 @@ uid_t ownerOfUserNamespace(const PinnedProcess& process) {
 
 } // namespace
 
-Caller::Caller(const Roots& roots) : m_installRoot(canonical(roots.install)) {
+Caller::Caller(const Roots& roots) : m_installRoot(roots.install) {
     const UniqueFd proc(::open(roots.proc, O_PATH | O_DIRECTORY | O_CLOEXEC));
     const PinnedProcess self(proc.get(), getpid(), "self");
     if (!self) {

@@ -23,6 +23,16 @@ constexpr unsigned int kStatxMountId = STATX_MNT_ID;
 
 } // namespace
 
+std::optional<std::string_view> readLink(int directory, const char* name, LinkBuffer& buffer) {
+    const ssize_t length = readlinkat(directory, name, buffer, sizeof buffer);
+    if (length == sizeof buffer) {
+        errno = ENAMETOOLONG;
+    }
+    return length < 0 || length == sizeof buffer
+               ? std::nullopt
+               : std::optional(std::string_view(buffer, static_cast<std::size_t>(length)));
+}
+
 UniqueFd findFile(int directory, const char* path, std::uint64_t resolve) {
     open_how how = {};
     how.flags = O_PATH | O_CLOEXEC;

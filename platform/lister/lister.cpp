@@ -1,17 +1,31 @@
 #include "lister.h"
 
 #include <cerrno>
+#include <climits>
+#include <cstdlib>
 #include <new>
+#include <string>
 
 #include "scan.h"
 
 namespace lister {
 
+namespace {
+
+std::string canonical(const std::string& path) {
+    char resolved[PATH_MAX];
+    return realpath(path.c_str(), resolved) != nullptr ? resolved : path;
+}
+
+} // namespace
+
 int listProcesses(const Roots& roots, CV_Process_s** list, Proc_categories categories, int verbosity) {
     *list = nullptr;
     try {
+        Roots canonicalRoots = roots;
+        canonicalRoots.install = canonical(roots.install);
         RecordList records;
-        const int status = Scan(roots, categories, verbosity).run(records);
+        const int status = Scan(canonicalRoots, categories, verbosity).run(records);
         if (status == 0) {
             *list = records.release();
         }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <charconv>
 
+#include "words.h"
+
 namespace lister {
 
 namespace {
@@ -16,15 +18,6 @@ template <class Number> std::optional<Number> parseWhole(std::string_view text, 
         return std::nullopt;
     }
     return number;
-}
-
-/// Cuts the next blank-separated word off `text`; empty when there is none.
-std::string_view takeWord(std::string_view& text) {
-    text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
-    const std::size_t length = std::min(text.find_first_of(" \t"), text.size());
-    const std::string_view word = text.substr(0, length);
-    text.remove_prefix(length);
-    return word;
 }
 
 bool isOctal(char c) {

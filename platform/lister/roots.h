@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 
 #include "cvpaths.h"
 
@@ -17,7 +18,8 @@ struct Budget {
 /// Where the lister looks, and how.
 struct Roots {
     const char* proc = "/proc";
-    const char* install = product::kInstallRoot;
+    /// Everything but listProcesses takes it for canonical: no link on the way, or nothing there.
+    std::string install = product::kInstallRoot;
     /// Ask the kernel for executable mappings (PROCMAP_QUERY, Linux 6.11) where it can answer; else read PID/maps.
     bool queryMappings = true;
     Budget budget = {};

@@ -2,8 +2,6 @@
 
 #include <array>
 #include <cerrno>
-#include <climits>
-#include <cstdlib>
 #include <cstring>
 #include <utility>
 
@@ -39,10 +37,9 @@ bool hasPtraceCapability() {
 /// Bounds how often a process is looked for again that was there and then was not.
 constexpr int kMostRevisits = 8;
 
-/// A batch changes threads twice, some 20 us, and at its end a process was seen some time before: where interpreters
-/// alone are judged this way, they are few, and shall be fresh.
-constexpr std::size_t kInterpreterBatch = 16;
-constexpr std::size_t kThirdPartyBatch = 512;
+/// A batch changes threads twice, some 20 us. But what the kernel keeps of a process should still be in the processor's
+/// cache when it is judged, and the process still be there: in batches of 512 a judgement took 3 % longer.
+constexpr std::size_t kBatch = 32;
 
 } // namespace
 
@@ -52,8 +49,6 @@ int Scan::run(RecordList& records) {
     if (!m_proc) {
         return errno;
     }
-    char resolved[PATH_MAX];
-    m_installRoot = realpath(m_roots.install, resolved) != nullptr ? resolved : m_roots.install;
     const int error = forEachName(m_proc.get(), [this](const char* name) {
         if (const std::optional<pid_t> pid = parsePid(name)) {
             m_metPid1 = m_metPid1 || *pid == 1;
@@ -85,10 +80,9 @@ void Scan::visit(const char* name, pid_t pid, int look) {
 bool Scan::visitFolder(const char* folder, pid_t pid, int look) {
     char path[kNameSize];
     *static_cast<char*>(mempcpy(mempcpy(path, folder, std::strlen(folder)), "/exe", 4)) = '\0';
-    LinkBuffer link;
-    const ssize_t length = readlinkat(m_proc.get(), path, link, sizeof link);
-    if (length >= 0) {
-        return visitLink(folder, pid, std::string_view(link, static_cast<std::size_t>(length)), look);
+    LinkBuffer buffer;
+    if (const std::optional<std::string_view> link = readLink(m_proc.get(), path, buffer)) {
+        return visitLink(folder, pid, *link, look);
     }
     const int error = errno;
     visitUnreadable(pid, error);
@@ -96,7 +90,7 @@ bool Scan::visitFolder(const char* folder, pid_t pid, int look) {
 }
 
 bool Scan::visitLink(const char* folder, pid_t pid, std::string_view link, int look) {
-    if (!isBelow(link, m_installRoot)) {
+    if (!isBelow(link, m_roots.install)) {
         if (isInterpreterName(lastComponent(pathOfLink(link))) || wantsThirdParties()) {
             defer(folder, pid, link, look);
         }
@@ -112,10 +106,9 @@ bool Scan::visitLink(const char* folder, pid_t pid, std::string_view link, int l
 }
 
 void Scan::defer(const char* folder, pid_t pid, std::string_view link, int look) {
-    const std::size_t batch = wantsThirdParties() ? kThirdPartyBatch : kInterpreterBatch;
-    m_deferred.reserve(batch);
+    m_deferred.reserve(kBatch);
     m_deferred.push_back({folder, pid, std::string(link), look});
-    if (m_deferred.size() == batch) {
+    if (m_deferred.size() == kBatch) {
         judgeDeferred();
     }
 }
@@ -166,7 +159,7 @@ bool Scan::visitThreads(const char* task, pid_t pid, int look) {
     return wasRead;
 }
 
-/// A path of a page and more is one that the kernel cannot give, to any caller; anything else may hide a process of the
+/// A path that is too long is one that the kernel cannot give, to any caller; anything else may hide a process of the
 /// product from a caller that may not look.
 void Scan::visitUnreadable(pid_t pid, int error) {
     if (lostReason(error) == Reason::Vanished) {

@@ -50,7 +50,6 @@ class Scan {
     pid_t m_self;
     UniqueFd m_proc;
     RecordList* m_records = nullptr;
-    std::string m_installRoot;
     std::shared_ptr<const Judge> m_judge;
     std::vector<Deferred> m_deferred;
     DeferredJudge m_deferredJudge;

@@ -4,29 +4,13 @@
 #include <array>
 
 #include "names.h"
+#include "words.h"
 
 namespace lister {
 
 namespace {
 
-constexpr std::string_view kBlanks = " \t";
 constexpr std::string_view kLineEnds("\n\0", 2);
-
-void skipBlanks(std::string_view& text) {
-    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
-}
-
-/// The blank-separated word that the text begins with.
-std::string_view firstWord(std::string_view text) {
-    return text.substr(0, text.find_first_of(kBlanks));
-}
-
-std::string_view takeWord(std::string_view& text) {
-    skipBlanks(text);
-    const std::string_view word = firstWord(text);
-    text.remove_prefix(word.size());
-    return word;
-}
 
 std::string_view withoutTrailingBlanks(std::string_view text) {
     return text.substr(0, text.find_last_not_of(kBlanks) + 1);

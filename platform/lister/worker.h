@@ -7,7 +7,8 @@
 
 namespace lister {
 
-/// A thread that does one job at a time. A job that is stuck is left behind together with the thread.
+/// A thread that does one job at a time. A job that is stuck is left behind together with the thread. Of the caller's
+/// descriptors it finds those that were open when the worker was made.
 class Worker {
   public:
     /// Throws ScanFailure where no thread can be had.

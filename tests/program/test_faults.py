@@ -26,7 +26,8 @@ FAULTS = [("openat", "EMFILE"), ("openat", "EACCES"), ("read", "EIO"), ("write",
           ("rt_sigaction", "EINVAL"), ("rt_sigprocmask", "EINVAL"), ("clone3", "EAGAIN"), ("vfork", "EAGAIN"),
           ("clone", "EAGAIN"), ("wait4", "ECHILD"), ("uname", "EFAULT"), ("lseek", "ESPIPE"), ("munmap", "EINVAL"),
           ("mkdir", "EACCES"), ("chmod", "EPERM"), ("socket", "EMFILE"), ("sendto", "EAGAIN"), ("sendto", "ECONNREFUSED"),
-          ("ioctl", "EIO"), ("openat2", "EACCES"), ("mprotect", "ENOMEM"), ("madvise", "EINVAL"), ("clock_gettime", "EINVAL")]
+          ("ioctl", "EIO"), ("openat2", "EACCES"), ("unshare", "EPERM"),
+          ("mprotect", "ENOMEM"), ("madvise", "EINVAL"), ("clock_gettime", "EINVAL")]
 # Those with many occurrences share them among several tests.
 PARTS = {"openat": 4, "read": 2, "write": 3, "close": 4, "readlinkat": 3, "statx": 2, "kill": 4, "rt_sigaction": 2,
          "rt_sigprocmask": 2}

@@ -146,7 +146,7 @@ TEST_F(LiveExecutable, InstallRootMayBeASymbolicLink) {
     const auto child = run(install("halvd"));
     fs::create_directory_symlink(m_root, m_folder / "link");
     const std::string link = m_folder / "link";
-    m_roots.install = link.c_str();
+    m_roots.install = link;
     ASSERT_TRUE(find(child->pid()));
     EXPECT_EQ(find(child->pid())->path, m_root + "/bin/halvd");
 }
@@ -189,7 +189,7 @@ TEST_F(LiveExecutable, CallersOwnExecutableIsLeftOut) {
         _exit(0);
     }
     m_root = fs::read_symlink("/proc/self/exe").parent_path().string();
-    m_roots.install = m_root.c_str();
+    m_roots.install = m_root;
     EXPECT_FALSE(find(pid));
     EXPECT_FALSE(find(getpid()));
     kill(pid, SIGKILL);

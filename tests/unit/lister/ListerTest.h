@@ -134,7 +134,7 @@ class Lister : public testing::Test {
         m_folder = mkdtemp(name.data());
         m_root = (m_folder / "quarn").string();
         fs::create_directories(m_root + "/bin");
-        m_roots.install = m_root.c_str();
+        m_roots.install = m_root;
     }
     ~Lister() override { fs::remove_all(m_folder); }
 
