@@ -19,6 +19,10 @@ SUPERVISOR = f"cp /usr/bin/sleep {B}/phoenix; (while :; do {B}/phoenix 1000; don
 NO_PYTHON = ("mkdir /tmp/upper /tmp/work && mount -t overlay -o lowerdir=/usr/bin,upperdir=/tmp/upper,workdir=/tmp/work overlay "
              "/usr/bin && rm /usr/bin/python3*")
 FULL_DISK = "mount -t tmpfs -o size=16k tmpfs /root && head -c 1m /dev/zero >/root/full; true"
+WATCH = box.BUILD / "watch/cvstop-watch"
+# Where its package puts it: beside the product, never in it.
+WATCHED = ("mkdir /tmp/upper /tmp/work && mount -t overlay -o lowerdir=/usr/sbin,upperdir=/tmp/upper,workdir=/tmp/work overlay "
+           "/usr/sbin && cp /opt/watch/cvstop-watch /usr/sbin")
 IN_WAVES = json.dumps({"shutdown_serial": [1, "100%"], "shutdown_max_fail_percentage": 60})
 
 
@@ -298,3 +302,22 @@ def test_without_become(make_fleet):
     result = fleet.play("preview", "-e", json.dumps(nobody))
     assert "Must be Administrator" in result.stdout and "Set become: true." in result.stdout
     assert client.touched() == []
+
+
+@pytest.mark.skipif(not WATCH.exists(), reason="cvstop-watch is not built")
+def test_who_held_a_stop_up(make_fleet):
+    fleet = make_fleet("watched")
+    for name, setup in (("watched", WATCHED), ("broken", WATCHED + " && echo exit 3 >/usr/sbin/cvstop-watch")):
+        client = fleet.add(name, f"{B}/halvd stop=3\n{B}/momuhe ignore=all\n{B}/koka\n", setup=setup)
+        client.host.install(WATCH, "/opt/watch/cvstop-watch")
+    fleet.start()
+    result = fleet.play("shutdown", *QUICK, "-e", json.dumps({"shutdown_serial": ["100%"]}))
+    assert result.returncode == 0, result.stdout
+    made = records(fleet)
+    seen = {entry["name"]: entry for entry in made["watched"]["watch"]["processes"]}
+    assert {name: entry["outcome"] for name, entry in seen.items()} == {"halvd": "ended", "momuhe": "killed", "koka": "ended"}
+    assert seen["halvd"]["ended"] - seen["halvd"]["asked"][0]["time"] == pytest.approx(3, abs=1)
+    page = (fleet.folder / "report/index.html").read_text()
+    assert page.count("<svg") == 1 and "3 processes were asked to end" in page and "momuhe took longest" in page
+    assert made["broken"]["outcome"] == "stopped" and "watch" not in made["broken"]
+    assert made["broken"]["warnings"] == ["cvstop-watch cannot be started: Exec format error"]
