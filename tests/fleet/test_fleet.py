@@ -4,7 +4,7 @@ import re
 import subprocess
 
 import pytest
-from clients import Fleet, wait_for
+from clients import WATCH, WATCHED, Fleet, wait_for
 from conftest import REPO
 
 import box
@@ -19,10 +19,6 @@ SUPERVISOR = f"cp /usr/bin/sleep {B}/phoenix; (while :; do {B}/phoenix 1000; don
 NO_PYTHON = ("mkdir /tmp/upper /tmp/work && mount -t overlay -o lowerdir=/usr/bin,upperdir=/tmp/upper,workdir=/tmp/work overlay "
              "/usr/bin && rm /usr/bin/python3*")
 FULL_DISK = "mount -t tmpfs -o size=16k tmpfs /root && head -c 1m /dev/zero >/root/full; true"
-WATCH = box.BUILD / "watch/cvstop-watch"
-# Where its package puts it: beside the product, never in it.
-WATCHED = ("mkdir /tmp/upper /tmp/work && mount -t overlay -o lowerdir=/usr/sbin,upperdir=/tmp/upper,workdir=/tmp/work overlay "
-           "/usr/sbin && cp /opt/watch/cvstop-watch /usr/sbin")
 IN_WAVES = json.dumps({"shutdown_serial": [1, "100%"], "shutdown_max_fail_percentage": 60})
 
 
@@ -308,8 +304,7 @@ def test_without_become(make_fleet):
 def test_who_held_a_stop_up(make_fleet):
     fleet = make_fleet("watched")
     for name, setup in (("watched", WATCHED), ("broken", WATCHED + " && echo exit 3 >/usr/sbin/cvstop-watch")):
-        client = fleet.add(name, f"{B}/halvd stop=3\n{B}/momuhe ignore=all\n{B}/koka\n", setup=setup)
-        client.host.install(WATCH, "/opt/watch/cvstop-watch")
+        fleet.add(name, f"{B}/halvd stop=3\n{B}/momuhe ignore=all\n{B}/koka\n", setup=setup)
     fleet.start()
     result = fleet.play("shutdown", *QUICK, "-e", json.dumps({"shutdown_serial": ["100%"]}))
     assert result.returncode == 0, result.stdout

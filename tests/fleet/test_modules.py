@@ -357,3 +357,17 @@ def test_documentation_and_arguments_agree():
         assert documented.keys() == arguments.keys()
         for option, rules in arguments.items():
             assert all(documented[option].get(key) == value for key, value in rules.items()), option
+
+
+@pytest.mark.parametrize("kind, names", [
+    ("module", ["cvstop", "cvstop_info", "shutdown_record", "shutdown_report"]), ("role", ["install", "shutdown"])])
+def test_ansible_doc_reads_it(kind, names):
+    environment = {**os.environ, "ANSIBLE_COLLECTIONS_PATH": str(REPO / "fleet"), "HOME": "/nowhere", "LC_ALL": "C.UTF-8"}
+    for name in names:
+        run = subprocess.run(["ansible-doc", "-t", kind, "-j", f"quarn.corvane.{name}"], env=environment, capture_output=True,
+                             text=True, check=True)
+        described = json.loads(run.stdout)[f"quarn.corvane.{name}"]
+        if kind == "module":
+            assert described["doc"]["options"] and described["examples"] and described["return"]
+        else:
+            assert described["entry_points"]["main"]["options"]
