@@ -36,6 +36,8 @@ namespace {
 constexpr Time kShowPeriod = kSecond / 4;
 /// Without a line to show, the log is read so often, so that a rotation is not missed.
 constexpr Time kIdlePeriod = kSecond;
+/// Until there is a log to follow, it is looked for so often.
+constexpr Time kFindPeriod = kSecond / 50;
 /// The first whole line, and how often others follow.
 constexpr Time kFirstLine = 2 * kSecond;
 constexpr Time kLinePeriod = 10 * kSecond;
@@ -229,7 +231,7 @@ void Watch::tick() {
     if (now < m_nextShow) {
         return;
     }
-    m_nextShow = now + (m_screen.isLive() ? kShowPeriod : kIdlePeriod);
+    m_nextShow = now + (!m_log.find() ? kFindPeriod : m_screen.isLive() ? kShowPeriod : kIdlePeriod);
     if (mayReadLog()) {
         readLog();
     }

@@ -4,7 +4,7 @@ import re
 import subprocess
 
 import pytest
-from clients import Fleet, wait_for
+from clients import WATCH, WATCHED, Fleet, wait_for
 from conftest import REPO
 
 import box
@@ -298,3 +298,21 @@ def test_without_become(make_fleet):
     result = fleet.play("preview", "-e", json.dumps(nobody))
     assert "Must be Administrator" in result.stdout and "Set become: true." in result.stdout
     assert client.touched() == []
+
+
+@pytest.mark.skipif(not WATCH.exists(), reason="cvstop-watch is not built")
+def test_who_held_a_stop_up(make_fleet):
+    fleet = make_fleet("watched")
+    for name, setup in (("watched", WATCHED), ("broken", WATCHED + " && echo exit 3 >/usr/sbin/cvstop-watch")):
+        fleet.add(name, f"{B}/halvd stop=3\n{B}/momuhe ignore=all\n{B}/koka\n", setup=setup)
+    fleet.start()
+    result = fleet.play("shutdown", *QUICK, "-e", json.dumps({"shutdown_serial": ["100%"]}))
+    assert result.returncode == 0, result.stdout
+    made = records(fleet)
+    seen = {entry["name"]: entry for entry in made["watched"]["watch"]["processes"]}
+    assert {name: entry["outcome"] for name, entry in seen.items()} == {"halvd": "ended", "momuhe": "killed", "koka": "ended"}
+    assert seen["halvd"]["ended"] - seen["halvd"]["asked"][0]["time"] == pytest.approx(3, abs=1)
+    page = (fleet.folder / "report/index.html").read_text()
+    assert page.count("<svg") == 1 and "3 processes were asked to end" in page and "momuhe took longest" in page
+    assert made["broken"]["outcome"] == "stopped" and "watch" not in made["broken"]
+    assert made["broken"]["warnings"] == ["cvstop-watch cannot be started: Exec format error"]

@@ -19,6 +19,11 @@ JOURNAL = "/usr/quarn/sandbox/journal"
 LOG = "/usr/quarn/corvane/logs/cvstop/cvstop.log"
 CANNOT_BOX = 125
 
+# CVSTOP_TEST_THROUGH=watch runs each program once more through the watcher, and expects the same of it.
+WATCH = "/opt/watch/cvstop-watch"
+WATCHED = "/opt/watch/run.json"
+THROUGH = os.environ.get("CVSTOP_TEST_THROUGH") == "watch"
+
 # How the output of a shutdown begins, and how it ends: nothing was left for SIGKILL, or nothing is left after it.
 GATHERING = "Gathering process information.\n"
 ALL_SPECIFIED = "All Corvane specified processes terminated normally.\n"
@@ -65,6 +70,11 @@ def until_ended(path):
     waited for, may live on for a moment."""
     loop = f"until ! {EXECUTABLES} | grep -qxF {shlex.quote(path)}; do :; done"
     return f"timeout 60 sh -c {shlex.quote(loop)}\n"
+
+
+def watched(command):
+    """The shell text with each program in it run through the watcher."""
+    return re.sub(rf"(?<![\w/.]){re.escape(CVSTOP)}(?=[ '\"]|$)", f"{WATCH} --no-report --json {WATCHED} -- {CVSTOP}", command)
 
 
 def until_logged(text):
@@ -145,6 +155,8 @@ class Host:
         """Starts the fleet, runs the program with the arguments (or `command`), and reads what happened."""
         if command is None:
             command = shlex.join([CVSTOP, *args])
+        if THROUGH:
+            command = watched(command)
         settings = [word for name, value in (env or {}).items() for word in ("--env", f"{name}={value}")]
         box = self.shell(SCRIPT.format(before=before, command=command, stdin=stdin, after=after), [*settings, *options])
         if box.returncode != 0:
