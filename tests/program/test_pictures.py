@@ -112,7 +112,9 @@ def test_third_parties_of_both_categories_beside_a_survivor(host):
 
 
 def test_third_party_gets_five_signals_and_is_told_once(host):
-    result = host(THIRD_PARTIES).run("-k", "-3", after=until_ended("/opt/other/mapper"))
+    # One that the first signal ends may be gone before the last is sent.
+    withstands = THIRD_PARTIES.replace("libsampled.so\n", "libsampled.so ignore=all\n")
+    result = host(withstands).run("-k", "-3", after=until_ended("/opt/other/mapper"))
     mapper = third(result, "mapper", "/opt/other/mapper")
     assert result.stdout == (
         GATHERING + initiating(2) + ALL_SPECIFIED + "\nThere are 2 3rd party processes active.\n" + table([mapper])
