@@ -1,17 +1,15 @@
 """Why a process is there when the shutdown is over: each reason named as it is. And who came back."""
 import os
 import pathlib
-import re
 
 import pytest
 
-from box import BIN, LOG, WATCH, WATCHED
-from watching import Watched, assert_asked_as_logged, watch
+from box import BIN, LOG, WATCH, WATCHED, watch
+from watching import Watched, assert_asked_as_logged
 
 HERE = pathlib.Path(__file__).parent
-# How long a shutdown takes that somebody survives: both waits, and what the sweep takes.
 INTERRUPT = (f"import os, signal, subprocess, sys\n"
-             f"run = subprocess.Popen(['{WATCH}', '--no-report', '--json', '{WATCHED}', '--', '-k', '-q'], start_new_session=True)\n"
+             f"run = subprocess.Popen('{WATCH} --no-report --json {WATCHED} -- -k -q'.split(), start_new_session=True)\n"
              f"while not os.path.exists('{LOG}') or sys.argv[1] not in open('{LOG}').read(): pass\n"
              f"os.killpg(run.pid, signal.SIGINT)\nsys.exit(run.wait() + 2)\n")
 
@@ -68,20 +66,22 @@ def test_zombie_that_its_parent_does_not_reap(host):
 
 @pytest.mark.skipif(os.geteuid() != 0, reason="an ordinary user's box mounts no file server")
 def test_uninterruptible_sleep(host):
-    """It waits for a page of a file that its server never hands out."""
+    """It waits for a page of a file that its server never hands out. The first signal that it has a handler for makes the wait
+    uninterruptible (request_wait_answer, fs/fuse/dev.c)."""
     here = host()
     here.install(HERE / "stuckfs.py", "/opt/stuckfs.py")
-    here.install(here.inside("/opt/starter/start"), f"{BIN}/strayd")
-    here.install("/usr/bin/cat", f"{BIN}/momuhe")
+    here.install("/usr/bin/python3", f"{BIN}/momuhe")
+    here.write("/opt/touch.py", "import mmap, signal\nsignal.signal(signal.SIGTERM, print)\nwith open('/tmp/stuck/silent', 'rb') as file:\n"
+               "    print(mmap.mmap(file.fileno(), 4096, prot=mmap.PROT_READ)[0])\n")
     before = f"""
 mkdir /tmp/stuck
 /usr/bin/python3 /opt/stuckfs.py /tmp/stuck /opt/starter/start >/tmp/mounted 2>&1 &
 server=$!
 until test -s /tmp/mounted || ! kill -0 $server; do :; done
 grep -q mounted /tmp/mounted || {{ cp /tmp/mounted /usr/quarn/sandbox/unmountable; exit 0; }}
-{BIN}/momuhe /tmp/stuck/silent >/dev/null 2>&1 &
+PYTHONHOME=/usr {BIN}/momuhe /opt/touch.py >/dev/null 2>&1 &
 stuck=$!
-until grep -q '^State:.D' /proc/$stuck/status; do kill -0 $stuck || exit 96; done
+until grep -q request_wait_answer /proc/$stuck/wchan; do kill -0 $stuck || exit 96; done
 """
     here.write("/opt/interrupt.py", INTERRUPT)
     here.run(before=before, command="/usr/bin/python3 /opt/interrupt.py 'Waiting for'", after="kill $server\n")
@@ -89,7 +89,7 @@ until grep -q '^State:.D' /proc/$stuck/status; do kill -0 $stuck || exit 96; don
         pytest.skip(f"no file server can be mounted here: {here.file('unmountable')}")
     survivor = Watched(here.inside(WATCHED).read_text()).named("momuhe")
     assert survivor["outcome"] == "survived" and survivor["reason"]["state"] == "uninterruptible"
-    assert re.fullmatch(r"\w+", survivor["reason"]["function"])
+    assert survivor["reason"]["function"] == "request_wait_answer"
 
 
 def test_who_came_back(host):
