@@ -35,6 +35,11 @@ function(cvstop_warn_strictly)
   endif()
 endfunction()
 
+# Neither the program nor its debug information says where it was built. Coverage reads its sources there.
+if(NOT CVSTOP_COVERAGE)
+  add_compile_options(-ffile-prefix-map=${PROJECT_BINARY_DIR}=build -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+endif()
+
 if(CVSTOP_COVERAGE)
   # Counts are added up across processes that end at the same time.
   add_compile_options(--coverage -fprofile-update=atomic -fprofile-abs-path)

@@ -19,6 +19,11 @@ JOURNAL = "/usr/quarn/sandbox/journal"
 LOG = "/usr/quarn/corvane/logs/cvstop/cvstop.log"
 CANNOT_BOX = 125
 
+# CVSTOP_TEST_THROUGH=watch runs each program once more through the watcher, and expects the same of it.
+WATCH = "/opt/watch/cvstop-watch"
+WATCHED = "/opt/watch/run.json"
+THROUGH = os.environ.get("CVSTOP_TEST_THROUGH") == "watch"
+
 # How the output of a shutdown begins, and how it ends: nothing was left for SIGKILL, or nothing is left after it.
 GATHERING = "Gathering process information.\n"
 ALL_SPECIFIED = "All Corvane specified processes terminated normally.\n"
@@ -56,11 +61,20 @@ done >/usr/quarn/sandbox/left
 """
 
 
+# The executable of each process, a line each. Not by readlink, which may take only one name: busybox's does.
+EXECUTABLES = "ls -l /proc/[0-9]*/exe 2>/dev/null | sed 's/.* -> //'"
+
+
 def until_ended(path):
     """Shell text that goes on when no process runs the file any more, or after a minute: one that was sent SIGKILL, and is not
     waited for, may live on for a moment."""
-    loop = f"until ! readlink /proc/[0-9]*/exe | grep -qxF {shlex.quote(path)}; do :; done"
+    loop = f"until ! {EXECUTABLES} | grep -qxF {shlex.quote(path)}; do :; done"
     return f"timeout 60 sh -c {shlex.quote(loop)}\n"
+
+
+def watched(command):
+    """The shell text with each program in it run through the watcher."""
+    return re.sub(rf"(?<![\w/.]){re.escape(CVSTOP)}(?=[ '\"]|$)", f"{WATCH} --no-report --json {WATCHED} -- {CVSTOP}", command)
 
 
 def until_logged(text):
@@ -102,6 +116,9 @@ class Result:
 class Host:
     """One client host. Its tree lives as long as the test, so the program can be run in it more than once."""
 
+    # What runs the host's shell scripts.
+    SHELL = pathlib.Path("/bin/sh").resolve()
+
     def __init__(self, folder, fleet=""):
         self.tree = lay_tree(BUILD, fleet, folder)
 
@@ -138,6 +155,8 @@ class Host:
         """Starts the fleet, runs the program with the arguments (or `command`), and reads what happened."""
         if command is None:
             command = shlex.join([CVSTOP, *args])
+        if THROUGH:
+            command = watched(command)
         settings = [word for name, value in (env or {}).items() for word in ("--env", f"{name}={value}")]
         box = self.shell(SCRIPT.format(before=before, command=command, stdin=stdin, after=after), [*settings, *options])
         if box.returncode != 0:
