@@ -261,6 +261,32 @@ def test_without_confirmation_nothing_happens(make_fleet):
     assert client.touched() == [] and not (fleet.folder / "report").exists()
 
 
+OWN_PLAY = """\
+- hosts: all
+  gather_facts: false
+  serial: 1
+  max_fail_percentage: 0
+  roles:
+    - role: quarn.corvane.shutdown
+      vars: {shutdown_confirmed: true, shutdown_poll: 1, shutdown_report_dir: "%s/own"}
+"""
+
+
+def test_the_role_in_a_play_of_ones_own(make_fleet):
+    fleet = make_fleet("own")
+    for name in ("first", "second", "third"):
+        fleet.add(name, f"{B}/halvd\n")
+    fleet["second"].host.write("/usr/quarn/corvane/host.conf", "[host]\nrole = server\n")
+    fleet.start()
+    (fleet.folder / "own.yml").write_text(OWN_PLAY % fleet.folder)
+    run = subprocess.run(["ansible-playbook", "own.yml"], env=fleet.environment(), cwd=fleet.folder, capture_output=True,
+                         text=True, check=False)
+    assert run.returncode == 2 and "server of the product" in run.stdout, run.stdout
+    assert {name: bool(client.touched()) for name, client in fleet.clients.items()} == {
+        "first": True, "second": False, "third": False}
+    assert (fleet.folder / "own/failed.txt").read_text() == "second\n"
+
+
 def test_two_controllers_at_once(make_fleet):
     fleet = make_fleet("two")
     client = fleet.add("client", f"{B}/halvd stop=3\n{B}/koka\n")
