@@ -63,10 +63,14 @@ done >/usr/quarn/sandbox/left
 """
 
 
+# The executable of each process, a line each. Not by readlink, which may take only one name: busybox's does.
+EXECUTABLES = "ls -l /proc/[0-9]*/exe 2>/dev/null | sed 's/.* -> //'"
+
+
 def until_ended(path):
     """Shell text that goes on when no process runs the file any more, or after a minute: one that was sent SIGKILL, and is not
     waited for, may live on for a moment."""
-    loop = f"until ! readlink /proc/[0-9]*/exe | grep -qxF {shlex.quote(path)}; do :; done"
+    loop = f"until ! {EXECUTABLES} | grep -qxF {shlex.quote(path)}; do :; done"
     return f"timeout 60 sh -c {shlex.quote(loop)}\n"
 
 
@@ -113,6 +117,9 @@ class Result:
 
 class Host:
     """One client host. Its tree lives as long as the test, so the program can be run in it more than once."""
+
+    # What runs the host's shell scripts.
+    SHELL = pathlib.Path("/bin/sh").resolve()
 
     def __init__(self, folder, fleet=""):
         self.tree = lay_tree(BUILD, fleet, folder)
