@@ -71,7 +71,8 @@ def test_uninterruptible_sleep(host):
     here = host()
     here.install(HERE / "stuckfs.py", "/opt/stuckfs.py")
     here.install("/usr/bin/python3", f"{BIN}/momuhe")
-    here.write("/opt/touch.py", "import mmap, signal\nsignal.signal(signal.SIGTERM, print)\nwith open('/tmp/stuck/silent', 'rb') as file:\n"
+    here.write("/opt/touch.py", "import mmap, signal\nsignal.signal(signal.SIGTERM, print)\n"
+               "with open('/tmp/stuck/silent', 'rb') as file:\n"
                "    print(mmap.mmap(file.fileno(), 4096, prot=mmap.PROT_READ)[0])\n")
     before = f"""
 mkdir /tmp/stuck
@@ -88,7 +89,7 @@ until grep -q request_wait_answer /proc/$stuck/wchan; do kill -0 $stuck || exit 
     if (here.quarn / "sandbox/unmountable").exists():
         pytest.skip(f"no file server can be mounted here: {here.file('unmountable')}")
     survivor = Watched(here.inside(WATCHED).read_text()).named("momuhe")
-    assert survivor["outcome"] == "survived" and survivor["reason"]["state"] == "uninterruptible"
+    assert survivor["outcome"] == "survived" and survivor["reason"]["state"] == "sleeping uninterruptibly"
     assert survivor["reason"]["function"] == "request_wait_answer"
 
 
