@@ -35,6 +35,11 @@ function(cvstop_warn_strictly)
   endif()
 endfunction()
 
+# Neither the program nor its debug information says where it was built. Coverage reads its sources there.
+if(NOT CVSTOP_COVERAGE)
+  add_compile_options(-ffile-prefix-map=${PROJECT_BINARY_DIR}=build -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+endif()
+
 if(CVSTOP_COVERAGE)
   # Counts are added up across processes that end at the same time.
   add_compile_options(--coverage -fprofile-update=atomic -fprofile-abs-path)
@@ -57,6 +62,6 @@ else()
   add_link_options(-Wl,--gc-sections,--as-needed)
   # What is linked with libc as the host has it still must start on hosts without a C++ run time. A static program has it
   # anyway, and these options would end its static linking half way.
-  add_link_options($<$<NOT:$<BOOL:$<TARGET_PROPERTY:IS_STATIC_PIE>>>:-static-libstdc++>
-                   $<$<NOT:$<BOOL:$<TARGET_PROPERTY:IS_STATIC_PIE>>>:-static-libgcc>)
+  add_link_options($<$<NOT:$<BOOL:$<TARGET_PROPERTY:IS_STATIC>>>:-static-libstdc++>
+                   $<$<NOT:$<BOOL:$<TARGET_PROPERTY:IS_STATIC>>>:-static-libgcc>)
 endif()

@@ -15,17 +15,19 @@
 
 namespace {
 
-constexpr std::uintptr_t kPage = 4096;
+/// POWER and ARM have pages of up to this size.
+constexpr std::size_t kLargestPage = 65536;
 
 /// Takes away the page where the arguments begin: the kernel then has nothing to show.
 bool erase(char* firstArgument) {
-    const std::uintptr_t page = reinterpret_cast<std::uintptr_t>(firstArgument) / kPage * kPage;
-    return munmap(reinterpret_cast<void*>(page), kPage) == 0; // NOLINT(performance-no-int-to-ptr)
+    const auto size = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+    const std::uintptr_t page = reinterpret_cast<std::uintptr_t>(firstArgument) / size * size;
+    return munmap(reinterpret_cast<void*>(page), size) == 0; // NOLINT(performance-no-int-to-ptr)
 }
 
 /// The frames of the callers may lie in the page that is taken away: nothing returns to them.
 [[noreturn]] [[gnu::noinline]] void stay(char* erased, int ready) {
-    volatile char distance[4 * kPage];
+    volatile char distance[4 * kLargestPage];
     distance[0] = erased == nullptr || erase(erased) ? 'r' : 'f';
     const char answer = distance[0];
     if (write(ready, &answer, 1) != 1) {

@@ -5,6 +5,24 @@
 # shellcheck disable=SC2034
 INTERPRETERS=(ksh mksh zsh ruby lua5.4 php-cli tcl gawk original-awk busybox)
 
+# The processors that there are packages for, as Debian calls them, each with a preset of that name; and what builds for them
+# on this machine: its own compiler for its own processor.
+# shellcheck disable=SC2034
+PROCESSORS=(amd64 arm64 ppc64el s390x)
+compilers_for() {
+  local processor
+  for processor in "$@"; do
+    case $processor in
+      "$(dpkg --print-architecture)") echo g++ libc6-dev ;;
+      amd64) echo g++-x86-64-linux-gnu libc6-dev-amd64-cross ;;
+      arm64) echo g++-aarch64-linux-gnu libc6-dev-arm64-cross ;;
+      ppc64el) echo g++-powerpc64le-linux-gnu libc6-dev-ppc64el-cross ;;
+      s390x) echo g++-s390x-linux-gnu libc6-dev-s390x-cross ;;
+      *) printf 'no such processor: %s (there are: %s)\n' "$processor" "${PROCESSORS[*]}" >&2; return 1 ;;
+    esac
+  done
+}
+
 # Installs the Debian packages that are missing, as root or through sudo; otherwise names them and ends the script.
 need_packages() {
   local missing=() package

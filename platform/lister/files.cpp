@@ -84,6 +84,16 @@ std::optional<FileStatus> statusAndMountByDescriptor(int directory, const char* 
 
 } // namespace
 
+std::optional<std::string_view> readLink(int directory, const char* name, LinkBuffer& buffer) {
+    const ssize_t length = readlinkat(directory, name, buffer, sizeof buffer);
+    if (length == sizeof buffer) {
+        errno = ENAMETOOLONG;
+    }
+    return length < 0 || length == sizeof buffer
+               ? std::nullopt
+               : std::optional(std::string_view(buffer, static_cast<std::size_t>(length)));
+}
+
 UniqueFd findFolderWithoutLinks(int directory, const char* path) {
     UniqueFd folder = find(directory, path, O_DIRECTORY, RESOLVE_NO_SYMLINKS);
     return !folder && lacksOpenat2(errno) ? walkWithoutLinks(directory, path) : std::move(folder);

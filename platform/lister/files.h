@@ -62,8 +62,13 @@ template <class Visit> int forEachName(int folder, const Visit& visit) {
     return size < 0 ? errno : 0;
 }
 
-/// The text of a link of at most a page (proc(5): a longer one cannot be read).
+/// The text of a link of a process, which nearly every kernel gives up to PATH_MAX.
 using LinkBuffer = char[PATH_MAX + 1];
+
+/// What readlinkat gives; nothing when it fails, with errno set. Kernels before 5.13 give as much of a path as fits
+/// into a page, which may be 64 KiB on ARM and POWER: what is longer than anyone else gives is ENAMETOOLONG there too,
+/// not cut.
+std::optional<std::string_view> readLink(int directory, const char* name, LinkBuffer& buffer);
 
 /// The path that a link of a process stands for, and whether its file was removed or replaced.
 struct LinkedFile {

@@ -12,12 +12,11 @@ PinnedProcess::PinnedProcess(int proc, pid_t pid, const char* folder)
 }
 
 std::optional<std::string_view> PinnedProcess::link(const char* name, LinkBuffer& buffer) const {
-    const ssize_t length = readlinkat(folder(), name, buffer, sizeof buffer);
-    if (length < 0) {
+    const std::optional<std::string_view> text = readLink(folder(), name, buffer);
+    if (!text) {
         throwIfShort(errno);
-        return std::nullopt;
     }
-    return std::string_view(buffer, static_cast<std::size_t>(length));
+    return text;
 }
 
 std::optional<std::string> PinnedProcess::link(const char* name) const {

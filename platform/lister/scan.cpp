@@ -80,10 +80,9 @@ void Scan::visit(const char* name, pid_t pid, int look) {
 bool Scan::visitFolder(const char* folder, pid_t pid, int look) {
     char path[kNameSize];
     *static_cast<char*>(mempcpy(mempcpy(path, folder, std::strlen(folder)), "/exe", 4)) = '\0';
-    LinkBuffer link;
-    const ssize_t length = readlinkat(m_proc.get(), path, link, sizeof link);
-    if (length >= 0) {
-        return visitLink(folder, pid, std::string_view(link, static_cast<std::size_t>(length)), look);
+    LinkBuffer buffer;
+    if (const std::optional<std::string_view> link = readLink(m_proc.get(), path, buffer)) {
+        return visitLink(folder, pid, *link, look);
     }
     const int error = errno;
     visitUnreadable(pid, error);
@@ -160,7 +159,7 @@ bool Scan::visitThreads(const char* task, pid_t pid, int look) {
     return wasRead;
 }
 
-/// A path of a page and more is one that the kernel cannot give, to any caller; anything else may hide a process of the
+/// A path that is too long is one that the kernel cannot give, to any caller; anything else may hide a process of the
 /// product from a caller that may not look.
 void Scan::visitUnreadable(pid_t pid, int error) {
     if (lostReason(error) == Reason::Vanished) {

@@ -30,38 +30,77 @@ def run(command, **options):
     return result
 
 
+PROCESSOR = subprocess.run(["dpkg", "--print-architecture"], capture_output=True, text=True, check=True).stdout.strip()
+MACHINE = os.uname().machine
+# Its byte order is the other one, where this machine is none of its kind.
+FOREIGN, FOREIGN_MACHINE = ("s390x", "s390x") if PROCESSOR != "s390x" else ("amd64", "x86_64")
+
+
 @pytest.fixture(scope="session")
 def packages():
-    """The folder of the packages, which the README's command builds."""
+    """The folder of the packages, which the README's command builds; with those for a foreign processor."""
     run(["bash", "-ec", step("package")], cwd=REPO)
+    run(["scripts/package", "--no-lint", "--objects", PROCESSOR, FOREIGN], cwd=REPO)
     return REPO / "build/package"
+
+
+def only(packages, pattern):
+    (package,) = packages.glob(pattern)
+    return package
 
 
 @pytest.fixture(scope="session")
 def deb(packages):
-    (package,) = packages.glob("*.deb")
-    return package
+    return only(packages, f"cvstop_*_{PROCESSOR}.deb")
 
 
-def _archive():
-    """Where apt gets this system's own packages from."""
+@pytest.fixture(scope="session")
+def rpm(packages):
+    return only(packages, f"cvstop-*.{MACHINE}.rpm")
+
+
+@pytest.fixture(scope="session")
+def tarball(packages):
+    return only(packages, f"cvstop-*-linux-{MACHINE}.tar.gz")
+
+
+@pytest.fixture(scope="session")
+def dynamic_deb():
+    """The same program, linked with the libc of the host."""
+    tree = REPO / "build/package/tree/dynamic"
+    run(["cmake", "-S", REPO, "-B", tree, "-G", "Ninja", "-DCVSTOP_STATIC=OFF"])
+    run(["cmake", "--build", tree])
+    run(["cpack", "--config", tree / "CPackConfig.cmake", "-G", "DEB", "-B", tree / "packed"])
+    return only(tree / "packed", "*.deb")
+
+
+def archive_of_this_system():
+    """This system's name, and where apt gets its packages from."""
     codename = re.search(r"^VERSION_CODENAME=(\S+)", pathlib.Path("/etc/os-release").read_text(), re.M)[1]
     targets = run(["apt-get", "indextargets", "--format", "$(RELEASE) $(REPO_URI)", "Created-By: Packages"]).stdout
     uris = [line.split()[1] for line in targets.splitlines() if line.split()[0] == codename]
     return codename, uris[0]
 
 
-@pytest.fixture(scope="session")
-def base():
+def debian(codename, folder, *options):
+    """A root of that Debian, made once; a test that wants one which the archive no longer has is skipped."""
     if os.geteuid() != 0:
         pytest.skip("only root can make a Debian root, and install a package there")
-    done = BASE / "done"
+    done = folder / "done"
     if not done.exists():
-        shutil.rmtree(BASE, ignore_errors=True)
-        codename, archive = _archive()
-        run(["debootstrap", "--variant=minbase", f"--include={INCLUDED}", codename, BASE / "root", archive])
+        shutil.rmtree(folder, ignore_errors=True)
+        made = subprocess.run(["debootstrap", "--variant=minbase", *options, codename, folder / "root",
+                               archive_of_this_system()[1]], capture_output=True, text=True, check=False)
+        if "Failed getting release file" in made.stdout + made.stderr:
+            pytest.skip(f"the archive has no {codename} any more")
+        assert made.returncode == 0, made.stdout[-3000:] + made.stderr[-3000:]
         done.touch()
-    return BASE / "root"
+    return folder / "root"
+
+
+@pytest.fixture(scope="session")
+def base():
+    return debian(archive_of_this_system()[0], BASE, f"--include={INCLUDED}")
 
 
 class Root:
@@ -86,6 +125,12 @@ class Root:
         assert result.returncode == status, result.stdout[-3000:] + result.stderr[-3000:]
         return result.stdout
 
+    def contents(self, folder):
+        """What lies below a folder, logs apart."""
+        top = self.inside(folder)
+        return {str(path.relative_to(top)): path.read_bytes() for path in top.rglob("*")
+                if path.is_file() and "logs" not in path.parts}
+
     def lay_fleet(self, text):
         """Puts sample daemons into the product's tree, as the product's own installer would."""
         tree = lay_tree(BUILD, text, self.path / "tmp/tree")
@@ -100,9 +145,12 @@ class Root:
         events = [line.split("\t") for line in self.inside("/usr/quarn/sandbox/journal").read_text().splitlines()]
         return [event[2:] for event in events if event[1] == kind]
 
+    def remove(self):
+        shutil.rmtree(self.path, ignore_errors=True)
+
 
 @pytest.fixture
 def root(base, tmp_path):
     made = Root(base, tmp_path / "root")
     yield made
-    shutil.rmtree(made.path, ignore_errors=True)
+    made.remove()

@@ -16,6 +16,7 @@ EXCLUDE_LIST = f"{BIN}/excludelist.conf"
 START = "/opt/starter/start --start /usr/quarn/sandbox/fleet\n"
 FLEET = f"{BIN}/halvd\n{BIN}/momuhe count=2\n"
 RUNNING = f"readlink /proc/[0-9]*/exe | grep -c '^{BIN}/[hm]' || true\n"
+READ_ONLY_USR = "mount --bind /usr /usr; mount -o remount,bind,ro /usr\n"
 USAGE = ("Usage:\n {0} [ -k | -kill [ -3 | -third_party ] [ -q | -quiet ] ]\n"
          " {0} -l | -list [ -3 | -third_party ]\n {0} -h | -help\n")
 
@@ -47,20 +48,23 @@ def newer(deb, folder):
     return target
 
 
-def test_packages_need_no_library(deb, packages, tmp_path):
+def test_packages_need_no_library(deb, rpm):
     depends = subprocess.run(["dpkg-deb", "-f", deb, "Depends"], capture_output=True, text=True, check=True).stdout
     assert depends.strip() == ""
-    (rpm,) = packages.glob("*.rpm")
     requires = subprocess.run(["rpm", "-qp", "--requires", rpm], capture_output=True, text=True, check=True).stdout
     assert "logrotate" in requires and ".so" not in requires
-    subprocess.run(["dpkg-deb", "-x", deb, tmp_path], check=True)
+    assert deb.stat().st_size <= 1_200_000
+
+
+def test_program_can_be_linked_with_the_libc_of_the_host(dynamic_deb, tmp_path):
+    subprocess.run(["dpkg-deb", "-x", dynamic_deb, tmp_path], check=True)
     program = tmp_path / f"{BIN}/cvstop".lstrip("/")
     headers = subprocess.run(["readelf", "-Wld", program], capture_output=True, text=True, check=True).stdout
-    assert "GNU_RELRO" in headers and "INTERP" not in headers and "(NEEDED)" not in headers
+    assert " INTERP " in headers and "libc.so.6" in headers and "libstdc++" not in headers
+    assert "GNU_RELRO" in headers and "BIND_NOW" in headers
 
 
-def test_no_configuration_of_the_hosts_is_in_the_packages(deb, packages):
-    (rpm,) = packages.glob("*.rpm")
+def test_no_configuration_of_the_hosts_is_in_the_packages(deb, rpm):
     of_rpm = set(subprocess.run(["rpm", "-qpl", rpm], capture_output=True, text=True, check=True).stdout.splitlines())
     for files in (files_of_deb(deb), of_rpm):
         assert f"{BIN}/cvstop" in files and "/usr/share/man/man8/cvstop.8.gz" in files
@@ -70,9 +74,7 @@ def test_no_configuration_of_the_hosts_is_in_the_packages(deb, packages):
     assert product <= of_rpm
 
 
-def test_rpm_runs_no_script_and_keeps_a_changed_rotation(packages):
-    (rpm,) = packages.glob("*.rpm")
-
+def test_rpm_runs_no_script_and_keeps_a_changed_rotation(rpm):
     def ask(*words):
         return subprocess.run(["rpm", "-qp", *words, rpm], capture_output=True, text=True, check=True).stdout
 
@@ -80,6 +82,20 @@ def test_rpm_runs_no_script_and_keeps_a_changed_rotation(packages):
     flags = dict(line.rsplit(" ", 1) for line in ask("--qf", "[%{FILENAMES} %{FILEFLAGS:fflags}\n]").splitlines())
     assert flags["/etc/logrotate.d/cvstop"] == "cn"
     assert [path for path, flag in flags.items() if "c" in flag] == ["/etc/logrotate.d/cvstop"]
+
+
+def test_packages_tell_one_time_and_no_place(packages, deb, rpm, tarball):
+    """What differs between two builds of one tree would be this, besides what `scripts/package --twice` looks for."""
+    listed = subprocess.run(["bash", "-c", 'dpkg-deb --fsys-tarfile "$1" | tar -tv --full-time; tar -tvzf "$2" --full-time',
+                             "-", deb, tarball], capture_output=True, text=True, check=True).stdout
+    assert len({tuple(line.split()[3:5]) for line in listed.splitlines()}) == 1
+    assert {line.split()[1] for line in listed.splitlines()} == {"root/root"}
+    built = subprocess.run(["rpm", "-qp", "--qf", "%{BUILDTIME} [%{FILEMTIMES} ]%{BUILDHOST}", rpm], capture_output=True,
+                           text=True, check=True).stdout.split()
+    assert len(set(built[:-1])) == 1 and built[-1] == "cvstop"
+    sums = subprocess.run(["sha256sum", "-c", "SHA256SUMS"], cwd=packages, capture_output=True, text=True, check=True).stdout
+    assert {line.split(":")[0] for line in sums.splitlines()} == {
+        file.name for pattern in ("*.deb", "*.rpm", "*.tar.gz") for file in packages.glob(pattern)}
 
 
 def test_first_steps_on_a_clean_host(root, deb):
@@ -162,6 +178,43 @@ def test_upgrade_in_the_middle_of_a_shutdown(root, deb, tmp_path):
                       + "cvstop -l | grep -v momuhe || true\n" + "wait $shutdown || echo $?\n" + RUNNING)
     assert ALL + "1\n0\n" in output
     assert f"{BIN}/cvstop" not in output
+
+
+def test_upgrade_from_a_dynamically_linked_program_in_the_middle_of_a_shutdown(root, dynamic_deb, deb, tmp_path):
+    """The older one's libraries stay its own to the end, and the newer one takes it for nothing to stop."""
+    root.lay_fleet(f"{BIN}/momuhe ignore=all\n")
+    root.run(install(root, dynamic_deb, "dynamic.deb"))
+    configure(root)
+    assert "libc6" in root.run("dpkg-query -W -f '${Depends}' cvstop")
+    upgrade = install(root, newer(deb, tmp_path / "newer"))
+    output = root.run(START + "cvstop -k & shutdown=$!\n" + until_logged("Waiting for") + upgrade
+                      + "cvstop -l | grep -v momuhe || true\n" + "wait $shutdown || echo $?\n" + RUNNING)
+    assert ALL + "1\n0\n" in output
+    assert f"{BIN}/cvstop" not in output
+    assert root.run("dpkg-query -W -f '${Depends}' cvstop; cvstop -h") == USAGE.format("cvstop")
+
+
+def test_read_only_usr_is_told_and_nothing_is_lost(root, deb, tmp_path):
+    root.run(install(root, deb))
+    configure(root)
+    before = root.contents("/usr/quarn")
+    upgrade = install(root, newer(deb, tmp_path / "newer"), "newer.deb")
+    told = root.run(READ_ONLY_USR + upgrade.replace(">/dev/null\n", "2>&1 || echo refused\n"))
+    assert "Read-only file system" in told and told.endswith("refused\n")
+    assert root.contents("/usr/quarn") == before
+    assert root.run("cvstop -h") == USAGE.format("cvstop")
+
+
+@pytest.mark.parametrize("share", [0.1, 0.5, 0.99])
+def test_package_that_was_cut_short_is_refused_and_nothing_is_lost(root, deb, share):
+    root.run(install(root, deb))
+    configure(root)
+    before = root.contents("/usr/quarn")
+    whole = deb.read_bytes()
+    root.inside("/src/short.deb").write_bytes(whole[:int(len(whole) * share)])
+    assert "refused\n" in root.run("dpkg -i short.deb 2>&1 || echo refused")
+    assert root.contents("/usr/quarn") == before
+    assert root.run("cvstop -h") == USAGE.format("cvstop")
 
 
 def test_removal_leaves_logs_and_configuration_and_stops_nothing(root, deb):

@@ -3,10 +3,11 @@ import collections
 import os
 import pathlib
 import re
+import shlex
 
 import pytest
 
-from box import BIN, BUILD, CVSTOP, GATHERING, assert_ends, listed, rows_of_listing, until_ended, until_logged
+from box import BIN, BUILD, CVSTOP, EXECUTABLES, GATHERING, assert_ends, listed, rows_of_listing, until_ended, until_logged
 
 HERE = pathlib.Path(__file__).parent
 SLEEP = "/usr/bin/sleep"
@@ -24,11 +25,11 @@ def background(command, ready):
 
 
 def runs(path):
-    return f"readlink /proc/[0-9]*/exe | grep -q '^{re.escape(path)}\\( (deleted)\\)\\{{0,1\\}}$'"
+    return f"{EXECUTABLES} | grep -q '^{re.escape(path)}\\( (deleted)\\)\\{{0,1\\}}$'"
 
 
 def runs_count(path):
-    return f"readlink /proc/[0-9]*/exe | grep -c '^{re.escape(path)}$'"
+    return f"{EXECUTABLES} | grep -c '^{re.escape(path)}$'"
 
 
 # --- mount namespaces
@@ -134,13 +135,19 @@ def test_service_of_the_host_that_runs_the_products_code_is_only_listed(host):
     assert not result.is_alive("mapper")
 
 
-def test_ancestor_that_runs_the_products_code_is_spared(host):
-    """Whoever started the program must not be ended by it, however he came to the product's code."""
+@pytest.mark.parametrize("between", ["", "env --unset LD_PRELOAD sh -c "], ids=["parent", "grandparent"])
+def test_ancestor_that_runs_the_products_code_is_spared(host, between):
+    """Whatever started the program must not be ended by it, however it came to the product's code."""
+    def below_the_ancestor(command, then):
+        if between:
+            command = between + shlex.quote(f"{command}; exit $?")
+        return f"env LD_PRELOAD={LIBRARY} sh -c {shlex.quote(f'{command}; {then}')}"
     here = host(FLEET)
-    shell = f"env LD_PRELOAD={LIBRARY} sh -c "
-    listing = here.run(command=f"{shell} '{CVSTOP} -l -3; exit $?'")
-    assert listed(listing) == [WITNESS, (os.path.realpath("/bin/sh"), "Third Party")]
-    result = here.run(command=f"{shell} '{CVSTOP} -k -3; echo survived'")
+    listing = here.run(command=below_the_ancestor(f"{CVSTOP} -l -3", "exit $?"))
+    # The shell between has its standard streams in the tree.
+    shells = 2 if between else 1
+    assert listed(listing) == [WITNESS] + shells * [(os.path.realpath("/bin/sh"), "Third Party")]
+    result = here.run(command=below_the_ancestor(f"{CVSTOP} -k -3", "echo survived"))
     assert_ends(result.stdout, "survived\n")
     assert not result.is_alive("momuhe")
 

@@ -10,9 +10,10 @@ pytestmark = pytest.mark.sanitized
 FLEET = f"{BIN}/momuhe\n"
 
 
-def test_closed_standard_streams(host):
+@pytest.mark.parametrize("closed", ["<&-", ">&-", "2>&-", "<&- >&-", "<&- >&- 2>&-"])
+def test_closed_standard_streams(host, closed):
     here = host(FLEET)
-    result = here.run(command=f"sh -c '{CVSTOP} -k <&- >&- 2>&-'")
+    result = here.run(command=f"sh -c '{CVSTOP} -k {closed}'")
     assert result.status == 1 and not result.is_alive("momuhe")
     # Nothing that was meant for the user stands in the log: each line of it is a record.
     assert "Looking for remaining processes to shut down" in result.texts("OrderlyShutdown")

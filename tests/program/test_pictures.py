@@ -93,7 +93,7 @@ def test_third_parties_of_both_categories_beside_a_survivor(host):
     shell = int(here.file("shell"))
     names = [f"momuhe ({result.pid('momuhe')})"]
     rows = sorted([product(result, "momuhe"), third(result, "mapper", "/opt/other/mapper"),
-                   third(result, "editor", "/opt/other/editor"), ("dash", "/usr/bin/dash", shell, "Third Party")],
+                   third(result, "editor", "/opt/other/editor"), (here.SHELL.name, here.SHELL, shell, "Third Party")],
                   key=lambda row: row[2])
     expected = (
         GATHERING + initiating(4) + signaling(f"{BIN}/momuhe") + waiting(names) + f"{names[0]} has not terminated\n"
@@ -112,7 +112,9 @@ def test_third_parties_of_both_categories_beside_a_survivor(host):
 
 
 def test_third_party_gets_five_signals_and_is_told_once(host):
-    result = host(THIRD_PARTIES).run("-k", "-3", after=until_ended("/opt/other/mapper"))
+    # One that the first signal ends may be gone before the last is sent.
+    withstands = THIRD_PARTIES.replace("libsampled.so\n", "libsampled.so ignore=all\n")
+    result = host(withstands).run("-k", "-3", after=until_ended("/opt/other/mapper"))
     mapper = third(result, "mapper", "/opt/other/mapper")
     assert result.stdout == (
         GATHERING + initiating(2) + ALL_SPECIFIED + "\nThere are 2 3rd party processes active.\n" + table([mapper])

@@ -51,6 +51,8 @@ def test_log_directory_is_created_and_an_existing_one_left_alone(host):
     b"[host]\nrole = client\n[logging]\nverbosity =\n", b"[host]\nrole = client\n[host]\nrole = client\n",
     b"[host]\nrole = client\nname = a b\n", b"[host]\nrole = client\n[telemetry]\nstatsd = localhost:8125\n",
     b"[host]\nrole = client\n[telemetry]\nstatsd = 127.0.0.1\n",
+    b"[host]\nrole = client\n[telemetry]\nstatsd = 127.0.0.1:81x\n",
+    b"[host]\nrole = client\n[telemetry]\nstatsd = 127.0.0.1:65536\n",
     b"[host]\nrole = client\x00\n", b"\x7fELF\x02\x01\x01" + bytes(range(256)) * 4, "directory"])
 def test_configuration_that_cannot_be_read(host, text):
     here = host(FLEET)
@@ -62,6 +64,15 @@ def test_configuration_that_cannot_be_read(host, text):
     result = here.run("-h")
     assert (result.stdout, result.status) == ("Failed to read Master Config.\n", 110)
     assert untouched(result)
+
+
+def test_configuration_with_every_key_and_one_more(host):
+    here = host(FLEET)
+    here.write(HOST_CONF, "# all there is\n[host]\nrole = client\nname = client\nrack = 7\n; and\n[logging]\nverbosity = 99\n"
+                          "[telemetry]\nstatsd = [::1]:65535\n")
+    result = here.run("-h")
+    assert (result.stdout, result.status) == (USAGE, 0)
+    assert result.texts("CV_read_master_config", "warning") == [f"Ignoring unknown key in {HOST_CONF}: [host] rack"]
 
 
 def test_configuration_of_64_kilobytes(host):

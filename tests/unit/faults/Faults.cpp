@@ -131,10 +131,6 @@ PASS_ON(int, "openat", __openat_2, (int folder, const char* path, int flags), (f
 PASS_ON(int, "openat", __openat64_2, (int folder, const char* path, int flags), (folder, path, flags))
 PASS_ON(ssize_t, "read", read, (int fd, void* to, std::size_t size), (fd, to, size))
 PASS_ON(ssize_t, "read", __read_chk, (int fd, void* to, std::size_t size, std::size_t room), (fd, to, size, room))
-PASS_ON(ssize_t, "readlinkat", readlinkat, (int folder, const char* path, char* to, std::size_t size),
-        (folder, path, to, size))
-PASS_ON(ssize_t, "readlinkat", __readlinkat_chk,
-        (int folder, const char* path, char* to, std::size_t size, std::size_t room), (folder, path, to, size, room))
 PASS_ON(ssize_t, "write", write, (int fd, const void* bytes, std::size_t size), (fd, bytes, size))
 PASS_ON(int, "fstat", fstat, (int fd, struct stat* to), (fd, to))
 PASS_ON(int, "fstat", fstat64, (int fd, struct stat64* to), (fd, to))
@@ -151,6 +147,20 @@ PASS_ON(ssize_t, "sendto", sendto,
 PASS_ON(int, "poll", poll, (pollfd * fds, nfds_t count, int timeout), (fds, count, timeout))
 PASS_ON(int, "poll", __poll_chk, (pollfd * fds, nfds_t count, int timeout, std::size_t room),
         (fds, count, timeout, room))
+
+ssize_t __real_readlinkat(int folder, const char* path, char* to, std::size_t size);
+ssize_t __wrap_readlinkat(int folder, const char* path, char* to, std::size_t size) {
+    if (!isDue("readlinkat")) {
+        return __real_readlinkat(folder, path, to, size);
+    }
+    // Without an error it gives as much as there is room for.
+    std::memset(to, '/', g_error == 0 ? size : 0);
+    return g_error == 0 ? static_cast<ssize_t>(size) : -1;
+}
+ssize_t __wrap___readlinkat_chk(int folder, const char* path, char* to, std::size_t size, std::size_t /*room*/);
+ssize_t __wrap___readlinkat_chk(int folder, const char* path, char* to, std::size_t size, std::size_t /*room*/) {
+    return __wrap_readlinkat(folder, path, to, size);
+}
 
 int __wrap_statx(int folder, const char* path, int flags, unsigned int mask, struct statx* to);
 int __wrap_statx(int folder, const char* path, int flags, unsigned int mask, struct statx* to) {

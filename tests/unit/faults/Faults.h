@@ -8,7 +8,8 @@
 
 namespace faults {
 
-/// From now on the `occurrence`th call of that name (from 1) fails with errno set to `error`. The names of one call
+/// From now on the `occurrence`th call of that name (from 1) fails with errno set to `error`; a
+/// readlinkat with error 0 gives a text that fills its buffer. The names of one call
 /// with 64-bit offsets or checked sizes count as one: "open", "openat", "read", "fstat", "stat", "poll".
 void arm(const std::string& call, int error, int occurrence);
 

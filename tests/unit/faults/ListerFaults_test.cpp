@@ -72,13 +72,16 @@ TEST_P(ListerFaults, NoProcessIsMissingInSilence) {
 TEST_F(ListerLog, TellsOfAPathThatIsTooLong) {
     const auto daemon = run(install("halvd"));
     show(daemon->pid());
-    faults::arm("readlinkat", ENAMETOOLONG, 1);
-    const Outcome found = scan();
-    EXPECT_TRUE(found.wasReached);
-    EXPECT_EQ(found.status, 0);
-    EXPECT_THAT(found.log,
-                testing::ContainsRegex("warning find_processes_CV: Process [0-9]+ passed over: the path of its "
-                                       "executable is too long\n"));
+    // A kernel with larger pages gives more than there is room for.
+    for (const int error : {ENAMETOOLONG, 0}) {
+        faults::arm("readlinkat", error, 1);
+        const Outcome found = scan();
+        EXPECT_TRUE(found.wasReached);
+        EXPECT_EQ(found.status, 0);
+        EXPECT_THAT(found.log,
+                    testing::ContainsRegex("warning find_processes_CV: Process [0-9]+ passed over: the path of its "
+                                           "executable is too long\n"));
+    }
 }
 
 TEST_F(ListerLog, TellsOfAnExecutableThatCannotBeRead) {

@@ -1,0 +1,181 @@
+"""The report: what it says of each client, its size, and that nothing that a client says can do harm."""
+import html.parser
+import json
+import os
+import random
+import re
+import shutil
+import subprocess
+import time
+
+import pytest
+import reports
+from ansible_collections.quarn.corvane.plugins.plugin_utils import page, record, table, timeline
+
+MOMENT = "2026-11-21T20:00:00+00:00"
+HOSTILE = "x\x1b[31m\u202e<script>alert(1)</script>\"'&{{7*7}}\n"
+
+
+def records(results):
+    return [record.make(host, result, MOMENT) for host, result in results.items()]
+
+
+@pytest.fixture(scope="module")
+def fleet():
+    return records(reports.fleet(500))
+
+
+class Checker(html.parser.HTMLParser):
+    """Whether the page is well formed, and of what it is made."""
+
+    VOID = {"meta"}
+
+    def __init__(self, text):
+        super().__init__()
+        self.open, self.tags, self.attributes, self.text = [], set(), set(), []
+        self.feed(text)
+        self.close()
+
+    def handle_starttag(self, tag, attributes):
+        self.tags.add(tag)
+        self.attributes |= {name for name, _ in attributes}
+        if tag not in self.VOID:
+            self.open.append(tag)
+
+    def handle_endtag(self, tag):
+        assert self.open and self.open.pop() == tag, f"</{tag}> closes nothing"
+
+    def handle_data(self, data):
+        self.text.append(data)
+
+
+@pytest.mark.parametrize("result, outcome, failed", [
+    ({"outcome": "stopped"}, "stopped", False),
+    ({"outcome": "nothing"}, "nothing", False),
+    ({"outcome": "running"}, "running", False),
+    ({"outcome": "survivors", "failed": False, "msg": "Still running: x (1)."}, "survivors", True),
+    ({"unreachable": True, "msg": "gone"}, "unreachable", True),
+    ({"finished": 0, "started": 1}, "unfinished", True),
+    ({"failed": True, "msg": "no"}, "failed", True),
+    ({"failed": False, "rc": 127, "msg": "MODULE FAILURE\nSee stdout", "module_stdout": "/bin/sh: 1: python3: not found\n"},
+     "failed", True),
+    ({"outcome": "<b>"}, "failed", True),
+    ({}, "failed", True)])
+def test_what_a_result_means(result, outcome, failed):
+    made = record.make("client", result, MOMENT)
+    assert (made["outcome"], made["failed"]) == (outcome, failed)
+    assert "\n" not in made["message"]
+    if "module_stdout" in result:
+        assert made["message"].endswith("python3: not found")
+
+
+def test_survivors_that_are_tolerated_are_no_failure():
+    made = record.make("client", {"outcome": "survivors", "msg": "Still running: x (1)."}, MOMENT, tolerant=True)
+    assert not made["failed"] and not record.needs_a_person(made)
+
+
+@pytest.mark.parametrize("host", ["web1", "../../etc/passwd", ".hidden", "a/b", "db 7", "[::1]", "名", "x" * 60 + "/"])
+def test_a_record_lies_in_its_folder_whatever_the_name(tmp_path, host):
+    record.save(str(tmp_path / "report"), record.make(host, {"outcome": "nothing"}, MOMENT))
+    assert [path.parent for path in tmp_path.rglob("*.json")] == [tmp_path / "report"]
+    assert record.load(str(tmp_path / "report"), host)["host"] == host
+    assert not [path for path in (tmp_path / "report").iterdir() if path.name.startswith(".")]
+
+
+@pytest.mark.parametrize("text", ["", "{", "[]", "{}", '{"version": 2, "outcome": "stopped"}', '{"version": 1}'])
+def test_a_file_that_is_no_record_is_passed_over(tmp_path, text):
+    (tmp_path / "client.json").write_text(text)
+    assert record.load(str(tmp_path), "client") is None
+
+
+def test_the_table_is_a_picture():
+    results = {"web1": {"outcome": "stopped", "elapsed": 3.25}, "web2": {"outcome": "stopped", "elapsed": 31.5},
+               "web10": {"outcome": "survivors", "elapsed": 53.2, "msg": "Still running: momuhe (815)."},
+               "db": {"unreachable": True, "msg": "Connection timed out"},
+               "idle": {"outcome": "nothing", "elapsed": 0.0}}
+    assert "\n".join(table.table([*records(results), record.untouched("late", MOMENT, "Not its turn.")])) == """\
+CLIENT  OUTCOME            SECONDS  WHAT
+web10   something is left  53.2     Still running: momuhe (815).
+db      unreachable                 Connection timed out
+late    not touched                 Not its turn.
+
+3 clients down: 2 stopped (the slowest, web2, in 31.5 s), 1 with nothing to stop."""
+
+
+def test_hostile_words_do_no_harm():
+    bad = {"name": HOSTILE, "path": "/" + HOSTILE, "pid": 1, "category": "product"}
+    result = {"outcome": "survivors", "msg": HOSTILE, "survivors": [bad], "spared": [bad], "found": [bad], "output": [HOSTILE]}
+    result["watch"] = reports.report(random.Random(1), 3, ["survived"])
+    for entry in result["watch"]["processes"]:
+        entry["name"] = HOSTILE
+        entry["asked"][-1]["signal"] = HOSTILE
+    result["watch"]["processes"][0]["reason"]["function"] = HOSTILE
+    made = record.make(HOSTILE, result, MOMENT)
+    text = page.page([made], MOMENT)
+    for line in [*table.table([made]), *text.splitlines()]:
+        assert "\x1b" not in line and "\u202e" not in line
+    checker = Checker(text)
+    assert "script" not in checker.tags and not [name for name in checker.attributes if name.startswith("on")]
+    assert "<script>alert(1)</script>" in "".join(checker.text), "it is shown as what it is"
+
+
+@pytest.mark.parametrize("damage", [
+    {"run": {}}, {"run": {"end": "soon"}}, {"stages": None}, {"stages": [{}]}, {"processes": [7]},
+    {"processes": [{"asked": [{}]}]}])
+def test_a_report_that_is_none_costs_only_its_picture(damage):
+    result = {"outcome": "stopped", "stopped": [], "watch": {**reports.report(random.Random(1)), **damage}}
+    text = page.page([record.make("client", result, MOMENT)], MOMENT)
+    assert "<svg" not in text and "client" in text
+
+
+def test_the_time_line():
+    stop = timeline.Stop(reports.report(random.Random(3), 70, ["survived", "killed"]))
+    picture = timeline.svg(stop)
+    assert len(stop.lanes) == 70 and [lane["kind"] for lane in stop.survivors()] == ["s"]
+    assert picture.count("M") == 70 + 2 and len(picture) < 4000
+    assert "70 processes were asked to end within 60.0 seconds" in picture
+    took = [lane["ended"] - lane["asked"] for lane in stop.slowest()]
+    assert took == sorted(took, reverse=True) and took[0] == max(lane["ended"] - lane["asked"] for lane in stop.lanes)
+    numbers = [int(number) for number in re.findall(r"[MH](\d+)", picture)]
+    assert all(0 <= number <= timeline.WIDTH + 3 for number in numbers)
+
+
+def test_the_page_of_five_hundred(fleet):
+    text = page.page(fleet, MOMENT)
+    assert len(text.encode()) < 3_000_000
+    checker = Checker(text)
+    assert not checker.tags & {"script", "link", "img", "iframe", "object"} and not checker.attributes & {"src", "href"}
+    assert "url(" not in text and "prefers-color-scheme:dark" in text
+    first, last = text.index("something is left</td>"), text.index("nothing ran</td>")
+    assert first < text.index("server of the product") < text.index(">stopped</td>") < last
+    assert len(re.findall("<tr[ >]", text)) == 500 + 1
+
+
+CHROMIUM = shutil.which("chromium")
+
+
+@pytest.mark.skipif(CHROMIUM is None, reason="chromium is not installed")
+def test_the_page_opens_in_two_seconds(fleet, tmp_path):
+    """By the browser's own clock, from the start of the navigation until everything is laid out."""
+    path = tmp_path / "index.html"
+    probe = ("<script>addEventListener('load',()=>{document.body.offsetHeight;"
+             "document.title='took '+performance.now()})</script>")
+    path.write_text(page.page(fleet, MOMENT).replace("<title>", probe + "<title>", 1))
+    run = subprocess.run(
+        [CHROMIUM, "--headless", "--no-sandbox", "--disable-gpu", f"--user-data-dir={tmp_path}/profile", "--dump-dom",
+         f"file://{path}"], capture_output=True, text=True, check=True, timeout=120)
+    took = float(re.search(r"took ([0-9.]+)", run.stdout).group(1))
+    assert took < 2000, f"{took} ms"
+
+
+def test_the_page_is_made_in_no_time(fleet):
+    began = time.process_time()
+    page.page(fleet, MOMENT)
+    assert time.process_time() - began < 5
+
+
+if __name__ == "__main__":
+    # For a look with one's own eyes: the made-up fleet of 500 in the folder report.
+    made = records(reports.fleet(int(os.environ.get("CLIENTS", "500"))))
+    record.write_whole("report/index.html", page.page(made, MOMENT))
+    print(json.dumps({"bytes": os.path.getsize("report/index.html")}))

@@ -1,0 +1,110 @@
+"""The archive for hosts without a package of ours: installed, used, upgraded, removed. It stops nothing and loses nothing, and
+what is damaged changes nothing. And the archive of object files, which makes the program again."""
+import subprocess
+
+import pytest
+
+from box import LOG
+from conftest import MACHINE, only
+from test_package import (BIN, EXCLUDE_LIST, FLEET, HOST_CONF, READ_ONLY_USR, RUNNING, START, USAGE, configure, files_of_deb,
+                          install)
+
+pytestmark = pytest.mark.xdist_group("packages")
+
+ROTATION = "/etc/logrotate.d/cvstop"
+REMOVE = "/usr/quarn/corvane/share/cvstop/remove"
+
+
+def unpack(root, tarball, data=None):
+    """Shell text that unpacks as the README of the archive says."""
+    root.inside("/src/cvstop.tar.gz").write_bytes(data or tarball.read_bytes())
+    return "mkdir -p /usr/quarn; tar -xzf cvstop.tar.gz -C /usr/quarn\n"
+
+
+INSTALL = "/usr/quarn/cvstop-*/install\n"
+CLEAN = "rm -r /usr/quarn/cvstop-*\n"
+
+
+def test_lays_out_what_the_package_does(root, tarball, deb):
+    root.run(unpack(root, tarball) + INSTALL + CLEAN)
+    shared = {path for path in files_of_deb(deb)
+              if not any(part in path for part in ("lintian", "vendor-completions", "changelog.gz"))}
+    assert {path for path in shared if not root.inside(path).is_file()} == set()
+    configure(root)
+    assert root.run("cvstop -h; man -w cvstop") == USAGE.format("cvstop") + "/usr/share/man/man8/cvstop.8.gz\n"
+    assert root.inside(f"{BIN}/cvstop").stat().st_mode & 0o7777 == 0o755
+    assert not list(root.inside("/usr").rglob("*.cvstop-new"))
+
+
+def test_upgrade_stops_nothing_and_keeps_what_the_administrator_wrote(root, tarball):
+    root.lay_fleet(FLEET)
+    root.run(unpack(root, tarball) + INSTALL)
+    configure(root)
+    mine = {HOST_CONF: root.inside(HOST_CONF).read_text(), EXCLUDE_LIST: f"{BIN}/momuhe\n", ROTATION: "# mine\n"}
+    for path, text in mine.items():
+        root.inside(path).write_text(text)
+    root.inside(f"{BIN}/cvstop").write_text("an older one")
+    assert root.run(START + INSTALL.replace("\n", " >/dev/null\n") + RUNNING + "cvstop -h") == "3\n" + USAGE.format("cvstop")
+    assert root.journal("signal") == []
+    assert {path: root.inside(path).read_text() for path in mine} == mine
+
+
+def test_removal_leaves_logs_and_configuration_and_stops_nothing(root, tarball):
+    root.lay_fleet(FLEET)
+    before = {path for path in root.path.rglob("*") if "src" not in path.parts}
+    root.run(unpack(root, tarball) + INSTALL + CLEAN)
+    configure(root)
+    assert root.run(START + f"cvstop -l >/dev/null; {REMOVE}\n" + RUNNING) == "3\n"
+    assert root.journal("signal") == []
+    for path in (HOST_CONF, LOG, ROTATION):
+        assert root.inside(path).exists(), path
+    left = {"/" + str(path.relative_to(root.path)) for path in root.path.rglob("*") if path not in before and path.is_file()}
+    assert {path for path in left if "cvstop" in path and not path.startswith("/src/")} == {LOG, ROTATION}
+    assert "nothing was installed from an archive" in root.run(
+        "cp /src/cvstop.tar.gz /tmp; cd /tmp; tar -xzf cvstop.tar.gz; /tmp/cvstop-*/remove 2>&1 || true")
+
+
+@pytest.mark.parametrize("missing", [2000, 400_000])
+def test_archive_that_was_cut_short_changes_nothing(root, tarball, missing):
+    root.run(unpack(root, tarball) + INSTALL + CLEAN)
+    configure(root)
+    before = root.contents("/usr/quarn/corvane")
+    told = root.run(unpack(root, tarball, tarball.read_bytes()[:-missing]).replace("\n", " 2>&1 || true\n")
+                    + INSTALL.replace("\n", " 2>&1 || echo refused\n"))
+    assert "unexpected end of file" in told and told.endswith("refused\n")
+    assert root.contents("/usr/quarn/corvane") == before
+    assert root.run("cvstop -h") == USAGE.format("cvstop")
+
+
+def test_damaged_archive_changes_nothing(root, tarball):
+    damage = "printf x | dd of=$(ls /usr/quarn/cvstop-*/files/usr/quarn/corvane/bin/cvstop) bs=1 seek=70000 conv=notrunc 2>&1\n"
+    told = root.run(unpack(root, tarball) + damage + INSTALL.replace("\n", " 2>&1 || echo refused\n"))
+    assert "this archive is damaged" in told and told.endswith("refused\n")
+    assert not root.inside("/usr/quarn/corvane").exists()
+
+
+def test_read_only_usr_is_told_and_nothing_is_lost(root, tarball):
+    root.run(unpack(root, tarball) + INSTALL)
+    configure(root)
+    before = root.contents("/usr/quarn")
+    told = root.run(READ_ONLY_USR + f"{INSTALL.strip()} 2>&1 || echo refused; {REMOVE} 2>&1 || echo refused\n")
+    assert told.count("Read-only file system") >= 2 and told.count("refused\n") == 2 and "nothing was changed" in told
+    assert root.contents("/usr/quarn") == before
+
+
+def test_host_with_a_package_is_left_to_its_package_manager(root, tarball, deb):
+    told = root.run(install(root, deb) + unpack(root, tarball) + INSTALL.replace("\n", " 2>&1 || echo refused\n"))
+    assert "belongs to a package" in told and told.endswith("refused\n")
+    assert not root.inside("/usr/quarn/corvane/share").exists()
+
+
+def test_program_can_be_linked_again(root, packages, deb, tmp_path):
+    archive = only(packages, f"cvstop-*-linux-{MACHINE}-objects.tar.gz")
+    subprocess.run(["tar", "-xzf", archive, "-C", tmp_path], check=True)
+    subprocess.run([tmp_path / archive.name.removesuffix(".tar.gz") / "link", "again"], cwd=tmp_path, check=True)
+    root.run(install(root, deb))
+    configure(root)
+    program = root.inside(f"{BIN}/cvstop")
+    assert (tmp_path / "again").read_bytes() != program.read_bytes()
+    program.write_bytes((tmp_path / "again").read_bytes())
+    assert root.run("cvstop -h") == USAGE.format("cvstop")

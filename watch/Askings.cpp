@@ -1,0 +1,193 @@
+#include "Askings.h"
+
+#include <algorithm>
+#include <map>
+
+#include "cvcategories.h"
+#include "cvshutdown.h"
+
+namespace watch {
+
+namespace {
+
+const killDef& rowAt(int row) {
+    return KillDefines[static_cast<std::size_t>(row - 1)];
+}
+
+/// Whether the row runs a command, which is never done about a third party.
+bool runsCommand(const killDef& row) {
+    switch (row.killType) {
+    case TERMINATE_T:
+    case KILL:
+    case KILLH:
+    case KILL9:
+    case NOARGS:
+    case SKIP:
+        return false;
+    default:
+        return true;
+    }
+}
+
+/// Whether the row only marks its processes as handled.
+bool onlyMarks(const killDef& row) {
+    return row.killType == TERMINATE_T || row.killType == NOARGS || row.killType == SKIP;
+}
+
+bool mayBeAsked(const Process& process, int row) {
+    return process.category == CAT_CORVANE ||
+           (process.category == CAT_THIRD_PARTY && (row == 0 || !runsCommand(rowAt(row))));
+}
+
+/// The path as the program's log shows it: a control character and a byte that is no UTF-8 stand there as "\xNN". The
+/// lister gives no path with the former, and nothing else holds a backslash in it.
+std::string fromLog(const std::string& text) {
+    std::string bytes;
+    for (std::size_t position = 0; position < text.size(); ++position) {
+        const std::string digits = text.compare(position, 2, "\\x") == 0 ? text.substr(position + 2, 2) : "";
+        if (digits.size() == 2 && digits.find_first_not_of("0123456789abcdef") == std::string::npos) {
+            bytes += static_cast<char>(std::stoi(digits, nullptr, 16));
+            position += 3;
+        } else {
+            bytes += text[position];
+        }
+    }
+    return bytes;
+}
+
+std::vector<Candidate> candidatesFor(const Lives& lives, const Batch& batch, const std::string& path) {
+    std::vector<Candidate> found;
+    for (std::size_t place = 0; place < lives.processes.size(); ++place) {
+        const Process& process = lives.processes[place];
+        if (process.path == path && mayBeAsked(process, batch.row) && (batch.row == 0 || process.row == batch.row)) {
+            found.push_back({place, lives.gone[place]});
+        }
+    }
+    return found;
+}
+
+void addStranger(Askings& askings, int pid, const std::string& name, const std::vector<Asked>& asked) {
+    auto known = std::find_if(askings.strangers.begin(), askings.strangers.end(),
+                              [&](const Stranger& one) { return one.pid == pid && one.name == name; });
+    if (known == askings.strangers.end()) {
+        known = askings.strangers.insert(known, {pid, name, {}});
+    }
+    known->asked.insert(known->asked.end(), asked.begin(), asked.end());
+}
+
+void addRequest(Askings& askings, const Request& request, const std::string& path, const Assignment& meant,
+                bool byRow) {
+    std::vector<Asked> asked = request.asked;
+    for (Asked& one : asked) {
+        one.certain = meant.certain;
+    }
+    if (!meant.process) {
+        addStranger(askings, 0, path, asked);
+        return;
+    }
+    for (const Asked& one : asked) {
+        askings.of[*meant.process].push_back({one, request.earliest, byRow});
+    }
+}
+
+/// Requests of one path belong together, whatever stands between them.
+void settleBatch(const Lives& lives, const Batch& batch, Askings& askings) {
+    std::map<std::string, std::vector<Request>> byPath;
+    for (const Request& request : batch.requests) {
+        byPath[fromLog(request.path)].push_back(request);
+    }
+    const bool firstOnly = batch.row != 0 && rowAt(batch.row).firstOnly != 0;
+    for (const auto& [path, requests] : byPath) {
+        const std::vector<Assignment> meant = assignRequests(requests, candidatesFor(lives, batch, path), firstOnly);
+        for (std::size_t place = 0; place < requests.size(); ++place) {
+            addRequest(askings, requests[place], path, meant[place], batch.row != 0);
+        }
+    }
+}
+
+void settleDirect(const Lives& lives, const Direct& direct, Askings& askings) {
+    const auto known = std::find_if(lives.processes.begin(), lives.processes.end(),
+                                    [&](const Process& process) { return process.pid == direct.pid; });
+    if (known == lives.processes.end()) {
+        addStranger(askings, direct.pid, fromLog(direct.name), {direct.asked});
+    } else {
+        askings.of[static_cast<std::size_t>(known - lives.processes.begin())].push_back(
+            {direct.asked, direct.earliest, false});
+    }
+}
+
+/// The processes of that name, in the order of the snapshot.
+std::vector<std::size_t> named(const Lives& lives, const std::string& name) {
+    std::vector<std::size_t> found;
+    for (std::size_t place = 0; place < lives.processes.size(); ++place) {
+        if (lives.processes[place].name == name) {
+            found.push_back(place);
+        }
+    }
+    return found;
+}
+
+} // namespace
+
+bool waitsForAll(const Stage& stage) {
+    return stage.kind == Stage::Kind::wait || stage.kind == Stage::Kind::waitAfterKill;
+}
+
+bool isHandled(const Process& process, bool excluded, const std::vector<Dated>& asked) {
+    if (excluded || process.category == CAT_OTHER_THIRD_PARTY) {
+        return false;
+    }
+    const bool byRow = std::any_of(asked.begin(), asked.end(), [](const Dated& dated) { return dated.byRow; });
+    return process.category == CAT_CORVANE || byRow || (process.row != 0 && onlyMarks(rowAt(process.row)));
+}
+
+bool rowWaits(int row) {
+    return row != 0 && rowAt(row).waitType != WAIT_NONE;
+}
+
+Askings settleAskings(const Lives& lives, const LogStory& story) {
+    Askings askings{std::vector<std::vector<Dated>>(lives.processes.size()), {}};
+    for (const Batch& batch : story.batches()) {
+        settleBatch(lives, batch, askings);
+    }
+    for (const Direct& direct : story.directs()) {
+        settleDirect(lives, direct, askings);
+    }
+    for (std::vector<Dated>& one : askings.of) {
+        std::stable_sort(one.begin(), one.end(),
+                         [](const Dated& left, const Dated& right) { return left.asked.time < right.asked.time; });
+    }
+    return askings;
+}
+
+/// An exclude list names files, the log names processes. The sweep passes over each excluded one, so that where it
+/// counts as many of a name as there are, or as were never asked, it is plain which.
+Sparings settleSparings(const Lives& lives, const LogStory& story, const Askings& askings) {
+    Sparings sparings{std::vector<bool>(lives.processes.size(), false), {}};
+    std::map<std::string, std::size_t> counts;
+    for (const std::string& name : story.rowsPassedOver()) {
+        counts[fromLog(name)] = named(lives, fromLog(name)).size();
+    }
+    if (story.hasSwept() && !story.sweptOver().empty()) {
+        counts.clear();
+        for (const std::string& name : story.sweptOver()) {
+            ++counts[fromLog(name)];
+        }
+    }
+    for (const auto& [name, count] : counts) {
+        std::vector<std::size_t> places = named(lives, name);
+        if (places.size() > count) {
+            std::erase_if(places, [&](std::size_t place) { return !askings.of[place].empty(); });
+        }
+        if (places.size() > count) {
+            sparings.unsure.push_back(name);
+            continue;
+        }
+        for (const std::size_t place : places) {
+            sparings.excluded[place] = true;
+        }
+    }
+    return sparings;
+}
+
+} // namespace watch

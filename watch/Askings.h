@@ -1,0 +1,55 @@
+/// Who was asked what: the log's story laid upon the processes of the snapshot. Pure.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "LogStory.h"
+#include "Run.h"
+
+namespace watch {
+
+/// The snapshot's processes, and when signal 0 no longer found each of them; nothing while it does.
+struct Lives {
+    std::vector<Process> processes;
+    std::vector<std::optional<Time>> gone;
+};
+
+/// One request, and the moment before which nothing can have come of it: a record is written behind what it tells.
+struct Dated {
+    Asked asked;
+    Time earliest = 0;
+    /// Whether a row of the table asked, which marks the process as handled.
+    bool byRow = false;
+};
+
+struct Askings {
+    /// For each process of the snapshot, in the order of time.
+    std::vector<std::vector<Dated>> of;
+    /// What was asked of processes that the snapshot has not.
+    std::vector<Stranger> strangers;
+};
+
+Askings settleAskings(const Lives& lives, const LogStory& story);
+
+/// Which processes the program passes over because of the exclude list, as far as its log tells so far.
+struct Sparings {
+    std::vector<bool> excluded;
+    /// Names that several files share of which the log does not tell which are excluded.
+    std::vector<std::string> unsure;
+};
+
+Sparings settleSparings(const Lives& lives, const LogStory& story, const Askings& askings);
+
+/// Whether the stage waits for everything that was handled.
+bool waitsForAll(const Stage& stage);
+
+/// Whether such a wait is for that process: the program has handled it, by a request or by a mark alone.
+bool isHandled(const Process& process, bool excluded, const std::vector<Dated>& asked);
+
+/// Whether the row of that place, from 1, waits for its processes.
+bool rowWaits(int row);
+
+} // namespace watch

@@ -1,0 +1,137 @@
+#include "Child.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "UniqueFd.h"
+
+namespace watch {
+
+namespace {
+
+/// A shell's statuses for a command that never ran; the parent reads them where the pipe for the reason could not be
+/// made.
+constexpr int kCannotExecute = 126;
+constexpr int kNotFound = 127;
+
+/// Both ends are -1 where it could not be made.
+struct Pipe {
+    Pipe() {
+        std::array<int, 2> ends = {-1, -1};
+        if (::pipe2(ends.data(), O_CLOEXEC) == 0) {
+            reading.reset(ends[0]);
+            writing.reset(ends[1]);
+        }
+    }
+    UniqueFd reading;
+    UniqueFd writing;
+};
+
+std::vector<char*> pointersTo(const std::vector<std::string>& words) {
+    std::vector<char*> pointers;
+    for (const std::string& word : words) {
+        // execve takes them as if it could change them (execve(2)).
+        pointers.push_back(const_cast<char*>(word.c_str()));
+    }
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+void redirect(const Streams& streams) {
+    if (streams.output < 0) {
+        return;
+    }
+    ::dup2(streams.output, STDERR_FILENO);
+    if (streams.takesStandardOutput) {
+        ::dup2(streams.output, STDOUT_FILENO);
+    }
+}
+
+/// In the child, where only what signal-safety(7) names may be called.
+[[noreturn]] void becomeProgram(const char* path, char* const* words, const Streams& streams,
+                                const Inherited& inherited, int reason, int go) {
+    char byte = 0;
+    // The end of the pipe, when the watcher has let go of the streams.
+    while (::read(go, &byte, 1) < 0 && errno == EINTR) {
+    }
+    redirect(streams);
+    inherited.restore();
+    ::execve(path, words, environ);
+    const int error = errno;
+    static_cast<void>(!::write(reason, &error, sizeof error));
+    ::_exit(error == ENOENT ? kNotFound : kCannotExecute);
+}
+
+/// The end of the pipe comes with the exec that closes it.
+int readReason(int fd) {
+    int error = 0;
+    ssize_t got = 0;
+    do {
+        got = ::read(fd, &error, sizeof error);
+    } while (got < 0 && errno == EINTR);
+    return got == sizeof error ? error : 0;
+}
+
+} // namespace
+
+Started startProgram(const Program& program, const Streams& streams, const Inherited& inherited,
+                     const std::function<void()>& letGo) {
+    const std::vector<char*> words = pointersTo(program.words);
+    Pipe reason;
+    Pipe go;
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        // Its own copy would keep the pipe from ending.
+        go.writing.reset();
+        becomeProgram(program.path.c_str(), words.data(), streams, inherited, reason.writing.get(), go.reading.get());
+    }
+    if (pid < 0) {
+        return {-1, errno};
+    }
+    letGo();
+    go.writing.reset();
+    reason.writing.reset();
+    const int error = reason.reading ? readReason(reason.reading.get()) : 0;
+    if (error != 0) {
+        ::waitpid(pid, nullptr, 0);
+        return {-1, error};
+    }
+    return {pid, 0};
+}
+
+std::optional<Ending> endingOf(pid_t pid) {
+    int status = 0;
+    const pid_t found = ::waitpid(pid, &status, WNOHANG);
+    if (found == 0 || (found < 0 && errno == EINTR)) {
+        return std::nullopt;
+    }
+    if (found > 0 && WIFSIGNALED(status)) {
+        return Ending{std::nullopt, WTERMSIG(status)};
+    }
+    return Ending{found > 0 ? WEXITSTATUS(status) : kCannotExecute, std::nullopt};
+}
+
+void endLike(const Ending& ending) {
+    if (ending.signal) {
+        const rlimit none = {0, 0};
+        ::setrlimit(RLIMIT_CORE, &none);
+        std::signal(*ending.signal, SIG_DFL);
+        sigset_t mask;
+        ::sigemptyset(&mask);
+        ::sigaddset(&mask, *ending.signal);
+        ::raise(*ending.signal);
+        ::sigprocmask(SIG_UNBLOCK, &mask, nullptr);
+        // Reached only by a process that no signal ends: pid 1 of a namespace.
+        ::_exit(128 + *ending.signal);
+    }
+    std::exit(ending.status.value_or(kCannotExecute));
+}
+
+} // namespace watch

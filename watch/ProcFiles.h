@@ -1,0 +1,40 @@
+/// Reads what /proc says about one process. Nothing here holds anything open.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "Run.h"
+
+namespace watch {
+
+struct ProcState {
+    std::string name;
+    State state = State::unknown;
+    int parent = 0;
+    /// Since the machine's start.
+    Time start = 0;
+};
+
+/// Nothing where the process is gone, or /proc is not there.
+std::optional<ProcState> readProcState(int pid);
+
+/// The kernel's function that the process sleeps in, or empty.
+std::string readKernelFunction(int pid);
+
+/// The process that traces it, if one does.
+std::optional<Peer> readTracer(int pid);
+
+/// Its systemd unit, or empty.
+std::string readUnit(int pid);
+
+/// Its arguments with blanks between them.
+std::string readCommandLine(int pid);
+
+/// The system call that the process is in (PID/syscall), or -1 where it is in none or the kernel does not say.
+long readSystemCall(int pid);
+
+/// A process with its name, which is empty where it is gone.
+Peer peerOf(int pid);
+
+} // namespace watch

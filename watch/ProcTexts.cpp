@@ -1,0 +1,132 @@
+#include "ProcTexts.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+
+namespace watch {
+
+namespace {
+
+/// The words after the name are counted from the state on: proc_pid_stat(5) has it third, the start 22nd.
+constexpr std::size_t kParent = 1;
+constexpr std::size_t kStart = 19;
+
+std::string_view takeWord(std::string_view& text) {
+    text.remove_prefix(std::min(text.find_first_not_of(" \n"), text.size()));
+    const std::string_view word = text.substr(0, text.find_first_of(" \n"));
+    text.remove_prefix(word.size());
+    return word;
+}
+
+template <class Number> bool parseWhole(std::string_view text, Number& number) {
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() && end == text.data() + text.size();
+}
+
+bool isUnit(std::string_view component) {
+    constexpr std::array<std::string_view, 5> kEndings = {".service", ".scope", ".socket", ".mount", ".swap"};
+    return std::any_of(kEndings.begin(), kEndings.end(), [&](std::string_view ending) {
+        return component.size() > ending.size() && component.ends_with(ending);
+    });
+}
+
+/// A manager's own unit (user@1000.service) stands before those that it runs.
+std::string_view lastUnit(std::string_view path) {
+    std::string_view unit;
+    while (!path.empty()) {
+        const std::size_t slash = std::min(path.find('/'), path.size());
+        if (isUnit(path.substr(0, slash))) {
+            unit = path.substr(0, slash);
+        }
+        path.remove_prefix(std::min(slash + 1, path.size()));
+    }
+    return unit;
+}
+
+} // namespace
+
+std::optional<ProcStat> parseProcStat(std::string_view text) {
+    const std::size_t open = text.find('(');
+    const std::size_t close = text.rfind(')');
+    if (open == std::string_view::npos || close == std::string_view::npos || close < open) {
+        return std::nullopt;
+    }
+    ProcStat stat;
+    stat.name = text.substr(open + 1, close - open - 1);
+    std::string_view rest = text.substr(close + 1);
+    const std::string_view state = takeWord(rest);
+    if (state.size() != 1) {
+        return std::nullopt;
+    }
+    stat.state = state.front();
+    for (std::size_t position = kParent; position <= kStart; ++position) {
+        const std::string_view word = takeWord(rest);
+        if ((position == kParent && !parseWhole(word, stat.parent)) ||
+            (position == kStart && !parseWhole(word, stat.start))) {
+            return std::nullopt;
+        }
+    }
+    return stat;
+}
+
+State stateOf(char letter) {
+    switch (letter) {
+    case 'R':
+        return State::running;
+    case 'S':
+    case 'I':
+        return State::sleeping;
+    case 'D':
+        return State::uninterruptible;
+    case 'T':
+        return State::stopped;
+    case 't':
+        return State::traced;
+    case 'Z':
+    case 'X':
+        return State::zombie;
+    default:
+        return State::unknown;
+    }
+}
+
+int tracerIn(std::string_view status) {
+    constexpr std::string_view kKey = "\nTracerPid:\t";
+    const std::size_t position = status.find(kKey);
+    if (position == std::string_view::npos) {
+        return 0;
+    }
+    std::string_view rest = status.substr(position + kKey.size());
+    int pid = 0;
+    return parseWhole(takeWord(rest), pid) ? pid : 0;
+}
+
+std::string unitIn(std::string_view cgroup) {
+    while (!cgroup.empty()) {
+        const std::size_t end = std::min(cgroup.find('\n'), cgroup.size());
+        const std::string_view line = cgroup.substr(0, end);
+        cgroup.remove_prefix(std::min(end + 1, cgroup.size()));
+        for (const std::string_view hierarchy : {":name=systemd:", "0::"}) {
+            const std::size_t position = line.find(hierarchy);
+            if (position == std::string_view::npos) {
+                continue;
+            }
+            if (const std::string_view unit = lastUnit(line.substr(position + hierarchy.size())); !unit.empty()) {
+                return std::string(unit);
+            }
+        }
+    }
+    return {};
+}
+
+std::string commandLineIn(std::string_view cmdline) {
+    if (cmdline.ends_with('\0')) {
+        cmdline.remove_suffix(1);
+    }
+    std::string line(cmdline);
+    std::replace(line.begin(), line.end(), '\0', ' ');
+    return line;
+}
+
+} // namespace watch

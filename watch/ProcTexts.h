@@ -1,0 +1,37 @@
+/// What the kernel's texts about one process mean. Pure.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Run.h"
+
+namespace watch {
+
+/// What PID/stat (proc_pid_stat(5)) says.
+struct ProcStat {
+    std::string_view name;
+    char state = '?';
+    int parent = 0;
+    /// Ticks of the kernel since the machine's start.
+    std::uint64_t start = 0;
+};
+
+/// Reads "PID (NAME) STATE PPID ...". A name may hold blanks and brackets: the last ')' ends it.
+std::optional<ProcStat> parseProcStat(std::string_view text);
+
+State stateOf(char letter);
+
+/// The pid behind "TracerPid:" in PID/status; 0 for none.
+int tracerIn(std::string_view status);
+
+/// The systemd unit in PID/cgroup: the last component of the path that ends in ".service", ".scope" or another unit's
+/// ending; empty for none. Both forms of the file are read (cgroups(7)): "0::PATH", and "1:name=systemd:PATH".
+std::string unitIn(std::string_view cgroup);
+
+/// PID/cmdline with blanks between the arguments.
+std::string commandLineIn(std::string_view cmdline);
+
+} // namespace watch

@@ -1,0 +1,54 @@
+/// The run as a whole: what the log tells and what was seen of the processes, joined. Pure.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "Askings.h"
+#include "LogStory.h"
+#include "Progress.h"
+#include "Run.h"
+
+namespace watch {
+
+class RunModel {
+  public:
+    /// `run` has its arguments, host, begin, and the processes of the snapshot, in the snapshot's order. `asks`: the
+    /// program asks a question first.
+    RunModel(Run run, bool asks);
+
+    /// The next record of the log.
+    void read(const LogEvent& event) { m_story.read(event); }
+
+    /// The process of that place in the snapshot ended.
+    void ended(std::size_t place, Time when) { m_lives.processes[place].ended = when; }
+
+    /// Signal 0 no longer finds it: it ended, and its parent took note.
+    void gone(std::size_t place, Time when) { m_lives.gone[place] = when; }
+
+    /// More of a process than the snapshot knows.
+    void describe(std::size_t place, const Peer& parent, const std::string& unit);
+
+    [[nodiscard]] const std::vector<Process>& processes() const { return m_lives.processes; }
+
+    /// What the program is at.
+    [[nodiscard]] Progress progress(Time now) const;
+
+    /// The commands that the program ran.
+    [[nodiscard]] std::vector<std::string> commands() const;
+
+    /// For each process, whether SIGKILL was sent to it.
+    [[nodiscard]] std::vector<bool> killed() const;
+
+    /// Settles everything. Those that survived still lack their reasons.
+    Run finish(Time end);
+
+  private:
+    Run m_run;
+    Lives m_lives;
+    LogStory m_story;
+    bool m_asks;
+};
+
+} // namespace watch

@@ -1,0 +1,46 @@
+#include "Summary.h"
+
+#include <algorithm>
+
+#include "Times.h"
+
+namespace watch {
+
+namespace {
+
+std::string counted(const Run& run, Outcome outcome, const char* words) {
+    const auto count = std::count_if(run.processes.begin(), run.processes.end(),
+                                     [&](const Process& process) { return process.outcome == outcome; });
+    return count == 0 ? "" : ", " + std::to_string(count) + words;
+}
+
+std::string lastComponent(const std::string& path) {
+    return path.substr(path.rfind('/') + 1);
+}
+
+} // namespace
+
+std::string headline(const Run& run) {
+    const std::size_t count = run.processes.size();
+    std::string text = run.host + ": ";
+    text += run.observed ? std::to_string(count) + (count == 1 ? " process" : " processes") : "processes not seen";
+    text += " in " + inSeconds(run.end - run.begin);
+    text += counted(run, Outcome::ended, " ended") +
+            counted(run, Outcome::endedUnasked, " ended before they were asked") +
+            counted(run, Outcome::killed, " killed") + counted(run, Outcome::survived, " still there") +
+            counted(run, Outcome::spared, " spared");
+    return text + (run.status ? "; status " + std::to_string(*run.status)
+                              : "; ended by signal " + std::to_string(run.signal.value_or(0)));
+}
+
+std::string commandLine(const Run& run) {
+    std::string text = run.arguments.empty() ? "" : lastComponent(run.arguments.front());
+    for (std::size_t index = 1; index < run.arguments.size(); ++index) {
+        text += " " + run.arguments[index];
+    }
+    const std::string began = date(run.begin);
+    text += ", " + began.substr(0, 10) + " " + began.substr(11, 8) + " UTC";
+    return run.resolution == 0 ? text : text + "; ends are exact to " + inSeconds(run.resolution);
+}
+
+} // namespace watch
