@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "Times.h"
 #include "Picture.h"
 #include "Text.h"
+#include "Times.h"
 #include "Words.h"
 #include "cvcategories.h"
 
@@ -32,7 +32,7 @@ std::string pidText(int pid) {
 /// The name is cut, never its pid.
 std::string label(std::string_view name, int pid) {
     const std::string behind = pidText(pid);
-    return fitted(name, kLabelColumns - behind.size()) + behind;
+    return cut(name, kLabelColumns - behind.size()) + behind;
 }
 
 std::string moment(Time time, const Run& run) {
@@ -167,7 +167,7 @@ std::string laneOf(const CameBack& process, const Run& run, const Axis& axis, do
     const std::string by = xml(label(process.parent.name, process.parent.pid), kLabelColumns) +
                            (process.unit.empty() ? "" : ", unit " + xml(process.unit, kCommandColumns));
     return lane(idOf("c", process.pid), title(process.name, process.pid, "came back"),
-                "Started at " + moment(process.start, run) + " by " + by + ".", label(process.name, process.pid),
+                "Started at " + moment(process.start, run) + ", parent " + by + ".", label(process.name, process.pid),
                 "came back", alive(start, axis.x(run.end)) + markAt(Mark::start, start, true), y);
 }
 

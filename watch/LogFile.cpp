@@ -37,6 +37,14 @@ LogFile::LogFile(std::string path) : m_path(std::move(path)) {
     }
 }
 
+bool LogFile::find() {
+    if (m_followed.inode == 0 && look(m_path, m_followed)) {
+        m_offset = 0;
+        m_bytes.clear();
+    }
+    return m_followed.inode != 0;
+}
+
 bool LogFile::look(const std::string& path, Identity& identity) {
     struct stat status {};
     if (::lstat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
@@ -108,9 +116,8 @@ void LogFile::readOn() {
         complain("the debug log was taken away while it was followed, records may be missing");
     }
     // The first records of a log that was not there before; or of the one that took its place.
-    if (look(m_path, m_followed)) {
-        m_offset = 0;
-        m_bytes.clear();
+    m_followed = {};
+    if (find()) {
         readFile(m_path);
     }
 }

@@ -19,6 +19,10 @@ class LogFile {
     /// Takes the file's present end as the beginning. It need not exist.
     explicit LogFile(std::string path);
 
+    /// Takes the log that is there as the one to follow, unless there is one already. Opens nothing. Returns whether
+    /// there is one: a log that is rotated before it was found is lost.
+    bool find();
+
     /// What the process `pid` has written since the last call, in order. A line that is not whole yet is kept. What
     /// goes wrong stands in `trouble` and is tried again next time.
     std::vector<LogEvent> read(int pid);

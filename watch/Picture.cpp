@@ -1,7 +1,7 @@
 #include "Picture.h"
 
-#include "Times.h"
 #include "Text.h"
+#include "Times.h"
 #include "utf8.h"
 
 namespace watch::picture {
@@ -56,13 +56,16 @@ std::string px(double number) {
     return text == "-0" ? "0" : text;
 }
 
-std::string xml(std::string_view text, std::size_t columns) {
-    // Characters without a width could be any number; three bytes a column are enough for every script.
+std::string cut(std::string_view text, std::size_t columns) {
     const std::size_t room = 3 * columns;
     if (text.size() > room) {
-        return escaped(fitted(std::string(utf8::withoutSplitTail(text.substr(0, room))) + "…", columns));
+        return fitted(std::string(utf8::withoutSplitTail(text.substr(0, room))) + "…", columns);
     }
-    return escaped(fitted(text, columns));
+    return fitted(text, columns);
+}
+
+std::string xml(std::string_view text, std::size_t columns) {
+    return escaped(cut(text, columns));
 }
 
 std::string textAt(double x, double y, std::string_view text, std::string_view style) {

@@ -17,7 +17,11 @@ double widthOf(std::string_view text);
 /// A number of pixels, to a tenth, as short as it can be written.
 std::string px(double number);
 
-/// A foreign text as XML: harmless, at most so many columns, and at most five bytes for each of them.
+/// A foreign text, harmless and at most so many columns. Characters without a width could be any number: it is cut to
+/// three bytes a column, too, which is enough for every script.
+std::string cut(std::string_view text, std::size_t columns);
+
+/// The same as XML.
 std::string xml(std::string_view text, std::size_t columns);
 
 /// <text> at a place, of the class `style` if there is one. The text is harmless and not yet XML.

@@ -11,8 +11,8 @@ bool isSpelled(const std::string& argument, const char* exact, const char* anyCa
 }
 
 bool takesFile(const std::string& argument) {
-    return isSpelled(argument, "-b", "-blacklist") || isSpelled(argument, "-e", "-excludelist") ||
-           strcasecmp(argument.c_str(), "-e") == 0;
+    return isSpelled(argument, "-b", "-blacklist") || isSpelled(argument, "", "-e") ||
+           isSpelled(argument, "", "-excludelist");
 }
 
 } // namespace

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 
-#include "Times.h"
 #include "Lane.h"
 #include "Picture.h"
 #include "Summary.h"
 #include "Text.h"
 #include "Timeline.h"
+#include "Times.h"
 
 namespace watch {
 

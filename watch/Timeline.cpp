@@ -4,10 +4,9 @@
 #include <limits>
 #include <tuple>
 
-#include "Times.h"
+#include "Parts.h"
 #include "Picture.h"
-#include "Text.h"
-#include "Words.h"
+#include "Times.h"
 
 namespace watch {
 
@@ -72,35 +71,6 @@ std::string tickLabel(Time moment, Time step) {
     return decimal(static_cast<double>(moment) / static_cast<double>(kSecond), digits) + " s";
 }
 
-bool isQuickRow(const Stage& stage) {
-    return stage.kind == Stage::Kind::row && stage.waitedFor.empty();
-}
-
-std::string bandLabel(const Stage& stage) {
-    if (isQuickRow(stage)) {
-        return "table";
-    }
-    return stage.kind == Stage::Kind::row ? fitted(stage.name, kBandColumns)
-                                          : std::string(wordOf(kStageWords, stage.kind));
-}
-
-std::vector<Band> merged(const Run& run) {
-    std::vector<Band> found;
-    bool afterQuickRow = false;
-    for (const Stage& stage : run.stages) {
-        if (afterQuickRow && isQuickRow(stage)) {
-            found.back().end = stage.end;
-        } else {
-            found.push_back({stage.begin, stage.end, bandLabel(stage)});
-        }
-        afterQuickRow = isQuickRow(stage);
-    }
-    // A clock that was set back may have mixed them up.
-    std::stable_sort(found.begin(), found.end(),
-                     [](const Band& left, const Band& right) { return left.begin < right.begin; });
-    return found;
-}
-
 } // namespace
 
 Axis::Axis(const Run& run) : m_begin(run.begin), m_span(std::max(lastMoment(run) - run.begin, kSecond / 1000)) {}
@@ -122,7 +92,10 @@ std::vector<Axis::Tick> Axis::ticks() const {
 /// From the right to the left: a label that would run into the next one goes a line higher, and the line that leads
 /// down from it to its band then passes left of all labels below.
 std::vector<Band> bands(const Run& run, const Axis& axis) {
-    std::vector<Band> found = merged(run);
+    std::vector<Band> found;
+    for (const Part& part : partsOf(run)) {
+        found.push_back({part.begin, part.end, picture::cut(part.label, kBandColumns)});
+    }
     std::vector<double> begins;
     for (auto band = found.rbegin(); band != found.rend(); ++band) {
         const double begin = axis.x(band->begin);

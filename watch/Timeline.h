@@ -34,7 +34,7 @@ class Axis {
     Time m_span;
 };
 
-/// A part of the shutdown as the picture shows it: neighbouring rows that waited for nobody are one.
+/// A part of the shutdown as the picture shows it.
 struct Band {
     Time begin;
     Time end;

@@ -11,6 +11,9 @@
 #include "Inherited.h"
 #include "Json.h"
 #include "ProgramPath.h"
+#include "Redraw.h"
+#include "Report.h"
+#include "Svg.h"
 #include "Watcher.h"
 #include "WholeFile.h"
 #include "cvpaths.h"
@@ -24,6 +27,8 @@ using watch::WholeFile;
 constexpr int kBadCommandLine = 125;
 constexpr int kCannotExecute = 126;
 constexpr int kNotFound = 127;
+/// No program is run where a picture is drawn again.
+constexpr int kNotDrawn = 1;
 
 void say(const std::string& text) {
     std::fprintf(stderr, "cvstop-watch: %s\n", text.c_str());
@@ -50,6 +55,14 @@ void writeTo(const WholeFile& file, const std::string& path, const std::string& 
     }
 }
 
+int drawAgain(const CommandLine& line) {
+    const std::string error = watch::redraw(line.draw, line.svg);
+    if (!error.empty()) {
+        say(error);
+    }
+    return error.empty() ? 0 : kNotDrawn;
+}
+
 int runAndTell(const CommandLine& line, const watch::Inherited& inherited) {
     WholeFile json;
     WholeFile svg;
@@ -72,7 +85,13 @@ int runAndTell(const CommandLine& line, const watch::Inherited& inherited) {
         say(name + ": " + std::strerror(watched.error));
         return watched.error == ENOENT ? kNotFound : kCannotExecute;
     }
-    writeTo(json, line.json, watch::toJson(watched.run));
+    if (line.report) {
+        std::fputs(watch::reportOf(watched.run).c_str(), stderr);
+    }
+    const std::string told = watch::toJson(watched.run);
+    writeTo(json, line.json, told);
+    // The picture that the JSON file would give again.
+    writeTo(svg, line.svg, svg ? watch::toSvg(watch::fromJson(told).run) : "");
     watch::endLike(watched.ending);
 }
 
@@ -88,5 +107,5 @@ int main(int argc, char** argv) {
         std::fputs(watch::usage().c_str(), stdout);
         return 0;
     }
-    return runAndTell(line, inherited);
+    return line.draw.empty() ? runAndTell(line, inherited) : drawAgain(line);
 }

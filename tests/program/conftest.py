@@ -13,8 +13,31 @@ def pytest_configure(config):
     config.addinivalue_line("markers", "sanitized: also run with the program that was built with sanitizers")
 
 
+# What measures the process that the test starts, and would measure the watcher.
+NOT_THROUGH = {
+    "test_binary": "looks at the file of the program, and at the calls of one process",
+    "test_box": "is about the box",
+    "test_faults": "makes calls of one process fail",
+    "test_stuck": "gives the program the time of one listing",
+    "test_watch": "is about the watcher already",
+    "test_little_memory_is_an_end_or_a_whole_listing": "limits the memory of the process that it starts",
+    "test_few_descriptors_are_an_error_or_a_whole_listing": "leaves fewer descriptors than two programs need",
+    "test_stranger_costs_one_system_call": "counts the calls of one process",
+    "test_interpreters_that_have_erased_their_arguments_hold_up_nobody": "takes the time of one process",
+}
+
+
+def _reason_not_through(item):
+    return next((reason for name, reason in NOT_THROUGH.items()
+                 if name == item.originalname or item.path.stem.startswith(name)), None)
+
+
 def pytest_collection_modifyitems(items):
     """Tests may run in any order; CVSTOP_TEST_SEED chooses one."""
+    if box.THROUGH:
+        for item in items:
+            if reason := _reason_not_through(item):
+                item.add_marker(pytest.mark.skip(reason=reason))
     if seed := os.environ.get("CVSTOP_TEST_SEED"):
         random.Random(seed).shuffle(items)
 

@@ -1,0 +1,123 @@
+#include "Askings.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "course.h"
+
+namespace watch {
+namespace {
+
+using course::process;
+using sample::at;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+Lives livesOf(std::vector<Process> processes) {
+    Lives lives;
+    lives.gone.resize(processes.size());
+    lives.processes = std::move(processes);
+    for (Process& one : lives.processes) {
+        one.row = rowNamed(one.name);
+    }
+    return lives;
+}
+
+std::vector<bool> excludedIn(const Lives& lives, const std::vector<LogEvent>& events,
+                             std::vector<std::string>* unsure = nullptr) {
+    LogStory story(sample::kBegin);
+    for (const LogEvent& one : events) {
+        story.read(one);
+    }
+    const Sparings sparings = settleSparings(lives, story, settleAskings(lives, story));
+    if (unsure != nullptr) {
+        *unsure = sparings.unsure;
+    }
+    return sparings.excluded;
+}
+
+TEST(Askings, RowsTakeOnlyWhomTheyMay) {
+    // A third party of a row's name is signalled, but no command is run for it; one that is only listed is left alone.
+    const Lives lives = livesOf({process(5, "momuhe", 4), process(6, "momuhe", 2), process(7, "halvd", 2)});
+    LogStory story(sample::kBegin);
+    story.read(course::signal(1, lives.processes[0].path, 1));
+    for (const LogEvent& one : course::command(2, "halvd", "-terminate")) {
+        story.read(one);
+    }
+    const Askings askings = settleAskings(lives, story);
+    EXPECT_THAT(askings.of[0], IsEmpty());
+    EXPECT_EQ(askings.of[1].size(), 1U);
+    EXPECT_TRUE(askings.of[1].at(0).byRow);
+    EXPECT_THAT(askings.of[2], IsEmpty());
+    EXPECT_EQ(askings.strangers.size(), 1U);
+}
+
+TEST(Askings, AreInTheOrderOfTime) {
+    const Lives lives = livesOf({process(5, "momuhe")});
+    LogStory story(sample::kBegin);
+    story.read(course::signal(1, lives.processes[0].path, 1));
+    story.read(course::event(3, "Main", "Attempting to kill remaining 1 process(es) "));
+    story.read(course::signal(4, lives.processes[0].path, 4));
+    const Askings askings = settleAskings(lives, story);
+    ASSERT_EQ(askings.of[0].size(), 2U);
+    EXPECT_EQ(askings.of[0][0].asked.time, at(1));
+    EXPECT_EQ(askings.of[0][1].asked.what, "SIGKILL");
+    EXPECT_FALSE(askings.of[0][1].byRow);
+    EXPECT_EQ(askings.of[0][1].earliest, at(3));
+}
+
+TEST(Sparings, AllOfANameAreExcluded) {
+    const Lives lives = livesOf({process(5, "momuhe"), process(6, "momuhe"), process(7, "halvd")});
+    EXPECT_THAT(excludedIn(lives, {course::sweepBegins(1), course::excluded(2, "OrderlyShutdown", "momuhe"),
+                                   course::excluded(2, "OrderlyShutdown", "momuhe")}),
+                ElementsAre(true, true, false));
+}
+
+TEST(Sparings, BeforeTheSweepTheRowsTell) {
+    const Lives lives = livesOf({process(5, "momuhe"), process(6, "momuhe")});
+    EXPECT_THAT(excludedIn(lives, {course::excluded(2, "terminateAllProcesses", "momuhe")}), ElementsAre(true, true));
+    EXPECT_THAT(excludedIn(lives, {}), ElementsAre(false, false));
+}
+
+TEST(Sparings, OfOneNameInTwoFilesTheOneThatWasAskedIsNotExcluded) {
+    std::vector<Process> processes = {process(5, "momuhe"), process(6, "momuhe")};
+    processes[1].path = "/usr/quarn/other/momuhe";
+    const Lives lives = livesOf(processes);
+    std::vector<std::string> unsure;
+    EXPECT_THAT(excludedIn(lives,
+                           {course::signal(1, processes[1].path, 1), course::sweepBegins(2),
+                            course::excluded(3, "OrderlyShutdown", "momuhe")},
+                           &unsure),
+                ElementsAre(true, false));
+    EXPECT_THAT(unsure, IsEmpty());
+}
+
+TEST(Sparings, WhereTheLogCannotTellItIsSaid) {
+    std::vector<Process> processes = {process(5, "momuhe"), process(6, "momuhe")};
+    processes[1].path = "/usr/quarn/other/momuhe";
+    std::vector<std::string> unsure;
+    EXPECT_THAT(excludedIn(livesOf(processes),
+                           {course::sweepBegins(2), course::excluded(3, "OrderlyShutdown", "momuhe")}, &unsure),
+                ElementsAre(false, false));
+    EXPECT_THAT(unsure, ElementsAre("momuhe"));
+}
+
+TEST(Handled, ByARowOrAMarkAlone) {
+    const std::vector<Dated> byRow = {{{}, 0, true}};
+    const std::vector<Dated> byKill = {{{}, 0, false}};
+    const auto of = [](const char* name, int category) {
+        Process made = process(5, name, category);
+        made.row = rowNamed(name);
+        return made;
+    };
+    EXPECT_TRUE(isHandled(of("strayd", 1), false, {}));
+    EXPECT_FALSE(isHandled(of("strayd", 1), true, {}));
+    EXPECT_FALSE(isHandled(of("sh", 2), false, byKill));
+    EXPECT_TRUE(isHandled(of("momuhe", 2), false, byRow));
+    EXPECT_FALSE(isHandled(of("momuhe", 2), false, {}));
+    EXPECT_TRUE(isHandled(of("nanid", 2), false, {}));
+    EXPECT_FALSE(isHandled(of("nanid", 4), false, {}));
+}
+
+} // namespace
+} // namespace watch

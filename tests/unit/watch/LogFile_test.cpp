@@ -1,0 +1,162 @@
+#include "LogFile.h"
+
+#include <filesystem>
+#include <fstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "TempFolder.h"
+
+namespace watch {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+std::string record(int pid, const std::string& name) {
+    return "2026-11-21T19:53:02.123456+00:00 client cvstop[" + std::to_string(pid) +
+           "] info OrderlyShutdown: Terminate request for " + name + "\n";
+}
+
+class LogFileTest : public testing::Test {
+  protected:
+    void append(const std::string& bytes, const std::string& name = "cvstop.log") const {
+        std::ofstream(m_folder.at(name), std::ios::app | std::ios::binary) << bytes;
+    }
+    static std::vector<std::string> names(LogFile& log, int pid = 22) {
+        std::vector<std::string> found;
+        for (const LogEvent& event : log.read(pid)) {
+            found.push_back(event.name);
+        }
+        return found;
+    }
+    [[nodiscard]] std::string path() const { return m_folder.at("cvstop.log"); }
+
+    TempFolder m_folder;
+};
+
+TEST_F(LogFileTest, BeginsAtTheEndThatItHas) {
+    append(record(22, "before"));
+    LogFile log(path());
+    append(record(22, "one") + record(22, "two"));
+    EXPECT_THAT(names(log), ElementsAre("one", "two"));
+    EXPECT_THAT(names(log), IsEmpty());
+    append(record(22, "three"));
+    EXPECT_THAT(names(log), ElementsAre("three"));
+    EXPECT_THAT(log.trouble(), IsEmpty());
+    EXPECT_TRUE(log.found());
+}
+
+TEST_F(LogFileTest, RecordsOfOthersAreNotTaken) {
+    LogFile log(path());
+    append(record(23, "other") + "no record\n" + record(22, "one"));
+    EXPECT_THAT(names(log), ElementsAre("one"));
+}
+
+TEST_F(LogFileTest, HalfALineWaitsForTheRest) {
+    LogFile log(path());
+    const std::string line = record(22, "one");
+    append(line.substr(0, 20));
+    EXPECT_THAT(names(log), IsEmpty());
+    EXPECT_FALSE(log.found());
+    append(line.substr(20));
+    EXPECT_THAT(names(log), ElementsAre("one"));
+}
+
+TEST_F(LogFileTest, LineWithoutAnEndIsGivenUp) {
+    LogFile log(path());
+    append(std::string(100'000, 'x'));
+    EXPECT_THAT(names(log), IsEmpty());
+    append("\n" + record(22, "one"));
+    EXPECT_THAT(names(log), ElementsAre("one"));
+}
+
+TEST_F(LogFileTest, NoLogAtFirst) {
+    LogFile log(path());
+    EXPECT_FALSE(log.find());
+    EXPECT_THAT(names(log), IsEmpty());
+    EXPECT_THAT(log.trouble(), IsEmpty());
+    append(record(22, "one"));
+    EXPECT_TRUE(log.find());
+    EXPECT_THAT(names(log), ElementsAre("one"));
+}
+
+TEST_F(LogFileTest, RotatedLogIsFollowedUnderItsNewName) {
+    append("old\n");
+    LogFile log(path());
+    append(record(22, "one"));
+    std::filesystem::rename(path(), m_folder.at("cvstop.log.1"));
+    append(record(22, "new file"));
+    append(record(22, "two"), "cvstop.log.1");
+    EXPECT_THAT(names(log), ElementsAre("one", "two"));
+    EXPECT_THAT(log.trouble(), IsEmpty());
+}
+
+TEST_F(LogFileTest, LogThatWasFoundIsFollowedThoughNothingWasRead) {
+    LogFile log(path());
+    append(record(22, "one"));
+    EXPECT_TRUE(log.find());
+    std::filesystem::rename(path(), m_folder.at("elsewhere"));
+    append("");
+    EXPECT_THAT(names(log), ElementsAre("one"));
+}
+
+TEST_F(LogFileTest, LogThatWasTakenAwayIsMissedAloud) {
+    append("old\n");
+    LogFile log(path());
+    std::filesystem::remove(path());
+    EXPECT_THAT(names(log), IsEmpty());
+    EXPECT_THAT(log.trouble(), ElementsAre(HasSubstr("taken away")));
+    append(record(22, "one"));
+    EXPECT_THAT(names(log), ElementsAre("one"));
+    EXPECT_EQ(log.trouble().size(), 1U);
+}
+
+TEST_F(LogFileTest, TruncatedLogIsReadFromItsBegin) {
+    append("old old old old old old old old old old old old old old old old old old old old old old old old old old "
+           "old old "
+           "old old old old old old old old old old old old old old old old old old old old old old old old\n");
+    LogFile log(path());
+    std::filesystem::resize_file(path(), 0);
+    append(record(22, "one"));
+    EXPECT_THAT(names(log), ElementsAre("one"));
+    EXPECT_THAT(log.trouble(), ElementsAre(HasSubstr("truncated")));
+}
+
+TEST_F(LogFileTest, WhatIsNoFileIsNoLog) {
+    ASSERT_EQ(::mkfifo(path().c_str(), 0600), 0);
+    LogFile log(path());
+    EXPECT_FALSE(log.find());
+    EXPECT_THAT(names(log), IsEmpty());
+    std::filesystem::remove(path());
+    append(record(22, "one"), "elsewhere");
+    std::filesystem::create_symlink(m_folder.at("elsewhere"), path());
+    EXPECT_FALSE(log.find());
+    std::filesystem::remove(path());
+    std::filesystem::create_directory(path());
+    EXPECT_FALSE(log.find());
+}
+
+/// The descriptors that lead below the folder.
+int holders(const std::string& folder) {
+    int count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code error;
+        count += std::filesystem::read_symlink(entry, error).string().starts_with(folder) ? 1 : 0;
+    }
+    return count;
+}
+
+TEST_F(LogFileTest, HoldsNothingOpen) {
+    append("old\n");
+    LogFile log(path());
+    append(record(22, "one"));
+    names(log);
+    EXPECT_EQ(holders(m_folder.at("")), 0);
+}
+
+} // namespace
+} // namespace watch

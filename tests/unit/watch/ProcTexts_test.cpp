@@ -1,0 +1,66 @@
+#include "ProcTexts.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace watch {
+namespace {
+
+constexpr char kStat[] = "4711 (mo) m (uhe) S 77 4711 4711 0 -1 4194560 107 0 0 0 1 2 0 0 20 0 1 0 345678 2412544 207";
+
+TEST(ProcTexts, Stat) {
+    const auto stat = parseProcStat(kStat);
+    ASSERT_TRUE(stat);
+    EXPECT_EQ(stat->name, "mo) m (uhe");
+    EXPECT_EQ(stat->state, 'S');
+    EXPECT_EQ(stat->parent, 77);
+    EXPECT_EQ(stat->start, 345678U);
+}
+
+TEST(ProcTexts, StatThatIsNone) {
+    for (const char* text :
+         {"", "4711", "4711 (a", ")(", "1 (a) S", "1 (a) SS 1", "1 (a) S x 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1",
+          "1 (a) S 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 x"}) {
+        EXPECT_FALSE(parseProcStat(text)) << text;
+    }
+}
+
+TEST(ProcTexts, States) {
+    EXPECT_EQ(stateOf('R'), State::running);
+    EXPECT_EQ(stateOf('S'), State::sleeping);
+    EXPECT_EQ(stateOf('I'), State::sleeping);
+    EXPECT_EQ(stateOf('D'), State::uninterruptible);
+    EXPECT_EQ(stateOf('T'), State::stopped);
+    EXPECT_EQ(stateOf('t'), State::traced);
+    EXPECT_EQ(stateOf('Z'), State::zombie);
+    EXPECT_EQ(stateOf('X'), State::zombie);
+    EXPECT_EQ(stateOf('?'), State::unknown);
+}
+
+TEST(ProcTexts, Tracer) {
+    EXPECT_EQ(tracerIn("Name:\tx\nPPid:\t3\nTracerPid:\t77\nUid:\t0"), 77);
+    EXPECT_EQ(tracerIn("Name:\tTracerPid:\t9\nTracerPid:\t0\n"), 0);
+    EXPECT_EQ(tracerIn(""), 0);
+    EXPECT_EQ(tracerIn("Name:\tx\nTracerPid:\t"), 0);
+}
+
+TEST(ProcTexts, Unit) {
+    EXPECT_EQ(unitIn("0::/system.slice/corvane-halvd.service\n"), "corvane-halvd.service");
+    EXPECT_EQ(unitIn("0::/system.slice/halvd.service/worker\n"), "halvd.service");
+    EXPECT_EQ(unitIn("0::/user.slice/user-0.slice/user@0.service/app.slice/x.service\n"), "x.service");
+    EXPECT_EQ(unitIn("0::/user.slice/user-0.slice/session-3.scope\n"), "session-3.scope");
+    EXPECT_EQ(unitIn("12:pids:/x\n1:name=systemd:/system.slice/halvd.service\n0::/\n"), "halvd.service");
+    EXPECT_EQ(unitIn("11:memory:/system.slice/no.service\n"), "");
+    EXPECT_EQ(unitIn("0::/\n"), "");
+    EXPECT_EQ(unitIn("0::/.service"), "");
+    EXPECT_EQ(unitIn(""), "");
+}
+
+TEST(ProcTexts, CommandLine) {
+    using namespace std::string_view_literals;
+    EXPECT_EQ(commandLineIn("/a/halvd\0-terminate\0"sv), "/a/halvd -terminate");
+    EXPECT_EQ(commandLineIn(""), "");
+}
+
+} // namespace
+} // namespace watch

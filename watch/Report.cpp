@@ -1,0 +1,194 @@
+#include "Report.h"
+
+#include <algorithm>
+#include <map>
+
+#include "Parts.h"
+#include "Summary.h"
+#include "Text.h"
+#include "Times.h"
+#include "Words.h"
+
+namespace watch {
+
+namespace {
+
+constexpr std::size_t kLongest = 10;
+constexpr std::size_t kNamed = 3;
+constexpr std::size_t kNameColumns = 40;
+constexpr std::size_t kHowColumns = 48;
+
+std::string named(const std::string& name, int pid) {
+    const std::string shown = name.empty() ? "?" : fitted(name, kNameColumns);
+    return pid == 0 ? shown : shown + " (" + std::to_string(pid) + ")";
+}
+
+/// Cells by columns; those of the columns `right` stand at their right. The first row is the heading.
+class Table {
+  public:
+    Table(std::vector<std::string> heading, std::vector<bool> right) : m_right(std::move(right)) {
+        add(std::move(heading));
+    }
+
+    void add(std::vector<std::string> row) {
+        m_widths.resize(std::max(m_widths.size(), row.size()));
+        for (std::size_t index = 0; index < row.size(); ++index) {
+            m_widths[index] = std::max(m_widths[index], columns(row[index]));
+        }
+        m_rows.push_back(std::move(row));
+    }
+
+    [[nodiscard]] std::string text() const {
+        if (m_rows.size() == 1) {
+            return "";
+        }
+        std::string made = "\n";
+        for (const std::vector<std::string>& row : m_rows) {
+            std::string line;
+            for (std::size_t index = 0; index < row.size(); ++index) {
+                const std::string blanks(m_widths[index] - columns(row[index]), ' ');
+                line += "  " + (m_right[index] ? blanks + row[index] : row[index] + blanks);
+            }
+            made += line.substr(0, line.find_last_not_of(' ') + 1) + "\n";
+        }
+        return made;
+    }
+
+  private:
+    std::vector<bool> m_right;
+    std::vector<std::size_t> m_widths;
+    std::vector<std::vector<std::string>> m_rows;
+};
+
+std::string waitedFor(const Part& part, const std::map<int, const Process*>& byPid) {
+    std::string text;
+    const std::size_t count = std::min(part.waitedFor.size(), kNamed);
+    for (std::size_t index = 0; index < count; ++index) {
+        const auto found = byPid.find(part.waitedFor[index]);
+        text += index == 0 ? "" : ", ";
+        text += named(found == byPid.end() ? "" : found->second->name, part.waitedFor[index]);
+    }
+    return part.waitedFor.size() == count ? text
+                                          : text + " and " + std::to_string(part.waitedFor.size() - count) + " more";
+}
+
+std::string stages(const Run& run) {
+    std::map<int, const Process*> byPid;
+    for (const Process& process : run.processes) {
+        byPid.emplace(process.pid, &process);
+    }
+    Table table({"stage", "took", "waited for"}, {false, true, false});
+    for (const Part& part : partsOf(run)) {
+        table.add({fitted(part.label, kNameColumns), inSeconds(part.end - part.begin), waitedFor(part, byPid)});
+    }
+    return table.text();
+}
+
+/// "humowow -M localhost -terminate": the tool's name is enough.
+std::string shortened(const Asked& request) {
+    if (request.kind == Asked::Kind::signal) {
+        return request.what;
+    }
+    const std::size_t endOfPath = std::min(request.what.find(' '), request.what.size());
+    const std::size_t slash = request.what.rfind('/', endOfPath);
+    return slash == std::string::npos ? request.what : request.what.substr(slash + 1);
+}
+
+std::string how(const Process& process) {
+    std::string text;
+    bool certain = true;
+    for (const Asked& request : process.asked) {
+        text += (text.empty() ? "" : ", ") + shortened(request);
+        certain = certain && request.certain;
+    }
+    return fitted(text, kHowColumns) + (certain ? "" : " (a guess)");
+}
+
+/// From the first request to the end; a zombie is there until its parent takes it.
+Time duration(const Process& process, const Run& run) {
+    const bool isThere = process.outcome == Outcome::survived || !process.ended;
+    return (isThere ? run.end : *process.ended) - process.asked.front().time;
+}
+
+std::string longest(const Run& run) {
+    std::vector<const Process*> asked;
+    for (const Process& process : run.processes) {
+        if (!process.asked.empty()) {
+            asked.push_back(&process);
+        }
+    }
+    std::stable_sort(asked.begin(), asked.end(), [&](const Process* left, const Process* right) {
+        return duration(*left, run) > duration(*right, run);
+    });
+    asked.resize(std::min(asked.size(), kLongest));
+    Table table({"longest", "took", "asked at", "ended at", "how"}, {false, true, true, true, false});
+    for (const Process* process : asked) {
+        const bool isThere = process->outcome == Outcome::survived || !process->ended;
+        table.add({named(process->name, process->pid), inSeconds(duration(*process, run)),
+                   inSeconds(process->asked.front().time - run.begin),
+                   isThere ? "still there" : inSeconds(*process->ended - run.begin), how(*process)});
+    }
+    return table.text();
+}
+
+std::string belongsTo(const Peer& parent, const std::string& unit) {
+    return (parent.pid == 0 ? "" : ", parent " + named(parent.name, parent.pid)) +
+           (unit.empty() ? "" : ", unit " + fitted(unit, kHowColumns));
+}
+
+std::string why(const Process& process) {
+    const Reason reason = process.reason.value_or(Reason());
+    std::string text(wordOf(kStateWords, reason.state));
+    if (reason.state == State::zombie) {
+        text += ": ended, but its parent does not take its status";
+    }
+    text += reason.function.empty() ? "" : " in " + fitted(reason.function, kNameColumns);
+    text += reason.tracer ? ", traced by " + named(reason.tracer->name, reason.tracer->pid) : "";
+    return text + ", started " + roughly(reason.age) + " ago" + belongsTo(process.parent, process.unit);
+}
+
+std::string survivors(const Run& run) {
+    Table table({"still there", "why"}, {false, false});
+    for (const Process& process : run.processes) {
+        if (process.outcome == Outcome::survived) {
+            table.add({named(process.name, process.pid), why(process)});
+        }
+    }
+    return table.text();
+}
+
+std::string cameBack(const Run& run) {
+    Table table({"came back", ""}, {false, false});
+    for (const CameBack& process : run.cameBack) {
+        table.add({named(process.name, process.pid),
+                   "at " + inSeconds(process.start - run.begin) + belongsTo(process.parent, process.unit)});
+    }
+    return table.text();
+}
+
+std::string strangers(const Run& run) {
+    Table table({"only in the log", ""}, {false, false});
+    for (const Stranger& stranger : run.strangers) {
+        Process asked;
+        asked.asked = stranger.asked;
+        table.add({named(stranger.name, stranger.pid), how(asked)});
+    }
+    return table.text();
+}
+
+std::string notes(const Run& run) {
+    std::string text;
+    for (const std::string& note : run.notes) {
+        text += "  Note: " + harmless(note) + "\n";
+    }
+    return text.empty() ? "" : "\n" + text;
+}
+
+} // namespace
+
+std::string reportOf(const Run& run) {
+    return "\ncvstop-watch: " + harmless(headline(run)) + "\n" + stages(run) + longest(run) + survivors(run) +
+           cameBack(run) + strangers(run) + notes(run);
+}
+
+} // namespace watch
