@@ -29,6 +29,9 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXE
 set(CPACK_VERBATIM_VARIABLES ON)
 # A build folder keeps the times at which its files were made; packages tell one, the same in every build of one tree.
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/onetime.cmake)
+# Static programs hold much of the same code, of which xz, in one piece, keeps one copy.
+set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
+set(CPACK_RPM_COMPRESSION_TYPE xz)
 set(CPACK_THREADS 1)
 
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <iterator>
 
 #include <fcntl.h>
 #include <linux/nsfs.h>
-#include <linux/openat2.h>
 #include <sys/ioctl.h>
 
 #include "names.h"
@@ -20,11 +20,12 @@ constexpr std::size_t kMountInfoSize = 16U << 20U;
 /// The initial user namespace has this number on every host (PROC_USER_INIT_INO, include/linux/proc_ns.h; Linux 3.8).
 constexpr std::string_view kInitialUserNamespace = "user:[4026531837]";
 
-/// What must be known of the caller itself.
-FileStatus requireStatus(const PinnedProcess& self, const char* name) {
-    const std::optional<FileStatus> status = self.status(name);
+/// What must be known of the caller itself. A caller is refused the status of its own executable only where a filter of
+/// system calls is older than statx, which is no better than a kernel that is.
+FileStatus requireExecutable(const PinnedProcess& self) {
+    const std::optional<FileStatus> status = self.executable();
     if (!status) {
-        throw ScanFailure{errno};
+        throw ScanFailure{errno == EPERM ? ENOSYS : errno};
     }
     return *status;
 }
@@ -40,6 +41,11 @@ std::string requireLink(const PinnedProcess& self, const char* name) {
 bool isIn(const PinnedProcess& process, const char* name, const std::string& space) {
     LinkBuffer buffer;
     return required(process.link(name, buffer)) == space;
+}
+
+/// Whether the way to the path leads over the mount.
+bool isOnTheWay(const MountLine& mount, std::string_view path) {
+    return mount.mountPoint == "/" || mount.mountPoint == path || isBelow(path, mount.mountPoint);
 }
 
 /// The owner of a user namespace, as the caller's user namespace numbers users (ioctl_ns(2)).
@@ -63,14 +69,11 @@ Caller::Caller(const Roots& roots) : m_installRoot(roots.install) {
     if (!self) {
         throw ScanFailure{errno};
     }
+    m_executable = requireExecutable(self);
     // The tree may be gone while its processes still run.
     m_installFolder = lister::statusOf(AT_FDCWD, m_installRoot.c_str());
     if (!m_installFolder && isRefusal(errno)) {
         throw ScanFailure{errno};
-    }
-    m_executable = requireStatus(self, "exe");
-    if (m_executable.mountId == 0) {
-        throw ScanFailure{ENOSYS};
     }
     m_executablePath = readLinkText(requireLink(self, "exe"), m_executable).path;
     m_pidNamespace = requireLink(self, "ns/pid");
@@ -145,16 +148,20 @@ bool Caller::isInInitialUserNamespace() const {
 }
 
 bool Caller::seesMount(std::uint64_t mountId, std::string_view path) const {
-    return std::any_of(m_mounts.begin(), m_mounts.end(), [&](const MountLine& mount) {
-        return mount.id == mountId &&
-               (mount.mountPoint == "/" || mount.mountPoint == path || isBelow(path, mount.mountPoint));
-    });
+    return std::any_of(m_mounts.begin(), m_mounts.end(),
+                       [&](const MountLine& mount) { return mount.id == mountId && isOnTheWay(mount, path); });
 }
 
-std::string_view Caller::mountType(std::uint64_t mountId) const {
-    const auto mount =
-        std::find_if(m_mounts.begin(), m_mounts.end(), [&](const MountLine& m) { return m.id == mountId; });
-    return mount != m_mounts.end() ? std::string_view(mount->type) : "";
+/// Of several mounts in one place, the last one hides the others: an automount stands below what it has mounted.
+bool Caller::passesServer(std::string_view path) const {
+    for (auto mount = m_mounts.begin(); mount != m_mounts.end(); ++mount) {
+        if (isOnTheWay(*mount, path) && isServedType(mount->type) &&
+            std::none_of(std::next(mount), m_mounts.end(),
+                         [&](const MountLine& later) { return later.mountPoint == mount->mountPoint; })) {
+            return true;
+        }
+    }
+    return false;
 }
 
 /// The install root is canonical, so a symbolic link on the way is not the host's; an absolute one would even lead from
@@ -165,7 +172,7 @@ bool Caller::sharesInstallRoot(const PinnedProcess& process) const {
         throwLost(errno);
     }
     // Without the leading slash: the path is walked from the process's own root.
-    const UniqueFd folder = findFile(root.get(), m_installRoot.c_str() + 1, RESOLVE_NO_SYMLINKS);
+    const UniqueFd folder = findFolderWithoutLinks(root.get(), m_installRoot.c_str() + 1);
     if (!folder) {
         throwIfRefused(errno);
         return false;

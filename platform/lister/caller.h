@@ -20,8 +20,7 @@ namespace lister {
 /// What the rules need to know of the caller and of the host; read once, when the first candidate is pinned.
 class Caller {
   public:
-    /// Throws ScanFailure where it cannot be known who the caller is: ENOSYS where the kernel does not tell the mount
-    /// of a file (before Linux 5.8).
+    /// Throws ScanFailure where it cannot be known who the caller is: ENOSYS where the mount of a file cannot be told.
     explicit Caller(const Roots& roots);
 
     [[nodiscard]] const std::string& installRoot() const { return m_installRoot; }
@@ -41,8 +40,8 @@ class Caller {
     [[nodiscard]] bool isInInitialUserNamespace() const;
     /// Whether the caller sees this mount at a place that `path` begins with.
     [[nodiscard]] bool seesMount(std::uint64_t mountId, std::string_view path) const;
-    /// The type of the file system of a mount, empty where the caller does not see it.
-    [[nodiscard]] std::string_view mountType(std::uint64_t mountId) const;
+    /// Whether a file system that the caller would pass on the way to `path` may have to ask a server.
+    [[nodiscard]] bool passesServer(std::string_view path) const;
     /// Whether the process finds the host's own folder at the install root.
     [[nodiscard]] bool sharesInstallRoot(const PinnedProcess& process) const;
 

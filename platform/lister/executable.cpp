@@ -29,7 +29,7 @@ bool isHostsExecutable(const Caller& caller, const PinnedProcess& process, const
 
 Verdict judgeExecutable(const Caller& caller, const PinnedProcess& process) {
     const std::string link = required(process.link("exe"));
-    const FileStatus status = required(process.status("exe"));
+    const FileStatus status = required(process.executable());
     LinkedFile file = readLinkText(link, status);
     if (!isBelow(file.path, caller.installRoot())) {
         return {0, Reason::NoRelation, ""};

@@ -1,6 +1,7 @@
 #include "files.h"
 
 #include <algorithm>
+#include <utility>
 
 #include <linux/openat2.h>
 #include <sys/stat.h>
@@ -14,12 +15,72 @@ namespace lister {
 
 namespace {
 
-// Linux 5.8; older headers lack it.
-#ifndef STATX_MNT_ID
-constexpr unsigned int kStatxMountId = 0x00001000U;
-#else
-constexpr unsigned int kStatxMountId = STATX_MNT_ID;
-#endif
+constexpr std::size_t kFdInfoSize = 4096;
+
+UniqueFd openByName(int directory, const char* path, int flags = 0) {
+    UniqueFd file(openat(directory, path, O_PATH | O_CLOEXEC | flags));
+    if (!file) {
+        throwIfShort(errno);
+    }
+    return file;
+}
+
+/// openat2(2), Linux 5.6: a descriptor that only names its file, looked up as `resolve` demands.
+UniqueFd find(int directory, const char* path, std::uint64_t flags, std::uint64_t resolve) {
+    open_how how = {};
+    how.flags = O_PATH | O_CLOEXEC | flags;
+    how.resolve = resolve;
+    UniqueFd file(static_cast<int>(syscall(SYS_openat2, directory, path, &how, sizeof how)));
+    if (!file) {
+        throwIfShort(errno);
+    }
+    return file;
+}
+
+/// An older kernel does not know the call, and neither do filters of system calls that are older than it.
+bool lacksOpenat2(int error) {
+    return error == ENOSYS || error == EPERM;
+}
+
+/// In place of openat2: each folder on the way, itself and never what a link leads to.
+UniqueFd walkWithoutLinks(int directory, std::string_view path) {
+    UniqueFd folder = openByName(directory, ".", O_DIRECTORY);
+    while (folder && !path.empty()) {
+        const std::size_t length = std::min(path.find('/'), path.size());
+        folder = openByName(folder.get(), std::string(path.substr(0, length)).c_str(), O_DIRECTORY | O_NOFOLLOW);
+        path.remove_prefix(std::min(length + 1, path.size()));
+    }
+    return folder;
+}
+
+/// The mount that an open file was reached by, from what the kernel says of the descriptor (Linux 3.15); 0 where it is
+/// not told. The thread's own folder: it may have a table of descriptors of its own.
+std::uint64_t mountOf(const UniqueFd& file) {
+    const std::string path = "/proc/thread-self/fdinfo/" + std::to_string(file.get());
+    const UniqueFd info(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!info) {
+        throwIfShort(errno);
+        return 0;
+    }
+    const std::optional<std::string> text = readAll(info.get(), kFdInfoSize);
+    return text ? parseMountId(*text).value_or(0) : 0;
+}
+
+/// In place of a statx that tells the mount: status and mount of one descriptor, so that they are of the same file
+/// whatever the process executes meanwhile.
+std::optional<FileStatus> statusAndMountByDescriptor(int directory, const char* path) {
+    const UniqueFd file = openByName(directory, path);
+    std::optional<FileStatus> status = file ? statusOf(file) : std::nullopt;
+    if (!status) {
+        return std::nullopt;
+    }
+    status->mountId = mountOf(file);
+    if (status->mountId == 0) {
+        errno = ENOSYS;
+        return std::nullopt;
+    }
+    return status;
+}
 
 } // namespace
 
@@ -33,15 +94,14 @@ std::optional<std::string_view> readLink(int directory, const char* name, LinkBu
                : std::optional(std::string_view(buffer, static_cast<std::size_t>(length)));
 }
 
-UniqueFd findFile(int directory, const char* path, std::uint64_t resolve) {
-    open_how how = {};
-    how.flags = O_PATH | O_CLOEXEC;
-    how.resolve = resolve;
-    UniqueFd file(static_cast<int>(syscall(SYS_openat2, directory, path, &how, sizeof how)));
-    if (!file) {
-        throwIfShort(errno);
-    }
-    return file;
+UniqueFd findFolderWithoutLinks(int directory, const char* path) {
+    UniqueFd folder = find(directory, path, O_DIRECTORY, RESOLVE_NO_SYMLINKS);
+    return !folder && lacksOpenat2(errno) ? walkWithoutLinks(directory, path) : std::move(folder);
+}
+
+std::optional<FileStatus> statusAndMountOf(int directory, const char* path) {
+    const std::optional<FileStatus> status = lister::statusOf(directory, path);
+    return status && status->mountId == 0 ? statusAndMountByDescriptor(directory, path) : status;
 }
 
 std::optional<FileStatus> statusOf(const UniqueFd& file) {
@@ -71,12 +131,14 @@ std::optional<std::string> readAll(int fd, std::size_t limit) {
 
 std::optional<FileStatus> statusOf(int directory, const char* path, int flags) {
     struct statx raw = {};
-    if (statx(directory, path, flags | AT_STATX_DONT_SYNC | AT_NO_AUTOMOUNT, STATX_BASIC_STATS | kStatxMountId, &raw) !=
+    if (statx(directory, path, flags | AT_STATX_DONT_SYNC | AT_NO_AUTOMOUNT, STATX_BASIC_STATS | STATX_MNT_ID, &raw) !=
         0) {
         throwIfShort(errno);
+        // Where the kernel has no statx, libc's own refuses AT_STATX_DONT_SYNC.
+        errno = errno == EINVAL ? ENOSYS : errno;
         return std::nullopt;
     }
-    const bool knowsMount = (raw.stx_mask & kStatxMountId) != 0;
+    const bool knowsMount = (raw.stx_mask & STATX_MNT_ID) != 0;
     return FileStatus{{raw.stx_dev_major, raw.stx_dev_minor, raw.stx_ino},
                       raw.stx_nlink,
                       raw.stx_mode,
@@ -85,12 +147,13 @@ std::optional<FileStatus> statusOf(int directory, const char* path, int flags) {
 }
 
 /// A running executable is in the kernel's look-up cache, where RESOLVE_CACHED (Linux 5.12) finds it without asking its
-/// server; what replaced it may not be, but a disk answers.
-std::optional<FileStatus> lookUpWithoutWaiting(const std::string& path, std::string_view mountType) {
-    if (const UniqueFd file = findFile(AT_FDCWD, path.c_str(), RESOLVE_CACHED)) {
+/// server; what replaced it may not be, but a disk answers. An older kernel looks nothing up this way, and a server's
+/// file is not found.
+std::optional<FileStatus> lookUpWithoutWaiting(const std::string& path, bool hasServer) {
+    if (const UniqueFd file = find(AT_FDCWD, path.c_str(), 0, RESOLVE_CACHED)) {
         return statusOf(file);
     }
-    return mountType.empty() || isServedType(mountType) ? std::nullopt : lister::statusOf(AT_FDCWD, path.c_str());
+    return hasServer ? std::nullopt : lister::statusOf(AT_FDCWD, path.c_str());
 }
 
 /// A file may really have a name that ends in " (deleted)": it has links then, and is found under that name.

@@ -31,13 +31,17 @@ struct FileStatus {
     std::uint32_t links = 0;
     std::uint32_t mode = 0;
     uid_t owner = 0;
-    /// The mount that the file was reached by (Linux 5.8), 0 where it is not known.
+    /// The mount that the file was reached by, 0 where statx does not tell it (before Linux 5.8).
     std::uint64_t mountId = 0;
 };
 
-/// statx that never waits for a file server (AT_STATX_DONT_SYNC); nothing when it fails, with errno set. As all that
-/// read here, throws ScanFailure when the caller has no descriptor or no memory left.
+/// statx that never waits for a file server (AT_STATX_DONT_SYNC); nothing when it fails, with errno set, to ENOSYS
+/// where the kernel has no statx (before Linux 4.11). As all that read here, throws ScanFailure when the caller has no
+/// descriptor or no memory left.
 std::optional<FileStatus> statusOf(int directory, const char* path, int flags = 0);
+
+/// The same with the mount, whatever the kernel; ENOSYS also where it can be told in no way.
+std::optional<FileStatus> statusAndMountOf(int directory, const char* path);
 
 /// Calls visit(name) for each entry of an open folder until it returns false. The buffer is small on purpose: names
 /// must be fresh when they are used. A process that changes its pid every 2 ms was seen by 94 of 100 passes over /proc
@@ -77,15 +81,16 @@ LinkedFile readLinkText(const std::string& link, const FileStatus& status);
 LinkedFile readLinkText(const std::string& link, const FileStatus& status, const std::optional<FileStatus>& found);
 
 /// The status of a running executable, looked up by its path and never waiting for a file server: nothing where
-/// only a server could tell. `mountType` is the type of the file system that it stands on, empty where it is not known.
-std::optional<FileStatus> lookUpWithoutWaiting(const std::string& path, std::string_view mountType);
+/// only a server could tell. `hasServer` says whether there is one on the way.
+std::optional<FileStatus> lookUpWithoutWaiting(const std::string& path, bool hasServer);
 
 /// At most `limit` bytes of an open file; nothing where reading failed on the way, with errno set: half a text would be
 /// taken for the whole.
 std::optional<std::string> readAll(int fd, std::size_t limit);
 
-/// A descriptor that only names its file (open(2), O_PATH), looked up as `resolve` demands (openat2(2), Linux 5.6).
-UniqueFd findFile(int directory, const char* path, std::uint64_t resolve);
+/// A descriptor that only names the folder (open(2), O_PATH) at a relative path on which no symbolic link stands; empty
+/// where there is none, with errno set.
+UniqueFd findFolderWithoutLinks(int directory, const char* path);
 
 /// The status of a file that is open, if only by name.
 std::optional<FileStatus> statusOf(const UniqueFd& file);

@@ -6,11 +6,14 @@
 #include <new>
 #include <string>
 
+#include "cvlog.h"
 #include "scan.h"
 
 namespace lister {
 
 namespace {
+
+constexpr char kFunction[] = "find_processes_CV";
 
 std::string canonical(const std::string& path) {
     char resolved[PATH_MAX];
@@ -31,6 +34,9 @@ int listProcesses(const Roots& roots, CV_Process_s** list, Proc_categories categ
         }
         return status;
     } catch (const ScanFailure& failure) {
+        if (failure.error == ENOSYS) {
+            logmsgf(kLogError, kFunction, "The kernel does not tell which mount a file is on: that takes Linux 4.12");
+        }
         return failure.error;
     } catch (const std::bad_alloc&) {
         return ENOMEM;

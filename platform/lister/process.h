@@ -26,6 +26,8 @@ class PinnedProcess {
     std::optional<std::string_view> link(const char* name, LinkBuffer& buffer) const;
     [[nodiscard]] std::optional<std::string> link(const char* name) const;
     [[nodiscard]] std::optional<FileStatus> status(const char* name) const { return statusOf(folder(), name); }
+    /// The status of what it executes, and its mount.
+    [[nodiscard]] std::optional<FileStatus> executable() const { return statusAndMountOf(folder(), "exe"); }
     /// At most `limit` bytes of a file; nothing when it cannot be read, with errno set.
     [[nodiscard]] std::optional<std::string> read(const char* name, std::size_t limit) const;
     [[nodiscard]] UniqueFd open(const char* name, int flags) const;

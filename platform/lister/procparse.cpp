@@ -20,6 +20,16 @@ template <class Number> std::optional<Number> parseWhole(std::string_view text, 
     return number;
 }
 
+/// What follows the key on its line; empty where there is no such line.
+std::string_view behindKey(std::string_view text, std::string_view key) {
+    const std::size_t at = text.find(key);
+    if (at == std::string_view::npos) {
+        return "";
+    }
+    const std::string_view rest = text.substr(at + key.size());
+    return rest.substr(0, rest.find('\n'));
+}
+
 bool isOctal(char c) {
     return c >= '0' && c <= '7';
 }
@@ -111,14 +121,14 @@ std::string unescapeOctal(std::string_view text) {
 }
 
 std::optional<uid_t> parseEffectiveUid(std::string_view status) {
-    constexpr std::string_view kKey = "\nUid:";
-    const std::size_t at = status.find(kKey);
-    if (at == std::string_view::npos) {
-        return std::nullopt;
-    }
-    std::string_view rest = status.substr(at + kKey.size());
+    std::string_view rest = behindKey(status, "\nUid:");
     takeWord(rest); // real
     return parseWhole<uid_t>(takeWord(rest));
+}
+
+std::optional<std::uint64_t> parseMountId(std::string_view fdinfo) {
+    std::string_view rest = behindKey(fdinfo, "\nmnt_id:");
+    return parseWhole<std::uint64_t>(takeWord(rest));
 }
 
 std::optional<std::string_view> withoutDeleted(std::string_view link) {

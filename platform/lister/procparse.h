@@ -58,6 +58,9 @@ std::string unescapeOctal(std::string_view text);
 /// The effective user id of "Uid:\tREAL\tEFFECTIVE\t..." in PID/status.
 std::optional<uid_t> parseEffectiveUid(std::string_view status);
 
+/// The number of "mnt_id:\tNUMBER", the mount of an open file, in PID/fdinfo/FD.
+std::optional<std::uint64_t> parseMountId(std::string_view fdinfo);
+
 /// The link text of a file that was removed or replaced, without the " (deleted)" that the kernel puts behind it
 /// (d_path, fs/d_path.c); nothing where it does not end so.
 std::optional<std::string_view> withoutDeleted(std::string_view link);

@@ -169,7 +169,8 @@ void Scan::visitUnreadable(pid_t pid, int error) {
         logmsgf(kLogWarning, kFunction, "Process %d passed over: the path of its executable is too long", pid);
         return;
     }
-    if (error == ENOMEM) {
+    // Neither is the fault of this process.
+    if (error == ENOMEM || error == ENOSYS) {
         throw ScanFailure{error};
     }
     m_wasDenied = true;

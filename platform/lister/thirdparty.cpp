@@ -129,10 +129,10 @@ Executable examineExecutable(Candidate& candidate, const std::optional<FileStatu
     if (!status) {
         return {link, false};
     }
-    const std::string_view type = candidate.caller().mountType(status->mountId);
+    const bool hasServer = candidate.caller().passesServer(pathOfLink(link));
     const LinkedFile file =
-        readLinkText(link, *status, withoutDeleted(link) ? lookUpWithoutWaiting(link, type) : std::nullopt);
-    const std::optional<FileStatus> found = lookUpWithoutWaiting(file.path, type);
+        readLinkText(link, *status, withoutDeleted(link) ? lookUpWithoutWaiting(link, hasServer) : std::nullopt);
+    const std::optional<FileStatus> found = lookUpWithoutWaiting(file.path, hasServer);
     const bool isVeryFile = found && !file.isDeleted && found->id == status->id;
     const bool isReplacement = found && file.isDeleted && candidate.sharesMounts();
     if (!isVeryFile && !isReplacement) {

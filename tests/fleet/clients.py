@@ -61,6 +61,10 @@ mount -t tmpfs tmpfs /root && mkdir -p /run/sshd /root/.ansible || exit 98
 exec cat
 """
 TIMEOUT = 900
+WATCH = box.BUILD / "watch/cvstop-watch"
+# Where its package puts it: beside the product, never in it.
+WATCHED = ("mkdir /tmp/upper /tmp/work && mount -t overlay -o lowerdir=/usr/sbin,upperdir=/tmp/upper,workdir=/tmp/work overlay "
+           "/usr/sbin && cp /opt/watch/cvstop-watch /usr/sbin")
 
 
 def children(pid):
@@ -103,6 +107,8 @@ class Client:
 
     def start(self):
         self.host.write("/opt/ssh/sshd_config", SSHD)
+        if WATCH.exists():
+            self.host.install(WATCH, "/opt/watch/cvstop-watch")
         self.host.install(self.fleet.folder / "host_key", "/opt/ssh/host_key", 0o600)
         self.host.install(self.fleet.folder / "key.pub", "/opt/ssh/authorized_keys", 0o600)
         with open(self.fleet.folder / f"{self.name}.log", "wb") as log:

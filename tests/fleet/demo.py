@@ -16,11 +16,13 @@ WAVES = {"shutdown_confirmed": True, "shutdown_serial": [1, 3, 6], "shutdown_max
 
 
 def lay_fleet():
+    """Ten clients, all with cvstop-watch if it is built: it draws who held a stop up."""
     fleet = clients.Fleet(FOLDER)
+    setup = clients.WATCHED if clients.WATCH.exists() else ""
     for number in range(1, 7):
-        fleet.add(f"web{number}", USUAL + f"{B}/gowid stop={number}\n")
-    fleet.add("db1", USUAL + f"{B}/momuhe ignore=all\n")
-    fleet.add("db2", USUAL, variables=f"""shutdown_exclude='["{B}/koka"]'""")
+        fleet.add(f"web{number}", USUAL + f"{B}/gowid stop={number}\n", setup=setup)
+    fleet.add("db1", USUAL + f"{B}/momuhe ignore=all\n", setup=setup)
+    fleet.add("db2", USUAL, setup=setup, variables=f"""shutdown_exclude='["{B}/koka"]'""")
     fleet.add("idle1")
     fleet.add("lost1", USUAL, reachable=False)
     return fleet

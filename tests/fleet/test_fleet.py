@@ -4,7 +4,7 @@ import re
 import subprocess
 
 import pytest
-from clients import Fleet, wait_for
+from clients import WATCH, WATCHED, Fleet, wait_for
 from conftest import REPO
 
 import box
@@ -261,6 +261,32 @@ def test_without_confirmation_nothing_happens(make_fleet):
     assert client.touched() == [] and not (fleet.folder / "report").exists()
 
 
+OWN_PLAY = """\
+- hosts: all
+  gather_facts: false
+  serial: 1
+  max_fail_percentage: 0
+  roles:
+    - role: quarn.corvane.shutdown
+      vars: {shutdown_confirmed: true, shutdown_poll: 1, shutdown_report_dir: "%s/own"}
+"""
+
+
+def test_the_role_in_a_play_of_ones_own(make_fleet):
+    fleet = make_fleet("own")
+    for name in ("first", "second", "third"):
+        fleet.add(name, f"{B}/halvd\n")
+    fleet["second"].host.write("/usr/quarn/corvane/host.conf", "[host]\nrole = server\n")
+    fleet.start()
+    (fleet.folder / "own.yml").write_text(OWN_PLAY % fleet.folder)
+    run = subprocess.run(["ansible-playbook", "own.yml"], env=fleet.environment(), cwd=fleet.folder, capture_output=True,
+                         text=True, check=False)
+    assert run.returncode == 2 and "server of the product" in run.stdout, run.stdout
+    assert {name: bool(client.touched()) for name, client in fleet.clients.items()} == {
+        "first": True, "second": False, "third": False}
+    assert (fleet.folder / "own/failed.txt").read_text() == "second\n"
+
+
 def test_two_controllers_at_once(make_fleet):
     fleet = make_fleet("two")
     client = fleet.add("client", f"{B}/halvd stop=3\n{B}/koka\n")
@@ -298,3 +324,21 @@ def test_without_become(make_fleet):
     result = fleet.play("preview", "-e", json.dumps(nobody))
     assert "Must be Administrator" in result.stdout and "Set become: true." in result.stdout
     assert client.touched() == []
+
+
+@pytest.mark.skipif(not WATCH.exists(), reason="cvstop-watch is not built")
+def test_who_held_a_stop_up(make_fleet):
+    fleet = make_fleet("watched")
+    for name, setup in (("watched", WATCHED), ("broken", WATCHED + " && echo exit 3 >/usr/sbin/cvstop-watch")):
+        fleet.add(name, f"{B}/halvd stop=3\n{B}/momuhe ignore=all\n{B}/koka\n", setup=setup)
+    fleet.start()
+    result = fleet.play("shutdown", *QUICK, "-e", json.dumps({"shutdown_serial": ["100%"]}))
+    assert result.returncode == 0, result.stdout
+    made = records(fleet)
+    seen = {entry["name"]: entry for entry in made["watched"]["watch"]["processes"]}
+    assert {name: entry["outcome"] for name, entry in seen.items()} == {"halvd": "ended", "momuhe": "killed", "koka": "ended"}
+    assert seen["halvd"]["ended"] - seen["halvd"]["asked"][0]["time"] == pytest.approx(3, abs=1)
+    page = (fleet.folder / "report/index.html").read_text()
+    assert page.count("<svg") == 1 and "3 processes were asked to end" in page and "momuhe took longest" in page
+    assert made["broken"]["outcome"] == "stopped" and "watch" not in made["broken"]
+    assert made["broken"]["warnings"] == ["cvstop-watch cannot be started: Exec format error"]

@@ -283,6 +283,15 @@ def test_a_cvstop_watch_that_fails_after_the_shutdown(client):
     assert result["outcome"] == "stopped" and [call.split()[0] for call in client.calls].count("-k") == 1
 
 
+def test_a_cvstop_watch_or_a_program_for_another_processor(client):
+    client.runs((f"{B}/koka", 812, "ends"))
+    alien = client.program_at("alien", "")
+    pathlib.Path(alien).write_bytes(b"\x7fELF\x02\x01\x01" + bytes(57))
+    result = client.call("cvstop", watch="auto", watch_executable=alien)
+    assert result["outcome"] == "stopped" and result["warnings"] == ["cvstop-watch cannot be started: Exec format error"]
+    assert "cannot be started: Exec format error" in client.call("cvstop_info", executable=alien)["msg"]
+
+
 def test_without_cvstop_watch(client):
     client.runs((f"{B}/koka", 812, "ends"))
     assert client.call("cvstop", watch="auto", watch_executable="/nowhere")["outcome"] == "stopped"
@@ -348,3 +357,17 @@ def test_documentation_and_arguments_agree():
         assert documented.keys() == arguments.keys()
         for option, rules in arguments.items():
             assert all(documented[option].get(key) == value for key, value in rules.items()), option
+
+
+@pytest.mark.parametrize("kind, names", [
+    ("module", ["cvstop", "cvstop_info", "shutdown_record", "shutdown_report"]), ("role", ["install", "shutdown"])])
+def test_ansible_doc_reads_it(tmp_path, kind, names):
+    environment = {**os.environ, "ANSIBLE_COLLECTIONS_PATH": str(REPO / "fleet"), "HOME": str(tmp_path), "LC_ALL": "C.UTF-8"}
+    for name in names:
+        run = subprocess.run(["ansible-doc", "-t", kind, "-j", f"quarn.corvane.{name}"], env=environment, capture_output=True,
+                             text=True, check=True)
+        described = json.loads(run.stdout)[f"quarn.corvane.{name}"]
+        if kind == "module":
+            assert described["doc"]["options"] and described["examples"] and described["return"]
+        else:
+            assert described["entry_points"]["main"]["options"]

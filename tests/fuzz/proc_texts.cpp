@@ -46,6 +46,7 @@ void checkLines(std::string_view text) {
     }
     lister::parseArgumentsEnd(text);
     lister::parseEffectiveUid(text);
+    lister::parseMountId(text);
     lister::parsePid(text);
     demand(lister::unescapeOctal(text).size() <= text.size(), "an escape grows no text");
 }

@@ -82,14 +82,14 @@ def archive_of_this_system():
     return codename, uris[0]
 
 
-def debian(codename, folder, included=""):
+def debian(codename, folder, *options):
     """A root of that Debian, made once; a test that wants one which the archive no longer has is skipped."""
     if os.geteuid() != 0:
         pytest.skip("only root can make a Debian root, and install a package there")
     done = folder / "done"
     if not done.exists():
         shutil.rmtree(folder, ignore_errors=True)
-        made = subprocess.run(["debootstrap", "--variant=minbase", f"--include={included}", codename, folder / "root",
+        made = subprocess.run(["debootstrap", "--variant=minbase", *options, codename, folder / "root",
                                archive_of_this_system()[1]], capture_output=True, text=True, check=False)
         if "Failed getting release file" in made.stdout + made.stderr:
             pytest.skip(f"the archive has no {codename} any more")
@@ -100,7 +100,7 @@ def debian(codename, folder, included=""):
 
 @pytest.fixture(scope="session")
 def base():
-    return debian(archive_of_this_system()[0], BASE, INCLUDED)
+    return debian(archive_of_this_system()[0], BASE, f"--include={INCLUDED}")
 
 
 class Root:
@@ -144,7 +144,6 @@ class Root:
     def journal(self, kind):
         events = [line.split("\t") for line in self.inside("/usr/quarn/sandbox/journal").read_text().splitlines()]
         return [event[2:] for event in events if event[1] == kind]
-
 
     def remove(self):
         shutil.rmtree(self.path, ignore_errors=True)

@@ -10,7 +10,8 @@ from conftest import REPO, step
 
 BIN = "/usr/quarn/corvane/bin"
 README = (REPO / "README.md").read_text()
-STEPS = ("demo", "test", "package", "install", "first-shutdown", "what-is-left")
+# The fleet's is run by tests/fleet.
+STEPS = ("demo", "test", "fleet", "package", "install", "first-shutdown", "what-is-left")
 
 
 def test_every_step_is_there_once_and_no_other():

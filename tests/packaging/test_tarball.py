@@ -1,5 +1,5 @@
-"""The archive for hosts without a package of ours: installed, used, upgraded, removed. It stops nothing and loses nothing, and what
-is damaged changes nothing. And the archive of object files, which makes the program again."""
+"""The archive for hosts without a package of ours: installed, used, upgraded, removed. It stops nothing and loses nothing, and
+what is damaged changes nothing. And the archive of object files, which makes the program again."""
 import subprocess
 
 import pytest
@@ -61,7 +61,7 @@ def test_removal_leaves_logs_and_configuration_and_stops_nothing(root, tarball):
     left = {"/" + str(path.relative_to(root.path)) for path in root.path.rglob("*") if path not in before and path.is_file()}
     assert {path for path in left if "cvstop" in path and not path.startswith("/src/")} == {LOG, ROTATION}
     assert "nothing was installed from an archive" in root.run(
-        f"cp /src/cvstop.tar.gz /tmp; cd /tmp; tar -xzf cvstop.tar.gz; /tmp/cvstop-*/remove 2>&1 || true")
+        "cp /src/cvstop.tar.gz /tmp; cd /tmp; tar -xzf cvstop.tar.gz; /tmp/cvstop-*/remove 2>&1 || true")
 
 
 @pytest.mark.parametrize("missing", [2000, 400_000])

@@ -7,7 +7,7 @@ import shlex
 
 import pytest
 
-from box import BIN, BUILD, CVSTOP, GATHERING, assert_ends, listed, rows_of_listing, until_ended, until_logged
+from box import BIN, BUILD, CVSTOP, EXECUTABLES, GATHERING, assert_ends, listed, rows_of_listing, until_ended, until_logged
 
 HERE = pathlib.Path(__file__).parent
 SLEEP = "/usr/bin/sleep"
@@ -25,11 +25,11 @@ def background(command, ready):
 
 
 def runs(path):
-    return f"readlink /proc/[0-9]*/exe | grep -q '^{re.escape(path)}\\( (deleted)\\)\\{{0,1\\}}$'"
+    return f"{EXECUTABLES} | grep -q '^{re.escape(path)}\\( (deleted)\\)\\{{0,1\\}}$'"
 
 
 def runs_count(path):
-    return f"readlink /proc/[0-9]*/exe | grep -c '^{re.escape(path)}$'"
+    return f"{EXECUTABLES} | grep -c '^{re.escape(path)}$'"
 
 
 # --- mount namespaces

@@ -94,10 +94,13 @@ def test_whole_shutdown(host, language, locale):
 @pytest.mark.parametrize("language, locale", LANGUAGES.items(), ids=LANGUAGES)
 def test_bad_command_line_and_usage(host, language, locale):
     say = Speaker(language)
-    result = host().run("-x", env={"LC_ALL": locale})
+    here = host()
+    result = here.run("-x", env={"LC_ALL": locale})
     program = f"{BIN}/cvstop"
     usage = say("MsgCvs0155N", program) + ENGLISH["MsgCvs0165N"] % program + ENGLISH["MsgCvs0190N"] % program
     assert (result.stdout, result.status) == (say("MsgCvs0145N", "-x") + usage, 20)
+    result = here.run("-h", env={"LC_ALL": locale})
+    assert (result.stdout, result.status) == (usage, 0)
 
 
 def mo_file(entries, order="<"):

@@ -1,7 +1,7 @@
 """Which processes of a whole host are the product's: containers, services, ordinary users and other impostors."""
 import pytest
 
-from box import BIN, listed, until_logged
+from box import BIN, EXECUTABLES, listed, until_logged
 
 SLEEP = "/usr/bin/sleep"
 # Stands beside whatever a test looks for: a listing that misses everything is not taken for one that is right.
@@ -13,7 +13,7 @@ def start(command):
     """Starts a command in the background of the box and waits until it has become sleep(1); where it ends, so does the test."""
     return (f"{command} &\nfound=; until test -n \"$found\"; do kill -0 $! || exit 98; for pid in /proc/[0-9]*; do "
             "case \"$(tr '\\0' ' ' <$pid/cmdline 2>/dev/null)\" in *' 31337 ') "
-            "case $(readlink $pid/exe) in *sh|*/unshare|*/setpriv|*/env|*/chroot) ;; *) found=1; break;; esac;; esac; "
+            "case $(readlink $pid/exe) in *sh|*/busybox|*/unshare|*/setpriv|*/env|*/chroot) ;; *) found=1; break;; esac;; esac; "
             "done; done\n")
 
 
@@ -82,7 +82,7 @@ def test_lazily_detached_mount_proves_no_path(listing):
     detached = f"/tmp/m{BIN}"
     result = listing(f"mkdir -p /tmp/m && mount -t tmpfs tmpfs /tmp/m && mkdir -p {detached} && cp {SLEEP} {detached}/halvd\n"
                      + start(f"{detached}/halvd 31337") + "umount -l /tmp/m\n"
-                     + f"readlink /proc/[0-9]*/exe | grep -qx '{BIN}/halvd' || exit 96\n")
+                     + f"{EXECUTABLES} | grep -qx '{BIN}/halvd' || exit 96\n")
     assert result == [WITNESS]
 
 
@@ -104,9 +104,7 @@ def test_chroot_into_the_tree_is_not_the_hosts_path(listing):
 @pytest.mark.parametrize("name", ["halvd;touch canary", "halvd$(touch canary)", "halvd`touch canary`", "a b", "x'y", 'x"y'])
 def test_path_that_a_shell_would_run_is_listed_and_never_run(host, name):
     here = host()
-    target = here.quarn / "corvane/bin" / name
-    target.write_bytes(open(SLEEP, "rb").read())
-    target.chmod(0o755)
+    here.install(SLEEP, f"{BIN}/{name}")
     result = here.run("-k", "-3", before=start(f"find {BIN} -name 'halvd*' -o -name '* *' -o -name 'x?y' | "
                                                "{ read -r path; cd /tmp; exec \"$path\" 31337; }"),
                       after="test ! -e /canary -a ! -e /tmp/canary -a ! -e canary || echo FOUND >/usr/quarn/sandbox/canary")
@@ -161,7 +159,7 @@ def test_ordinary_user_cannot_make_his_shell_the_products_script(listing):
 
 
 def test_zombies_are_no_records(listing):
-    inside = f"{BIN}/halvd 0 & exec sleep 31337"
+    inside = f"{BIN}/halvd 0 & exec {SLEEP} 31337"
     result = listing(product_copy("halvd") + start(f"sh -c '{inside}'")
                      + "until grep -l '(halvd) Z' /proc/[0-9]*/stat >/dev/null 2>&1; do :; done\n")
     assert result == [WITNESS]

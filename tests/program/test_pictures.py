@@ -93,7 +93,7 @@ def test_third_parties_of_both_categories_beside_a_survivor(host):
     shell = int(here.file("shell"))
     names = [f"momuhe ({result.pid('momuhe')})"]
     rows = sorted([product(result, "momuhe"), third(result, "mapper", "/opt/other/mapper"),
-                   third(result, "editor", "/opt/other/editor"), ("dash", "/usr/bin/dash", shell, "Third Party")],
+                   third(result, "editor", "/opt/other/editor"), (here.SHELL.name, here.SHELL, shell, "Third Party")],
                   key=lambda row: row[2])
     expected = (
         GATHERING + initiating(4) + signaling(f"{BIN}/momuhe") + waiting(names) + f"{names[0]} has not terminated\n"

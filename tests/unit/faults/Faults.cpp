@@ -12,6 +12,8 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 
+#include "Kernel.h"
+
 namespace {
 
 // No std::string: calls are also counted while memory is short.
@@ -20,17 +22,25 @@ int g_error = 0;
 int g_left = 0;
 std::function<void()> g_act;
 int g_leftToAct = 0;
-bool g_tellsMounts = true;
+bool g_isRefused = false;
+char g_hidden[64];
 
 bool isDue(const char* call) {
     if (g_leftToAct != 0 && --g_leftToAct == 0) {
         g_act();
     }
-    if (g_left == 0 || std::strcmp(call, g_call) != 0 || --g_left != 0) {
+    if (g_left == 0 || std::strcmp(call, g_call) != 0 || (--g_left != 0 && !g_isRefused)) {
         return false;
     }
+    g_left = g_isRefused ? 1 : g_left;
     errno = g_error;
     return true;
+}
+
+bool isHidden(const char* path) {
+    const bool isIt = g_hidden[0] != '\0' && std::strncmp(path, g_hidden, std::strlen(g_hidden)) == 0;
+    errno = isIt ? ENOENT : errno;
+    return isIt;
 }
 
 void keep(const char* format, va_list arguments) __attribute__((format(printf, 1, 0)));
@@ -51,6 +61,15 @@ void arm(const std::string& call, int error, int occurrence) {
     g_left = occurrence;
 }
 
+void refuse(const std::string& call, int error) {
+    arm(call, error, 1);
+    g_isRefused = true;
+}
+
+void hide(const std::string& beginning) {
+    std::snprintf(g_hidden, sizeof g_hidden, "%s", beginning.c_str());
+}
+
 void interrupt(int occurrence, std::function<void()> act) {
     g_act = std::move(act);
     g_leftToAct = occurrence;
@@ -58,13 +77,10 @@ void interrupt(int occurrence, std::function<void()> act) {
 
 bool disarm() {
     const bool wasReached = g_left == 0 && g_leftToAct == 0;
+    g_isRefused = false;
     g_left = 0;
     g_leftToAct = 0;
     return wasReached;
-}
-
-void tellMounts(bool isTold) {
-    g_tellsMounts = isTold;
 }
 
 std::vector<std::string>& systemLog() {
@@ -92,7 +108,7 @@ std::vector<std::string>& systemLog() {
         va_start(rest, flags);                                                                                         \
         const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(rest, mode_t) : 0;                                         \
         va_end(rest);                                                                                                  \
-        return isDue("open") ? -1 : __real_##name(path, flags, mode);                                                  \
+        return isDue("open") || isHidden(path) ? -1 : __real_##name(path, flags, mode);                                \
     }
 #define PASS_ON_OPENAT(name)                                                                                           \
     int __real_##name(int folder, const char* path, int flags, ...);                                                   \
@@ -121,8 +137,6 @@ PASS_ON(int, "fstat", fstat64, (int fd, struct stat64* to), (fd, to))
 PASS_ON(int, "stat", stat, (const char* path, struct stat* to), (path, to))
 PASS_ON(int, "stat", stat64, (const char* path, struct stat64* to), (path, to))
 PASS_ON(ssize_t, "getdents64", getdents64, (int fd, void* to, std::size_t size), (fd, to, size))
-PASS_ON(int, "ioctl", ioctl, (int fd, unsigned long request, void* argument), (fd, request, argument))
-PASS_ON(long, "syscall", syscall, (long number, long a, long b, long c, long d), (number, a, b, c, d))
 PASS_ON(int, "mkdir", mkdir, (const char* path, mode_t mode), (path, mode))
 PASS_ON(int, "chmod", chmod, (const char* path, mode_t mode), (path, mode))
 PASS_ON(int, "fchmod", fchmod, (int fd, mode_t mode), (fd, mode))
@@ -148,17 +162,17 @@ ssize_t __wrap___readlinkat_chk(int folder, const char* path, char* to, std::siz
     return __wrap_readlinkat(folder, path, to, size);
 }
 
-int __real_statx(int folder, const char* path, int flags, unsigned int mask, struct statx* to);
+int __wrap_statx(int folder, const char* path, int flags, unsigned int mask, struct statx* to);
 int __wrap_statx(int folder, const char* path, int flags, unsigned int mask, struct statx* to) {
-    if (isDue("statx")) {
-        return -1;
-    }
-    const int result = __real_statx(folder, path, flags, mask, to);
-    if (!g_tellsMounts) {
-        constexpr unsigned int kMountId = 0x1000; // STATX_MNT_ID
-        to->stx_mask &= ~kMountId;
-    }
-    return result;
+    return isDue("statx") ? -1 : kernel::statx(folder, path, flags, mask, to);
+}
+long __wrap_syscall(long number, long a, long b, long c, long d);
+long __wrap_syscall(long number, long a, long b, long c, long d) {
+    return isDue("syscall") ? -1 : kernel::syscall(number, a, b, c, d);
+}
+int __wrap_ioctl(int fd, unsigned long request, void* argument);
+int __wrap_ioctl(int fd, unsigned long request, void* argument) {
+    return isDue("ioctl") ? -1 : kernel::ioctl(fd, request, argument);
 }
 
 /// A descriptor is closed even where close says that it failed (close(2)).

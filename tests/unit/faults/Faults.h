@@ -19,8 +19,11 @@ void interrupt(int occurrence, std::function<void()> act);
 /// Lets all calls pass again. Returns whether the call was reached, and failed or was held up.
 bool disarm();
 
-/// Whether statx reports the mount of a file: before Linux 5.8 it did not.
-void tellMounts(bool isTold);
+/// From now on every call of that name fails with errno set to `error`, and disarm() ends it.
+void refuse(const std::string& call, int error);
+
+/// From now on no file whose path begins so can be opened by it; an empty beginning ends that.
+void hide(const std::string& beginning);
 
 /// What went to the system's log; none of it reaches the real one.
 std::vector<std::string>& systemLog();

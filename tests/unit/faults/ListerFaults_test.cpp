@@ -5,6 +5,7 @@
 
 #include <sched.h>
 
+#include "Kernel.h"
 #include "ListerLog.h"
 
 namespace lister {
@@ -124,15 +125,45 @@ TEST_F(ListerLog, TellsOfEveryRelatedProcessWhenAskedForDetail) {
 }
 
 /// Without the mount of a file nothing proves a path, and "nothing runs" would be a lie.
-TEST_F(ListerLog, KernelThatDoesNotTellMountsEndsTheScan) {
-    const auto daemon = run(install("halvd"));
-    show(daemon->pid());
-    faults::tellMounts(false);
-    const Outcome found = scan();
-    faults::tellMounts(true);
-    EXPECT_EQ(found.status, ENOSYS);
-    EXPECT_TRUE(found.found.empty());
+class NoMounts : public ListerLog {
+  protected:
+    void expectThatTheScanEnds() {
+        const auto daemon = run(install("halvd"));
+        show(daemon->pid());
+        const Outcome found = scan();
+        EXPECT_EQ(found.status, ENOSYS);
+        EXPECT_TRUE(found.found.empty());
+        EXPECT_THAT(found.log,
+                    testing::HasSubstr("error find_processes_CV: The kernel does not tell which mount a file "
+                                       "is on: that takes Linux 4.12\n"));
+    }
+};
+
+TEST_F(NoMounts, KernelThatTellsThemInNoWayEndsTheScan) {
+    kernel::pretend("5.4");
+    faults::hide("/proc/thread-self/fdinfo/");
+    expectThatTheScanEnds();
+    faults::hide("");
+    kernel::pretend(nullptr);
 }
+
+class NoStatx : public NoMounts, public testing::WithParamInterface<int> {};
+
+TEST_P(NoStatx, EndsTheScan) {
+    faults::refuse("statx", GetParam());
+    expectThatTheScanEnds();
+}
+
+/// No executable is read of a kernel thread, and its other threads are looked for.
+TEST_P(NoStatx, EndsTheScanWhereNothingOfTheProductRuns) {
+    fs::create_directories(m_table + "/77");
+    faults::refuse("statx", GetParam());
+    EXPECT_EQ(scan().status, ENOSYS);
+}
+
+// An old kernel's answer, an old filter's, and that of libc's own statx.
+INSTANTIATE_TEST_SUITE_P(Answers, NoStatx, testing::Values(ENOSYS, EPERM, EINVAL),
+                         [](const auto& parameter) { return std::string(strerrorname_np(parameter.param)); });
 
 TEST_F(ListerLog, SaysNothingOfProcessesThatItKnows) {
     const auto daemon = run(install("halvd"));

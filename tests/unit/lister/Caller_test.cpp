@@ -72,9 +72,18 @@ TEST_F(CallerFacts, MalformedMountLinesAreSkipped) {
     EXPECT_FALSE(caller.seesMount(37, "/opt/x/y"));
     EXPECT_TRUE(caller.seesMount(38, "/opt/x/y"));
     EXPECT_FALSE(caller.seesMount(39, "/opt/x/y"));
-    EXPECT_EQ(caller.mountType(37), "nfs4");
-    EXPECT_EQ(caller.mountType(38), "tmpfs");
-    EXPECT_EQ(caller.mountType(39), "");
+}
+
+TEST_F(CallerFacts, ServerIsPassedWhereItsFileSystemIsOnTheWay) {
+    write("self", "mountinfo",
+          "36 1 0:1 / / rw - ext4 x rw\n37 36 0:2 / /mnt/far rw - nfs4 x rw\n38 37 0:3 / /mnt/far/near rw - ext4 x rw\n"
+          "39 36 0:4 / /auto rw - autofs x rw\n40 39 0:5 / /auto rw - ext4 x rw\n");
+    const Caller caller(m_roots);
+    EXPECT_FALSE(caller.passesServer("/usr/bin/x"));
+    EXPECT_TRUE(caller.passesServer("/mnt/far/x"));
+    EXPECT_FALSE(caller.passesServer("/mnt/farther/x"));
+    EXPECT_TRUE(caller.passesServer("/mnt/far/near/x")) << "the way leads over the server";
+    EXPECT_FALSE(caller.passesServer("/auto/x")) << "the last mount hides the one below it";
 }
 
 TEST_F(CallerFacts, InstallRootThatIsGoneKeepsItsName) {

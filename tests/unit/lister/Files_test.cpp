@@ -2,26 +2,29 @@
 
 #include <atomic>
 #include <cerrno>
+#include <sstream>
+#include <thread>
 
 #include <linux/openat2.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 
+#include "Kernel.h"
 #include "ListerTest.h"
 
 namespace {
 
-/// How a look-up in the kernel's cache alone (RESOLVE_CACHED) is answered.
-enum class Answer { Real, FromTheCache, NotInTheCache };
+/// How a look-up in the kernel's cache alone (RESOLVE_CACHED) is answered: 0 from the cache, or an errno value.
+constexpr int kReal = -1;
 
-std::atomic<Answer> g_answer = Answer::Real;
+std::atomic<int> g_answer = kReal;
 /// Calls of statx, which may ask a disk or a server.
 std::atomic<int> g_statusCalls = 0;
 
 long answerLookUp(long folder, long path, long how) {
     const bool isCachedOnly = (reinterpret_cast<const open_how*>(how)->resolve & RESOLVE_CACHED) != 0;
-    if (g_answer == Answer::NotInTheCache && isCachedOnly) {
-        errno = EAGAIN; // openat2(2)
+    if (g_answer != 0 && isCachedOnly) {
+        errno = g_answer;
         return -1;
     }
     return openat(static_cast<int>(folder), reinterpret_cast<const char*>(path), O_PATH | O_CLOEXEC);
@@ -32,19 +35,21 @@ long answerLookUp(long folder, long path, long how) {
 // Names given by the linker's --wrap.
 // NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
 extern "C" {
-long __real_syscall(long number, long a, long b, long c, long d);
 long __wrap_syscall(long number, long a, long b, long c, long d);
-int __real_statx(int folder, const char* path, int flags, unsigned int mask, struct statx* to);
 int __wrap_statx(int folder, const char* path, int flags, unsigned int mask, struct statx* to);
+int __wrap_ioctl(int fd, unsigned long request, void* argument);
 
 long __wrap_syscall(long number, long a, long b, long c, long d) {
-    return number == SYS_openat2 && g_answer != Answer::Real ? answerLookUp(a, b, c)
-                                                             : __real_syscall(number, a, b, c, d);
+    return number == SYS_openat2 && g_answer != kReal ? answerLookUp(a, b, c) : kernel::syscall(number, a, b, c, d);
 }
 
 int __wrap_statx(int folder, const char* path, int flags, unsigned int mask, struct statx* to) {
     g_statusCalls += *path != '\0' ? 1 : 0; // what is open already is asked with an empty path
-    return __real_statx(folder, path, flags, mask, to);
+    return kernel::statx(folder, path, flags, mask, to);
+}
+
+int __wrap_ioctl(int fd, unsigned long request, void* argument) {
+    return kernel::ioctl(fd, request, argument);
 }
 }
 // NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
@@ -80,44 +85,123 @@ TEST_F(LinkText, EndsInDeletedOnlyWhereTheFileIsCalledSo) {
     EXPECT_TRUE(readLinkText(path, *status).isDeleted);
 }
 
-/// Look-ups of an existing file that the kernel's cache has, or not.
-class LookUp : public testing::TestWithParam<const char*> {
-  protected:
-    LookUp() {
-        g_answer = Answer::FromTheCache;
-        g_statusCalls = 0;
+/// As mountinfo numbers it, however the kernel tells it.
+TEST_F(LinkText, MountOfAFileIsTheOneThatMountinfoHas) {
+    // "36 35 98:0 / /proc rw - proc proc rw": the last mount there hides those before it.
+    std::istringstream mounts(textOf("/proc/self/mountinfo"));
+    std::uint64_t expected = 0;
+    for (std::string line; std::getline(mounts, line);) {
+        const std::optional<MountLine> mount = parseMountLine(line);
+        expected = mount && mount->mountPoint == "/proc" ? mount->id : expected;
     }
-    ~LookUp() override { g_answer = Answer::Real; }
-};
-
-class ServedLookUp : public LookUp {};
-class DiskLookUp : public LookUp {};
-
-TEST_P(ServedLookUp, TakesWhatTheCacheHas) {
-    EXPECT_TRUE(lookUpWithoutWaiting("/bin/sh", GetParam()));
+    ASSERT_NE(expected, 0U);
+    for (const char* version : {"5.4", static_cast<const char*>(nullptr)}) {
+        kernel::pretend(version);
+        const std::optional<FileStatus> status = statusAndMountOf(AT_FDCWD, "/proc/version");
+        const std::optional<FileStatus> plain = statusOf(AT_FDCWD, "/proc/version");
+        kernel::pretend(nullptr);
+        ASSERT_TRUE(status && plain);
+        EXPECT_EQ(status->mountId, expected);
+        EXPECT_EQ(status->id, plain->id);
+        EXPECT_EQ(status->links, plain->links);
+    }
 }
 
-/// Its server may never answer.
-TEST_P(ServedLookUp, AsksTheServerForNothing) {
-    g_answer = Answer::NotInTheCache;
-    EXPECT_FALSE(lookUpWithoutWaiting("/bin/sh", GetParam()));
+/// The judging thread has a table of descriptors of its own.
+TEST_F(LinkText, MountOfAFileIsToldToAThreadWithDescriptorsOfItsOwn) {
+    kernel::pretend("5.4");
+    std::thread([] {
+        EXPECT_EQ(unshare(CLONE_FILES), 0);
+        const UniqueFd inTheWay(open("/", O_PATH | O_CLOEXEC));
+        EXPECT_TRUE(statusAndMountOf(AT_FDCWD, "/proc/version"));
+    }).join();
+    kernel::pretend(nullptr);
+}
+
+TEST_F(LinkText, MountOfNoFileIsNothing) {
+    kernel::pretend("5.4");
+    errno = 0;
+    EXPECT_FALSE(statusAndMountOf(AT_FDCWD, "/nonexistent/x"));
+    EXPECT_EQ(errno, ENOENT);
+    kernel::pretend(nullptr);
+}
+
+/// Both ways to find a folder.
+class FolderWithoutLinks : public Lister, public testing::WithParamInterface<const char*> {
+  protected:
+    FolderWithoutLinks() : m_start(open(m_folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {
+        kernel::pretend(GetParam());
+    }
+    ~FolderWithoutLinks() override { kernel::pretend(nullptr); }
+
+    UniqueFd m_start;
+};
+
+TEST_P(FolderWithoutLinks, IsFound) {
+    const UniqueFd folder = findFolderWithoutLinks(m_start.get(), "quarn/bin");
+    ASSERT_TRUE(folder);
+    EXPECT_TRUE(sameFile(statusOf(folder), statusOf(AT_FDCWD, (m_root + "/bin").c_str())));
+}
+
+TEST_P(FolderWithoutLinks, IsNotFoundBehindALink) {
+    fs::create_directory_symlink(m_root, m_folder / "link");
+    for (const char* path : {"link", "link/bin", "quarn/../link"}) {
+        errno = 0;
+        EXPECT_FALSE(findFolderWithoutLinks(m_start.get(), path)) << path;
+        EXPECT_FALSE(isRefusal(errno)) << path << ": " << errno;
+    }
+}
+
+TEST_P(FolderWithoutLinks, IsNotFoundWhereThereIsNone) {
+    install("file");
+    for (const char* path : {"nothing", "quarn/nothing/bin", "quarn/bin/file"}) {
+        errno = 0;
+        EXPECT_FALSE(findFolderWithoutLinks(m_start.get(), path)) << path;
+        EXPECT_FALSE(isRefusal(errno)) << path << ": " << errno;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Kernels, FolderWithoutLinks, testing::Values(nullptr, "5.4"),
+                         [](const auto& parameter) { return parameter.param == nullptr ? "Todays" : "Linux5_4"; });
+
+/// What the kernel answers where it does not find a file without asking: that the cache does not have it, or that it
+/// knows no such look-up (before Linux 5.12), or not even the call (before 5.6, or behind an old filter).
+constexpr int kUnfound[] = {EAGAIN, EINVAL, ENOSYS, EPERM};
+
+/// Look-ups of an existing file that the kernel's cache has, or not.
+class LookUp : public testing::Test {
+  protected:
+    LookUp() {
+        g_answer = 0;
+        g_statusCalls = 0;
+    }
+    ~LookUp() override { g_answer = kReal; }
+};
+
+TEST_F(LookUp, TakesWhatTheCacheHas) {
+    EXPECT_TRUE(lookUpWithoutWaiting("/bin/sh", true));
+    EXPECT_TRUE(lookUpWithoutWaiting("/bin/sh", false));
     EXPECT_EQ(g_statusCalls, 0);
 }
 
-TEST_P(DiskLookUp, TakesWhatTheCacheHas) {
-    EXPECT_TRUE(lookUpWithoutWaiting("/bin/sh", GetParam()));
+/// It may never answer.
+TEST_F(LookUp, AsksNoServer) {
+    for (const int error : kUnfound) {
+        g_answer = error;
+        EXPECT_FALSE(lookUpWithoutWaiting("/bin/sh", true)) << error;
+        EXPECT_EQ(g_statusCalls, 0);
+    }
 }
 
-TEST_P(DiskLookUp, AsksTheDiskForTheRest) {
-    g_answer = Answer::NotInTheCache;
-    EXPECT_TRUE(lookUpWithoutWaiting("/bin/sh", GetParam()));
-    EXPECT_FALSE(lookUpWithoutWaiting("/nonexistent/x", GetParam()));
-    EXPECT_EQ(g_statusCalls, 2);
+TEST_F(LookUp, AsksTheDiskForTheRest) {
+    for (const int error : kUnfound) {
+        g_answer = error;
+        g_statusCalls = 0;
+        EXPECT_TRUE(lookUpWithoutWaiting("/bin/sh", false)) << error;
+        EXPECT_FALSE(lookUpWithoutWaiting("/nonexistent/x", false)) << error;
+        EXPECT_EQ(g_statusCalls, 2);
+    }
 }
-
-// "" stands for a mount that the caller does not see.
-INSTANTIATE_TEST_SUITE_P(Types, ServedLookUp, testing::Values("", "nfs4", "fuse.sshfs"));
-INSTANTIATE_TEST_SUITE_P(Types, DiskLookUp, testing::Values("ext4", "overlay"));
 
 } // namespace
 } // namespace lister

@@ -111,7 +111,18 @@ TEST(EffectiveUid, IsTheSecondNumber) {
     EXPECT_EQ(parseEffectiveUid("Name:\tx\nUid:\t1000\t0\t0\t0\nGid:\t5\n"), 0U);
     EXPECT_EQ(parseEffectiveUid("Name:\tUid: 0 0\nUid:\t7\t8\t8\t8\n"), 8U);
     EXPECT_EQ(parseEffectiveUid("Uid:\t7\n"), std::nullopt);
+    EXPECT_EQ(parseEffectiveUid("Name:\tx\nUid:\t7\nGid:\t5\t5\n"), std::nullopt) << "the next line is another's";
     EXPECT_EQ(parseEffectiveUid(""), std::nullopt);
+}
+
+/// As PID/fdinfo/FD has it since Linux 3.15.
+TEST(MountOfADescriptor, IsTheNumberOfItsLine) {
+    EXPECT_EQ(parseMountId("pos:\t0\nflags:\t012000000\nmnt_id:\t29\nino:\t1234\n"), 29U);
+    EXPECT_EQ(parseMountId("pos:\t0\nflags:\t012000000\nmnt_id:\t29\n"), 29U);
+    EXPECT_EQ(parseMountId("pos:\t0\nflags:\t012000000\n"), std::nullopt);
+    EXPECT_EQ(parseMountId("pos:\t0\nmnt_id:\nino:\t1234\n"), std::nullopt);
+    EXPECT_EQ(parseMountId("pos:\t0\nmnt_id:\t29x\n"), std::nullopt);
+    EXPECT_EQ(parseMountId(""), std::nullopt);
 }
 
 TEST(DeletedSuffix, IsTakenOffTheEndAlone) {

@@ -73,14 +73,21 @@ class Program(object):
         return [self.path, mode] + self.options
 
     def run(self, command):
-        """Status and standard output, as bytes."""
+        """Status and standard output, as bytes. Raises OSError where the command cannot be started."""
         code, out, dummy = self.module.run_command(
-            command, environ_update=ENGLISH, encoding=None, cwd='/', expand_user_and_vars=False)
+            command, environ_update=ENGLISH, encoding=None, cwd='/', expand_user_and_vars=False, handle_exceptions=False)
         return status_of(code), out
+
+    def run_program(self, mode):
+        """Status and standard output of the program itself, which must start."""
+        try:
+            return self.run(self.command(mode))
+        except OSError as error:
+            self.module.fail_json(msg='%s cannot be started: %s' % (self.path, error.strerror))
 
     def processes(self):
         """What runs now. Ends the module where that cannot be known."""
-        status, out = self.run(self.command('-l'))
+        status, out = self.run_program('-l')
         if status != 0:
             self.module.fail_json(msg=explain(status, out), rc=status)
         try:
@@ -90,7 +97,7 @@ class Program(object):
                 msg='The listing of %s cannot be read: %s. Is it an old release?' % (self.path, error), rc=status)
 
     def shut_down(self):
-        return self.run(self.command('-k'))
+        return self.run_program('-k')
 
 
 def find_watch(module):

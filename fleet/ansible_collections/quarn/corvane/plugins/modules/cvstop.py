@@ -252,7 +252,11 @@ def preview(module, cvstop, entries):
 def stop_watched(module, cvstop, watch):
     """Runs the shutdown under cvstop-watch: status, output and report, which is None where it failed to tell."""
     path = os.path.join(module.tmpdir, 'watch.json')
-    status, out = cvstop.run([watch, '--json', path, '--no-report'] + cvstop.command('-k'))
+    try:
+        status, out = cvstop.run([watch, '--json', path, '--no-report'] + cvstop.command('-k'))
+    except OSError as error:
+        module.warn('cvstop-watch cannot be started: %s' % error.strerror)
+        return cvstop.shut_down() + (None,)
     report, fault = program.read_watch(path)
     if report is None:
         module.warn('cvstop-watch ended with status %d and left no report: %s' % (status, fault))

@@ -62,11 +62,13 @@ def time_line(record):
         return ""
     if not stop.lanes:
         return ""
+    longest = stop.slowest()[0]
     slowest = [f"{escape(lane['name'])} ({lane['pid']}): {lane['ended'] - lane['asked']:.1f} s, {escape(lane['by'])}"
                for lane in stop.slowest()]
     why = [f"{escape(lane['name'])} ({lane['pid']}): {escape(lane['reason'])}" for lane in stop.survivors() if lane["reason"]]
     return (timeline.svg(stop) + f"<div class=axis><span>0 s</span><span>{stop.end:.1f} s</span></div>"
-            f"<details><summary>Who took longest</summary>{listed(slowest)}</details>"
+            f"<details><summary>Longest: {escape(longest['name'])}, {longest['ended'] - longest['asked']:.1f} s</summary>"
+            f"{listed(slowest)}</details>"
             + (f"<p>Why it is still there:</p>{listed(why)}" if why else ""))
 
 
@@ -105,7 +107,8 @@ def verdict(records):
     waiting = sum(1 for record in records if records_of.needs_a_person(record))
     if waiting == 0:
         return f"All {table.plural(len(records), 'client')} are done." if len(records) != 1 else "The client is done."
-    return f"{waiting} of {table.plural(len(records), 'client')} need a person; they come first, and are in failed.txt."
+    return (f"{waiting} of {table.plural(len(records), 'client')} need{'s' if waiting == 1 else ''} a person. Those come first here, "
+            "and are in failed.txt.")
 
 
 def page(records, moment):

@@ -1,0 +1,134 @@
+"""Installing on clients: each kind of package with the host's own dpkg, rpm and tar, inside boxes whose /var is their own."""
+import json
+import platform
+import shutil
+import subprocess
+
+import pytest
+from test_fleet import make_fleet, recap  # noqa: F401  (a fixture)
+
+import box
+
+B = "/usr/quarn/corvane/bin"
+CONF = "/usr/quarn/corvane/host.conf"
+OWN_VAR = ("mkdir /tmp/upper /tmp/work && mount -t overlay -o lowerdir=/var,upperdir=/tmp/upper,workdir=/tmp/work overlay "
+           f"/var && rm {B}/cvstop")
+DEBIAN_NAME = {"x86_64": "amd64", "aarch64": "arm64", "ppc64le": "ppc64el"}.get(platform.machine(), platform.machine())
+SPEC = """\
+Name: cvstop
+Version: {version}
+Release: 1
+Summary: A test
+License: None
+AutoReqProv: no
+%description
+A test.
+%install
+mkdir -p %{{buildroot}} && cp -a {files}/usr %{{buildroot}}
+%files
+{bin}/cvstop
+"""
+
+
+def lay_files(folder, version):
+    """What a package of this version holds: the program, which tells its version to whoever reads the file."""
+    target = folder / f"files-{version}{B}"
+    target.mkdir(parents=True)
+    (target / "cvstop").write_bytes((box.BUILD / "src/cvstop").read_bytes() + f"version {version}".encode())
+    (target / "cvstop").chmod(0o755)
+    return folder / f"files-{version}"
+
+
+def make_deb(folder, files, version):
+    (files / "DEBIAN").mkdir()
+    (files / "DEBIAN/control").write_text(f"Package: cvstop\nVersion: {version}\nArchitecture: {DEBIAN_NAME}\nMaintainer: x\n"
+                                          "Description: a test\n")
+    subprocess.run(["dpkg-deb", "-Znone", "--build", files, folder / f"cvstop_{version}_{DEBIAN_NAME}.deb"], check=True,
+                   capture_output=True)
+
+
+def make_rpm(folder, files, version):
+    spec = folder / "cvstop.spec"
+    spec.write_text(SPEC.format(version=version, bin=B, files=files))
+    settings = {"_topdir": f"{folder}/rpm", "_rpmdir": folder, "_rpmfilename": "%{NAME}-%{VERSION}-%{RELEASE}.%{ARCH}.rpm",
+                "__os_install_post": "%{nil}", "debug_package": "%{nil}", "_build_id_links": "none"}
+    defines = [word for name, value in settings.items() for word in ("--define", f"{name} {value}")]
+    subprocess.run(["rpmbuild", "-bb", "--quiet", *defines, spec], check=True, capture_output=True)
+
+
+def make_archive(folder, files, version):
+    name = f"cvstop-{version}-linux-{platform.machine()}"
+    (files / "install").write_text(f"#!/bin/sh\nset -e\nmkdir -p {B}\ncp ${{0%/*}}{B}/cvstop {B}/new\nmv {B}/new {B}/cvstop\n")
+    (files / "install").chmod(0o755)
+    subprocess.run(["tar", "-C", files, "-czf", folder / f"{name}.tar.gz", f"--transform=s,^,{name}/,", "usr", "install"],
+                   check=True)
+
+
+KINDS = {"deb": make_deb, "rpm": make_rpm, "tar.gz": make_archive}
+
+
+def installed(client):
+    return client.host.inside(f"{B}/cvstop").read_bytes().rsplit(b"version ", 1)[-1].decode()
+
+
+class Course:
+    """Clients and a folder of packages, and the playbook run on them."""
+
+    def __init__(self, fleet, folder, kind):
+        self.fleet, self.folder, self.kind = fleet, folder, kind
+        self.packages = folder / "packages"
+        self.packages.mkdir()
+        self.fresh = fleet.add("fresh", f"{B}/halvd\n", setup=f"{OWN_VAR} && rm {CONF}")
+
+    def build(self, version):
+        KINDS[self.kind](self.packages, lay_files(self.folder, version), version)
+
+    def install(self, *arguments):
+        variables = {"install_packages": str(self.packages), "install_kinds": {"apt": self.kind},
+                     "install_exclude": [f"{B}/koka"]}
+        return self.fleet.play("install", "-e", json.dumps(variables), *arguments)
+
+
+@pytest.mark.parametrize("kind", KINDS)
+def test_each_kind_of_package(make_fleet, tmp_path, kind):  # noqa: F811
+    if kind == "rpm" and not shutil.which("rpmbuild"):
+        pytest.skip("rpmbuild is not installed")
+    course = Course(make_fleet(f"install-{kind}"), tmp_path, kind)
+    course.fleet.start()
+    course.build("1.0")
+    first = course.install()
+    assert first.returncode == 0 and installed(course.fresh) == "1.0", first.stdout
+    again = course.install()
+    assert recap(again.stdout)["fresh"]["changed"] == "0", again.stdout
+    course.build("1.1")
+    upgrade = course.install()
+    assert upgrade.returncode == 0 and installed(course.fresh) == "1.1", upgrade.stdout
+    assert course.fresh.running() == {"halvd": 1} and not course.fresh.touched()
+
+
+def test_configuration_is_kept_and_made(make_fleet, tmp_path):  # noqa: F811
+    course = Course(make_fleet("install-configured"), tmp_path, "deb")
+    fresh, server, kept = (course.fresh, course.fleet.add("server", setup=OWN_VAR), course.fleet.add("kept", setup=OWN_VAR))
+    server.host.write(CONF, "; ours\n[host]\n role=server\n")
+    kept.host.write(CONF, "[host]\nrole = client\nname = mine\n")
+    course.fleet.start()
+    course.build("1.0")
+    check = course.install("--check", "--limit", "kept")
+    assert check.returncode == 0 and not kept.host.inside(f"{B}/cvstop").exists(), check.stdout
+    first = course.install()
+    assert {name: counts["failed"] for name, counts in recap(first.stdout).items()} == {"fresh": "0", "server": "1", "kept": "0"}
+    assert "it is a server of the product. Nothing was changed." in first.stdout
+    assert installed(kept) == "1.0" and not server.host.inside(f"{B}/cvstop").exists()
+    assert server.host.inside(CONF).read_text() == "; ours\n[host]\n role=server\n"
+    assert kept.host.inside(CONF).read_text() == "[host]\nrole = client\nname = mine\n"
+    assert "role = client" in fresh.host.inside(CONF).read_text()
+    assert f"{B}/koka\n" in fresh.host.inside(f"{B}/excludelist.conf").read_text()
+    assert course.fleet.play("preview", "--limit", "fresh,kept").returncode == 0
+
+
+def test_a_processor_without_a_package(make_fleet, tmp_path):  # noqa: F811
+    fleet = make_fleet("install-none")
+    fleet.add("client", f"{B}/halvd\n", setup=OWN_VAR)
+    fleet.start()
+    result = fleet.play("install", "-e", f"install_packages={tmp_path}")
+    assert result.returncode == 2 and "Build them with scripts/package." in result.stdout

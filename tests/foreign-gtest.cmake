@@ -1,0 +1,11 @@
+# GoogleTest for a foreign processor: Debian has it built for the machine's own only, and as sources (package googletest).
+set(sources /usr/src/googletest)
+add_library(gmock STATIC ${sources}/googletest/src/gtest-all.cc ${sources}/googlemock/src/gmock-all.cc)
+target_include_directories(gmock SYSTEM PUBLIC ${sources}/googletest/include ${sources}/googlemock/include)
+target_include_directories(gmock PRIVATE ${sources}/googletest ${sources}/googlemock)
+target_compile_options(gmock PRIVATE -w)
+add_library(gtest_main STATIC ${sources}/googletest/src/gtest_main.cc)
+target_link_libraries(gtest_main PUBLIC gmock)
+target_compile_options(gtest_main PRIVATE -w)
+add_library(GTest::gmock ALIAS gmock)
+add_library(GTest::gtest_main ALIAS gtest_main)

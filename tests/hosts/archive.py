@@ -1,0 +1,85 @@
+"""Packages of any suite and processor, from the archive that this machine gets its own from. Nothing is installed."""
+import contextlib
+import fcntl
+import functools
+import pathlib
+import re
+import subprocess
+
+REPO = pathlib.Path(__file__).resolve().parents[2]
+FOLDER = REPO / "build/hosts/archive"
+KEYS = "/usr/share/keyrings/debian-archive-keyring.gpg"
+
+
+class Missing(Exception):
+    """The archive does not have it, or has it no longer."""
+
+
+def _run(command, **options):
+    return subprocess.run(command, capture_output=True, text=True, check=False, **options)
+
+
+@functools.cache
+def mirror():
+    """Where apt gets this system's own packages from."""
+    codename = re.search(r"^VERSION_CODENAME=(\S+)", pathlib.Path("/etc/os-release").read_text(), re.M)[1]
+    targets = _run(["apt-get", "indextargets", "--format", "$(RELEASE) $(REPO_URI)", "Created-By: Packages"]).stdout
+    return next(uri for release, uri in map(str.split, targets.splitlines()) if release == codename)
+
+
+@contextlib.contextmanager
+def locked(folder):
+    """Two runs at once want the same files."""
+    folder.mkdir(parents=True, exist_ok=True)
+    with open(folder / "lock", "w", encoding="ascii") as lock:
+        fcntl.flock(lock, fcntl.LOCK_EX)
+        yield
+
+
+class Archive:
+    """The packages of one suite for one processor."""
+
+    def __init__(self, suite, processor):
+        self.suite = suite
+        self.folder = FOLDER / f"{suite}-{processor}"
+        self.options = [word for setting in (
+            f"Dir::Etc::sourcelist={self.folder}/sources.list", "Dir::Etc::sourceparts=/dev/null", f"Dir::State={self.folder}",
+            f"Dir::State::lists={self.folder}/lists", f"Dir::State::status={self.folder}/status",
+            f"Dir::Cache={self.folder}/cache", f"APT::Architecture={processor}", f"APT::Architectures::={processor}",
+            "Acquire::Languages=none", "APT::Sandbox::User=root") for word in ("-o", setting)]
+
+    def _apt(self, *command, **options):
+        result = _run([command[0], *self.options, *command[1:]], **options)
+        if result.returncode != 0:
+            raise Missing(f"{self.suite}: {' '.join(command)}: {result.stderr.strip().splitlines()[-1:]}".replace(mirror(), "…"))
+        return result.stdout
+
+    def update(self):
+        """Reads the archive's index, once."""
+        if (self.folder / "ready").exists():
+            return
+        for name in ("lists/partial", "cache/archives/partial"):
+            (self.folder / name).mkdir(parents=True, exist_ok=True)
+        (self.folder / "status").touch()
+        (self.folder / "sources.list").write_text(f"deb [signed-by={KEYS}] {mirror()} {self.suite} main\n")
+        self._apt("apt-get", "-qq", "update", "--error-on=any")
+        (self.folder / "ready").touch()
+
+    def depends(self, package):
+        """The names of the packages that one needs directly."""
+        return re.findall(r"^ *Depends: (\S+)", self._apt("apt-cache", "depends", package), re.M)
+
+    def unpacked(self, package):
+        """A folder with the package's files, and its version."""
+        with locked(self.folder):
+            self.update()
+            shown = self._apt("apt-cache", "show", "--no-all-versions", package)
+            version = re.search(r"^Version: (\S+)", shown, re.M)[1]
+            target = self.folder / f"{package}_{version}"
+            if not target.exists():
+                self._apt("apt-get", "-qq", "download", package, cwd=self.folder)
+                (deb,) = self.folder.glob(f"{package}_*.deb")
+                subprocess.run(["dpkg-deb", "-x", deb, target.with_suffix(".part")], check=True)
+                target.with_suffix(".part").rename(target)
+                deb.unlink()
+            return target, version

@@ -1,0 +1,81 @@
+"""Fixtures of the tests that boot a host: the program tests' own `host`, on a whole machine instead of in a box."""
+import collections
+import os
+import pathlib
+import shutil
+import sys
+import uuid
+
+import pytest
+
+REPO = pathlib.Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(REPO / "tests/program"))
+pytest.register_assert_rewrite("box", "test_attacks", "test_languages", "test_lister", "test_pictures", "test_whole_table")
+
+import box  # noqa: E402
+from archive import Missing  # noqa: E402
+from client import Client, store  # noqa: E402
+from inventory import KERNELS  # noqa: E402
+from machine import Machine  # noqa: E402
+
+WANTED = os.environ.get("CVSTOP_HOSTS", " ".join(KERNELS)).split()
+# The tests of the tests: in the program's place stands one that does nothing, and says that all went well.
+IDLE = os.environ.get("CVSTOP_HOSTS_IDLE") == "1"
+
+
+def build_of(kernel):
+    """Where scripts/hosts has put what is shipped for that processor, and the sample daemons."""
+    return REPO / "build/hosts" / kernel.processor.name
+
+
+def pytest_configure(config):
+    config.addinivalue_line("markers", "sanitized: of the program tests, which are also run with sanitizers")
+
+
+def pytest_collection_modifyitems(items):
+    if IDLE:
+        for item in items:
+            item.add_marker(pytest.mark.xfail(strict=True, reason="the program does nothing"))
+
+
+@pytest.fixture(scope="session", params=[pytest.param(KERNELS[name], marks=pytest.mark.xdist_group(name)) for name in WANTED],
+                ids=WANTED)
+def machine(request):
+    kernel = request.param
+    try:
+        booted = Machine(kernel, store(build_of(kernel)))
+    except Missing as missing:
+        pytest.skip(f"the archive does not have this kernel: {missing}")
+    yield booted
+    booted.close()
+
+
+@pytest.fixture
+def host(machine, request):
+    """Makes client hosts for a test, all of them the one that was booted."""
+    request.node.user_properties.append(("host", f"{machine.host.name}, Linux {machine.version}"))
+    made = []
+
+    def make(fleet=""):
+        made.append(REPO / "build/hosts/trees" / uuid.uuid4().hex)
+        client = Client(machine, build_of(machine.host), made[-1], fleet)
+        if IDLE:
+            client.install(client.build / "sandbox/sleeper", box.CVSTOP)
+        return client
+
+    yield make
+    for folder in made:
+        shutil.rmtree(folder)
+
+
+def pytest_terminal_summary(terminalreporter):
+    """What each host took: a test that boots one has its time, too."""
+    seconds, tests = collections.Counter(), collections.Counter()
+    for reports in list(terminalreporter.stats.values()):
+        for report in reports:
+            name = dict(getattr(report, "user_properties", ())).get("host")
+            if name:
+                seconds[name] += report.duration
+                tests[name] += report.when == "call"
+    for name in sorted(tests):
+        terminalreporter.write_line(f"{name}: {tests[name]} tests, {seconds[name]:.0f} s")

@@ -1,0 +1,73 @@
+"""The hosts that are booted: which kernel, on which processor, and how qemu is asked for it."""
+import dataclasses
+import sys
+
+
+@dataclasses.dataclass(frozen=True)
+class Processor:
+    """A processor as Debian, uname and qemu name it. Emulated always: an accelerator inside a virtual machine may hang."""
+    name: str
+    machine: str
+    qemu: str
+    package: str
+    options: tuple
+    console: str
+    kernel: str
+
+    @property
+    def command(self):
+        return [f"qemu-system-{self.qemu}", "-accel", "tcg", *self.options]
+
+
+PROCESSORS = {p.name: p for p in (
+    Processor("amd64", "x86_64", "x86_64", "qemu-system-x86", (), "ttyS0", "amd64"),
+    Processor("arm64", "aarch64", "aarch64", "qemu-system-arm", ("-M", "virt", "-cpu", "cortex-a57"), "ttyAMA0", "arm64"),
+    Processor("ppc64el", "ppc64le", "ppc64", "qemu-system-ppc", ("-M", "pseries"), "hvc0", "powerpc64le"),
+    Processor("s390x", "s390x", "s390x", "qemu-system-misc", (), "ttysclp0", "s390x"),
+)}
+
+
+@dataclasses.dataclass(frozen=True)
+class Kernel:
+    """A kernel of Debian's archive, as its metapackage of the suite has it today."""
+    name: str
+    debian: int
+    suite: str
+    processor: Processor
+
+    @property
+    def package(self):
+        return f"linux-image-{self.processor.kernel}"
+
+
+SUITES = {11: "bullseye", 12: "bookworm", 13: "trixie"}
+KERNELS = {k.name: k for k in (
+    Kernel(f"debian{debian}-{name}", debian, SUITES[debian], PROCESSORS[name])
+    for debian, name in ((11, "amd64"), (12, "amd64"), (13, "amd64"), (12, "arm64"), (12, "ppc64el"), (12, "s390x")))}
+# What CI boots: the oldest kernel, and the processor that differs most from this one.
+CI = ("debian11-amd64", "debian12-s390x")
+
+
+def asked_for(names):
+    """The kernels of these names, or all."""
+    for name in names:
+        if name not in KERNELS:
+            raise SystemExit(f"hosts: no host is named {name}; there are {', '.join(KERNELS)}")
+    return [KERNELS[name] for name in names or KERNELS]
+
+
+def main(what, *names):
+    if what == "machine":
+        print(PROCESSORS[names[0]].machine)
+        return
+    asked = asked_for(names)
+    lines = {"list": [f"{kernel.name:18} Debian {kernel.debian}'s kernel on {kernel.processor.machine}" for kernel in asked],
+             "names": [" ".join(kernel.name for kernel in asked)],
+             "ci": CI,
+             "processors": dict.fromkeys(kernel.processor.name for kernel in asked),
+             "packages": dict.fromkeys(kernel.processor.package for kernel in asked)}
+    print("\n".join(lines[what]))
+
+
+if __name__ == "__main__":
+    main(*sys.argv[1:])

@@ -1,0 +1,90 @@
+"""A host that runs under qemu, and its console: jobs go in, archives of what became of them come out."""
+import base64
+import io
+import os
+import re
+import selectors
+import subprocess
+import tarfile
+import time
+
+import image
+
+MEMORY = "1024"
+# Everything takes about eight times as long as on a real host; a program's own waits do not.
+BOOT_SECONDS = 300
+ANSWER = re.compile(rb"^answer (\d+)$")
+
+
+class Broken(Exception):
+    """The host does not boot, or says no more."""
+
+
+class Machine:
+    """Boots a host. `store` holds the files that the jobs' trees are made of, by the name that a job gives them."""
+
+    def __init__(self, host, store):
+        self.host = host
+        kernel, self.initramfs, self.version = image.build(host, store)
+        begun = time.monotonic()
+        # No clock, no network, no disk: nothing of this machine's is there.
+        self.qemu = subprocess.Popen(
+            [*host.processor.command, "-m", MEMORY, "-nodefaults", "-display", "none", "-serial", "stdio", "-no-reboot",
+             "-kernel", kernel, "-initrd", self.initramfs,
+             "-append", f"console={host.processor.console} quiet loglevel=1 panic=-1 mitigations=off"],
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, bufsize=0)
+        os.set_blocking(self.qemu.stdout.fileno(), False)
+        self.selector = selectors.DefaultSelector()
+        self.selector.register(self.qemu.stdout, selectors.EVENT_READ)
+        self.pending = b""
+        self.said = b""
+        try:
+            self._until(lambda line: line == b"ready", BOOT_SECONDS)
+        except Broken:
+            self.close()
+            raise
+        self.boot_seconds = time.monotonic() - begun
+
+    def _fault(self, what):
+        self.qemu.kill()
+        return Broken(f"{self.host.name} {what}; its console ended with: {self.said[-2000:].decode(errors='replace')}")
+
+    def _line(self, deadline):
+        while b"\n" not in self.pending:
+            if not self.selector.select(max(0, deadline - time.monotonic())):
+                raise self._fault("does not answer in time")
+            data = self.qemu.stdout.read(65536)
+            if not data:
+                raise self._fault("ended")
+            self.pending += data
+            self.said = self.said[-20000:] + data
+        line, self.pending = self.pending.split(b"\n", 1)
+        return line.rstrip(b"\r")
+
+    def _until(self, wanted, seconds):
+        """The lines up to the one that is wanted, and that one."""
+        deadline = time.monotonic() + seconds
+        lines = []
+        while not lines or not wanted(lines[-1]):
+            lines.append(self._line(deadline))
+        return lines
+
+    def run(self, files, seconds):
+        """Gives the host a job, an archive of these (name, bytes); returns its status and the archive of what became of it."""
+        buffer = io.BytesIO()
+        with tarfile.open(fileobj=buffer, mode="w:gz") as archive:
+            for name, data in files.items():
+                info = tarfile.TarInfo(name)
+                info.size = len(data)
+                archive.addfile(info, io.BytesIO(data))
+        text = base64.encodebytes(buffer.getvalue())
+        self.qemu.stdin.write(b"job %d\n%b" % (text.count(b"\n"), text))
+        answer = self._until(ANSWER.match, seconds)[-1]
+        lines = self._until(lambda line: line == b".", BOOT_SECONDS)[:-1]
+        return int(ANSWER.match(answer)[1]), tarfile.open(fileobj=io.BytesIO(base64.b64decode(b"".join(lines))))
+
+    def close(self):
+        self.qemu.kill()
+        self.qemu.wait()
+        self.selector.close()
+        self.initramfs.unlink()

@@ -1,0 +1,107 @@
+#!/usr/bin/python3
+"""Where the program runs, system by system, and how that is known: worked out from the kernels that the tests boot.
+
+  tests/hosts/systems.py          writes the table into README.md and the manual
+  tests/hosts/systems.py --check  compares it
+
+A system is its kernel: the program needs nothing else of it.
+"""
+import dataclasses
+import pathlib
+import re
+import sys
+
+from inventory import KERNELS
+
+REPO = pathlib.Path(__file__).resolve().parents[2]
+README = REPO / "README.md"
+MANUAL = REPO / "packaging/man/where-it-runs.scd"
+FOUR = ("x86_64", "aarch64", "ppc64le", "s390x")
+TWO = ("x86_64", "aarch64")
+OLDEST = (4, 12)
+# The kernel from which on everything that the program asks is answered. The unit and the program tests run it once more with
+# what earlier ones do not answer taken away: statx without the mount, no openat2.
+WHOLE = (5, 8)
+
+
+@dataclasses.dataclass(frozen=True)
+class System:
+    """A system as its maker names it, the kernel that it came with, and the processors that it comes for."""
+    name: str
+    kernel: tuple
+    processors: tuple
+    debian: int = 0
+
+    def known(self):
+        """How it is known that the program runs there."""
+        booted = [p for p in self.processors for k in KERNELS.values() if k.debian == self.debian and k.processor.machine == p]
+        if booted == list(self.processors):
+            return "booted"
+        if booted:
+            return f"booted on {' and '.join(booted)}, else reckoned"
+        return "emulated" if self.kernel < WHOLE else "reckoned"
+
+    def row(self):
+        return self.name, ".".join(map(str, self.kernel)), ", ".join(self.processors), self.known()
+
+
+SYSTEMS = (
+    System("RHEL 8 and its rebuilds", (4, 18), FOUR),
+    System("RHEL 9 and its rebuilds", (5, 14), FOUR),
+    System("RHEL 10 and its rebuilds", (6, 12), FOUR),
+    System("SLES 12 SP4, SP5", (4, 12), FOUR),
+    System("SLES 15, SP1", (4, 12), FOUR),
+    System("SLES 15 SP2, SP3", (5, 3), FOUR),
+    System("SLES 15 SP4, SP5", (5, 14), FOUR),
+    System("SLES 15 SP6, SP7", (6, 4), FOUR),
+    System("Ubuntu 18.04", (4, 15), FOUR),
+    System("Ubuntu 20.04", (5, 4), FOUR),
+    System("Ubuntu 22.04", (5, 15), FOUR),
+    System("Ubuntu 24.04", (6, 8), FOUR),
+    System("Debian 10", (4, 19), FOUR, 10),
+    System("Debian 11", (5, 10), FOUR, 11),
+    System("Debian 12", (6, 1), FOUR, 12),
+    System("Debian 13", (6, 12), FOUR, 13),
+    System("Amazon Linux 2", (4, 14), TWO),
+    System("Amazon Linux 2023", (6, 1), TWO),
+)
+HEAD = ("system", "kernel", "processors", "how that is known")
+
+
+def markdown():
+    return "\n".join(f"| {' | '.join(row)} |" for row in (HEAD, ("---",) * 4, *(system.row() for system in SYSTEMS)))
+
+
+def shown_processors(processors):
+    return "all four" if processors == FOUR else ", ".join(processors)
+
+
+def manual():
+    rows = [(s.name, s.row()[1], shown_processors(s.processors), s.known()) for s in SYSTEMS]
+    widths = [max(len(row[column]) for row in (HEAD, *rows)) for column in range(3)]
+    lines = ["  ".join((*(cell.ljust(width) for cell, width in zip(row, widths)), row[3])) for row in (HEAD, *rows)]
+    return "```\n" + "\n".join(lines) + "\n```\n"
+
+
+def documents():
+    """Each document, as it is and as it must be."""
+    readme = README.read_text()
+    begin, end = "<!-- where it runs -->\n", "\n<!-- -->"
+    yield README, readme, re.sub(f"(?s)(?<={begin}).*?(?={end})", lambda match: markdown(), readme)
+    yield MANUAL, MANUAL.read_text() if MANUAL.exists() else "", manual()
+
+
+def main(*words):
+    stale = [(path, wanted) for path, text, wanted in documents() if text != wanted]
+    if words == ("--check",):
+        if stale:
+            raise SystemExit(f"{', '.join(path.name for path, _ in stale)}: not what tests/hosts say; run tests/hosts/systems.py")
+        return
+    if words:
+        raise SystemExit(__doc__)
+    for path, wanted in stale:
+        path.write_text(wanted)
+
+
+if __name__ == "__main__":
+    main(*sys.argv[1:])
