@@ -1,4 +1,4 @@
-/// One run under watch: its parts, and the loop that joins them. Watcher.cpp begins and ends it, WatchLoop.cpp is the
+/// One run under watch: its parts, and the loop that joins them. Watch.cpp begins and ends it, WatchLoop.cpp is the
 /// middle.
 #pragma once
 
