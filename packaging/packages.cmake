@@ -28,6 +28,9 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXE
 set(CPACK_VERBATIM_VARIABLES ON)
 # A build folder keeps the times at which its files were made; packages tell one, the same in every build of one tree.
 set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/onetime.cmake)
+# Static programs hold much of the same code, of which xz, in one piece, keeps one copy.
+set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
+set(CPACK_RPM_COMPRESSION_TYPE xz)
 set(CPACK_THREADS 1)
 
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -64,7 +67,7 @@ foreach(language IN LISTS CVSTOP_LANGUAGES)
        "%lang(${language}) ${CPACK_PACKAGING_INSTALL_PREFIX}/locale/${language}/LC_MESSAGES/cvstop.mo")
 endforeach()
 # The system's own folders, which other packages own.
-set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION /etc /etc/logrotate.d /usr/quarn /usr/share/man
+set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION /etc /etc/logrotate.d /usr/quarn /usr/sbin /usr/share/man
     /usr/share/man/man5 /usr/share/man/man8 /usr/share/bash-completion
     /usr/share/bash-completion/completions /usr/share/zsh /usr/share/zsh/site-functions)
 

@@ -3,6 +3,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -130,7 +131,7 @@ void endLike(const Ending& ending) {
         // Reached only by a process that no signal ends: pid 1 of a namespace.
         ::_exit(128 + *ending.signal);
     }
-    ::_exit(ending.status.value_or(kCannotExecute));
+    std::exit(ending.status.value_or(kCannotExecute));
 }
 
 } // namespace watch

@@ -47,7 +47,7 @@ std::string activity(Doing doing) {
         return "signalling ";
     case Doing::thirdParties:
         return "ending third parties";
-    case Doing::asking:
+    case Doing::silent:
     case Doing::over:
         break;
     }
@@ -124,7 +124,7 @@ std::string fill(const Progress& progress, const Shown& shown, std::size_t width
 } // namespace
 
 std::string liveLine(const Progress& progress, std::size_t width) {
-    if (progress.doing == Doing::asking) {
+    if (progress.doing == Doing::silent) {
         return "";
     }
     for (const Shown& shown : kSteps) {
@@ -136,7 +136,7 @@ std::string liveLine(const Progress& progress, std::size_t width) {
 }
 
 std::string plainLine(const Progress& progress) {
-    return progress.doing == Doing::asking ? "" : fill(progress, {false, true, true, true}, kUnlimited);
+    return progress.doing == Doing::silent ? "" : fill(progress, {false, true, true, true}, kUnlimited);
 }
 
 } // namespace watch

@@ -15,6 +15,9 @@ constexpr Time kRowWait = 30 * kSecond;
 /// The wait for all looks 30 times as well, but does not sleep after the last look.
 constexpr Time kWaitForAll = 29 * kSecond;
 
+/// A program that does not log is taken for a shutdown when it has run that long.
+constexpr Time kUntilItIsOne = 2 * kSecond;
+
 using Doing = Progress::Doing;
 
 struct View {
@@ -135,8 +138,8 @@ Progress RunModel::progress(Time now) const {
         }
     }
     progress.doing = m_story.hasSwept() ? Doing::over : Doing::table;
-    if (m_asks && !m_story.hasListed()) {
-        progress.doing = Doing::asking;
+    if (!m_story.hasListed() && (m_asks || progress.elapsed < kUntilItIsOne)) {
+        progress.doing = Doing::silent;
     } else if (m_story.present()) {
         showStage({m_lives, askings, sparings, now}, *m_story.present(), m_story, progress);
     }

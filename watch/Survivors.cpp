@@ -24,8 +24,11 @@ Reason reasonOf(const Process& process) {
     return reason;
 }
 
+/// A script's interpreter stands before it.
 bool isStopCommand(int pid, const std::vector<std::string>& commands) {
-    return std::find(commands.begin(), commands.end(), readCommandLine(pid)) != commands.end();
+    const std::string line = ' ' + readCommandLine(pid);
+    return std::any_of(commands.begin(), commands.end(),
+                       [&](const std::string& command) { return line.ends_with(' ' + command); });
 }
 
 CameBack cameBack(const Process& process, const ProcState& state) {

@@ -361,8 +361,8 @@ def test_documentation_and_arguments_agree():
 
 @pytest.mark.parametrize("kind, names", [
     ("module", ["cvstop", "cvstop_info", "shutdown_record", "shutdown_report"]), ("role", ["install", "shutdown"])])
-def test_ansible_doc_reads_it(kind, names):
-    environment = {**os.environ, "ANSIBLE_COLLECTIONS_PATH": str(REPO / "fleet"), "HOME": "/nowhere", "LC_ALL": "C.UTF-8"}
+def test_ansible_doc_reads_it(tmp_path, kind, names):
+    environment = {**os.environ, "ANSIBLE_COLLECTIONS_PATH": str(REPO / "fleet"), "HOME": str(tmp_path), "LC_ALL": "C.UTF-8"}
     for name in names:
         run = subprocess.run(["ansible-doc", "-t", kind, "-j", f"quarn.corvane.{name}"], env=environment, capture_output=True,
                              text=True, check=True)

@@ -12,7 +12,7 @@ SETTINGS = {"PATH": "/usr/sbin:/usr/bin:/sbin:/bin", "HOME": "/tmp", "TZ": "UTC"
 def store(build):
     """The files that most of a tree consists of: they are in the host once, under these names."""
     files = {"sampled": build / "sandbox/sampled", "libsampled.so": build / "sandbox/libsampled.so",
-             "sleeper": build / "sandbox/sleeper", "hopper": build / "sandbox/hopper", "cvstop": build / "src/cvstop"}
+             "sleeper": build / "sandbox/sleeper", "cvstop": build / "src/cvstop"}
     for catalog in sorted((build / "locale").rglob("*.mo")):
         files[f"{catalog.relative_to(build / 'locale').parts[0]}.mo"] = catalog
     return files

@@ -10,7 +10,6 @@ class Processor:
     machine: str
     qemu: str
     package: str
-    compiler: str
     options: tuple
     console: str
     kernel: str
@@ -21,14 +20,10 @@ class Processor:
 
 
 PROCESSORS = {p.name: p for p in (
-    Processor("amd64", "x86_64", "x86_64", "qemu-system-x86", "g++",
-              (), "ttyS0", "amd64"),
-    Processor("arm64", "aarch64", "aarch64", "qemu-system-arm", "g++-aarch64-linux-gnu",
-              ("-M", "virt", "-cpu", "cortex-a57"), "ttyAMA0", "arm64"),
-    Processor("ppc64el", "ppc64le", "ppc64", "qemu-system-ppc", "g++-powerpc64le-linux-gnu",
-              ("-M", "pseries"), "hvc0", "powerpc64le"),
-    Processor("s390x", "s390x", "s390x", "qemu-system-misc", "g++-s390x-linux-gnu",
-              (), "ttysclp0", "s390x"),
+    Processor("amd64", "x86_64", "x86_64", "qemu-system-x86", (), "ttyS0", "amd64"),
+    Processor("arm64", "aarch64", "aarch64", "qemu-system-arm", ("-M", "virt", "-cpu", "cortex-a57"), "ttyAMA0", "arm64"),
+    Processor("ppc64el", "ppc64le", "ppc64", "qemu-system-ppc", ("-M", "pseries"), "hvc0", "powerpc64le"),
+    Processor("s390x", "s390x", "s390x", "qemu-system-misc", (), "ttysclp0", "s390x"),
 )}
 
 
@@ -62,12 +57,15 @@ def asked_for(names):
 
 
 def main(what, *names):
+    if what == "machine":
+        print(PROCESSORS[names[0]].machine)
+        return
     asked = asked_for(names)
     lines = {"list": [f"{kernel.name:18} Debian {kernel.debian}'s kernel on {kernel.processor.machine}" for kernel in asked],
              "names": [" ".join(kernel.name for kernel in asked)],
              "ci": CI,
              "processors": dict.fromkeys(kernel.processor.name for kernel in asked),
-             "packages": dict.fromkeys(name for kernel in asked for name in (kernel.processor.package, kernel.processor.compiler))}
+             "packages": dict.fromkeys(kernel.processor.package for kernel in asked)}
     print("\n".join(lines[what]))
 
 

@@ -9,6 +9,8 @@ import re
 import shlex
 import subprocess
 
+import watching
+
 REPO = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ.get("CVSTOP_BUILD", "build/dev"))
 if not BUILD.is_absolute():
@@ -157,11 +159,17 @@ class Host:
             command = shlex.join([CVSTOP, *args])
         if THROUGH:
             command = watched(command)
+            # Where any user may write what he watched.
+            self.inside(WATCHED).parent.chmod(0o1777)
         settings = [word for name, value in (env or {}).items() for word in ("--env", f"{name}={value}")]
         box = self.shell(SCRIPT.format(before=before, command=command, stdin=stdin, after=after), [*settings, *options])
         if box.returncode != 0:
             raise RuntimeError(f"the box ended with {box.returncode}: {box.stderr.decode(errors='replace')}")
-        return self.read_result()
+        result = self.read_result()
+        if THROUGH and self.inside(WATCHED).exists():
+            # Each of these runs is one more that the watcher must have seen rightly.
+            watching.assert_asked_as_logged(result, watching.Watched(self.inside(WATCHED).read_text()))
+        return result
 
     def file(self, name):
         return (self.quarn / "sandbox" / name).read_text(errors="replace")
@@ -247,3 +255,10 @@ def product(result, name, instance=0, path=None):
 
 def third(result, name, path):
     return (name, path, result.pid(name), "Third Party")
+
+
+def watch(here, *arguments, options=("--no-report",), prefix="", **how):
+    """Runs the program through the watcher. Returns what a run without it returns, and what it saw."""
+    command = prefix + shlex.join([WATCH, *options, "--json", WATCHED, "--", *arguments])
+    result = here.run(command=command, **how)
+    return result, watching.Watched(here.inside(WATCHED).read_text())

@@ -1,4 +1,5 @@
-"""Runs in the box: shuts the fleet down once for each occurrence of a system call, which fails that once.
+"""Runs in the box: shuts the fleet down once for each occurrence of a system call, which fails that once. INJECT_INTO is the
+command line, in words, of another program to try.
 
     inject.py CALL ERRNO PART PARTS     a line of JSON a run; of PARTS that share the occurrences, this one's
     inject.py --calls                   the calls that the program makes after main has begun, as {CALL: [before main, in all]}
@@ -11,7 +12,7 @@ import signal
 import subprocess
 import sys
 
-CVSTOP = ["/usr/quarn/corvane/bin/cvstop", "-k", "-3"]
+PROGRAM = os.environ.get("INJECT_INTO", "/usr/quarn/corvane/bin/cvstop -k -3").split()
 LOG = "/usr/quarn/corvane/logs/cvstop/cvstop.log"
 TRACE, OUTPUT, JOURNAL = "/tmp/trace", "/tmp/output", "/usr/quarn/sandbox/journal"
 # The first thing that main does: it looks whether the standard streams are there.
@@ -56,7 +57,7 @@ def trace(*options):
     """Traces every thread of the program, but not the commands that it starts. Calls are counted by thread."""
     with open(OUTPUT, "w") as output:
         try:
-            return subprocess.run(["strace", "-f", "-b", "execve", "-o", TRACE, *options, *CVSTOP],
+            return subprocess.run(["strace", "-f", "-b", "execve", "-o", TRACE, *options, *PROGRAM],
                                   stdin=subprocess.DEVNULL, stdout=output,
                                   stderr=subprocess.STDOUT, timeout=LONGEST_RUN, check=False).returncode
         except subprocess.TimeoutExpired:

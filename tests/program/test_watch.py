@@ -4,8 +4,8 @@ import signal
 
 import pytest
 
-from box import ALL, ALL_SPECIFIED, BIN, CVSTOP, LOG, WATCH, WATCHED, assert_ends, until_ended
-from watching import Watched, assert_asked_as_logged, assert_outcomes, watch
+from box import ALL, ALL_SPECIFIED, BIN, CVSTOP, LOG, WATCH, WATCHED, assert_ends, until_ended, watch
+from watching import Watched, assert_asked_as_logged, assert_outcomes
 
 LIBRARY = "/usr/quarn/corvane/lib/libsampled.so"
 

@@ -1,12 +1,6 @@
 """What the watcher saw of a run, and what the run was: the log and the journal of the box tell it a second time."""
 import datetime
 import json
-import shlex
-
-from box import WATCH, WATCHED
-
-# The journal has a daemon's end a moment before the kernel has it; this is how long that moment may be.
-EXACT = 0.010
 
 
 class Watched:
@@ -38,13 +32,6 @@ class Watched:
         return [stage["kind"] for stage in self.stages]
 
 
-def watch(here, *arguments, options=("--no-report",), prefix="", **how):
-    """Runs the program through the watcher. Returns what a run without it returns, and what it saw."""
-    command = prefix + shlex.join([WATCH, *options, "--json", WATCHED, "--", *arguments])
-    result = here.run(command=command, **how)
-    return result, Watched(here.inside(WATCHED).read_text())
-
-
 def logged(result, pid):
     """When the program asked, as its log has it: for each request the second, and its text."""
     asked = []
@@ -61,7 +48,9 @@ def logged(result, pid):
 
 
 def assert_asked_as_logged(result, seen):
-    """Each request of the log stands with one process, to the microsecond."""
+    """Each request of the log stands with one process, to the microsecond; unless the log itself is not whole."""
+    if seen.run["notes"]:
+        return
     told = [(seen.at(asked["time"]), asked.get("signal") or asked["command"])
             for process in seen.json["processes"] + seen.json["not_in_snapshot"] for asked in process["asked"]]
     wanted = logged(result, seen.run["pid"])

@@ -97,7 +97,7 @@ TEST(LiveLine, OtherDoings) {
 
 TEST(LiveLine, SilentWhileTheProgramAsks) {
     Progress progress = waiting();
-    progress.doing = Progress::Doing::asking;
+    progress.doing = Progress::Doing::silent;
     EXPECT_EQ(liveLine(progress, 80), "");
     EXPECT_EQ(plainLine(progress), "");
 }

@@ -20,7 +20,11 @@ constexpr Time seconds(double number) {
 }
 
 TEST(RunProgress, GathersAtFirst) {
-    const Progress progress = model({process(5, "halvd"), process(6, "vi", 4)}).progress(at(0.5));
+    RunModel run = model({process(5, "halvd"), process(6, "vi", 4)});
+    EXPECT_EQ(run.progress(at(0.5)).doing, Doing::silent);
+    EXPECT_EQ(run.progress(at(2)).doing, Doing::gathering);
+    run.read(event(0.1, "Processes::getProcesses", "Calling find_processes_CV with verbose = 0"));
+    const Progress progress = run.progress(at(0.5));
     EXPECT_EQ(progress.doing, Doing::gathering);
     EXPECT_EQ(progress.total, 1U);
     EXPECT_EQ(progress.ended, 0U);
@@ -29,13 +33,14 @@ TEST(RunProgress, GathersAtFirst) {
 
 TEST(RunProgress, AsksUntilItLists) {
     RunModel run = model({process(5, "halvd")}, true);
-    EXPECT_EQ(run.progress(at(5)).doing, Doing::asking);
+    EXPECT_EQ(run.progress(at(5)).doing, Doing::silent);
     run.read(event(6, "Processes::getProcesses", "Calling find_processes_CV with verbose = 0"));
     EXPECT_EQ(run.progress(at(7)).doing, Doing::gathering);
 }
 
 TEST(RunProgress, RowWaitsTwice) {
     RunModel run = model({process(67, "kuror"), process(68, "kuror")});
+    run.read(event(1, "Processes::getProcesses", "Calling find_processes_CV with verbose = 0"));
     read(run, course::command(2, "kuror", "-terminate_local"));
     Progress progress = run.progress(at(12));
     EXPECT_EQ(progress.doing, Doing::waiting);
@@ -72,6 +77,7 @@ TEST(RunProgress, RowWaitsOnceForTheExcluded) {
 
 TEST(RunProgress, RowThatDoesNotWait) {
     RunModel run = model({process(5, "momuhe")});
+    run.read(event(1, "Processes::getProcesses", "Calling find_processes_CV with verbose = 0"));
     run.read(course::signal(1, run.processes()[0].path, 1));
     EXPECT_EQ(run.progress(at(1.1)).doing, Doing::table);
     run.read(course::rowDone(2, "momuhe"));

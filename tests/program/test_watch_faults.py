@@ -1,0 +1,63 @@
+"""Each system call of the watcher fails once, in turn: the shutdown goes its way all the same, with its status and all that it
+prints; or the program never ran, and nothing was touched."""
+import json
+import os
+import pathlib
+
+import pytest
+
+from box import ALL_SPECIFIED, BIN, WATCH, WATCHED
+
+HERE = pathlib.Path(__file__).parent
+FLEET = f"{BIN}/momuhe\n/opt/a/editor cwd={BIN}\n"
+COMMAND = f"{WATCH} --no-report --json {WATCHED} --svg /opt/watch/run.svg -- -k -3"
+# Each error is one that the call's manual page names.
+FAULTS = [("openat", "EMFILE"), ("openat", "EACCES"), ("read", "EIO"), ("write", "ENOSPC"), ("close", "EIO"),
+          ("readlinkat", "ENOMEM"), ("readlinkat", "EACCES"), ("getdents64", "EIO"), ("statx", "EACCES"),
+          ("newfstatat", "EACCES"), ("readlink", "EIO"), ("access", "EACCES"), ("faccessat2", "EACCES"), ("fcntl", "EBADF"),
+          ("pidfd_open", "EMFILE"), ("pidfd_open", "ENOSYS"), ("poll", "ENOMEM"), ("signalfd4", "EMFILE"), ("pipe2", "EMFILE"),
+          ("clone", "EAGAIN"), ("clone3", "EAGAIN"), ("wait4", "EINTR"), ("socketpair", "EMFILE"), ("sendmsg", "ENOBUFS"),
+          ("recvmsg", "EAGAIN"), ("dup2", "EBADF"), ("dup3", "EBADF"), ("chdir", "EACCES"), ("getcwd", "ENOENT"),
+          ("prlimit64", "EPERM"), ("rt_sigaction", "EINVAL"), ("rt_sigprocmask", "EINVAL"), ("ioctl", "EIO"),
+          ("uname", "EFAULT"), ("lseek", "ESPIPE"), ("pread64", "EIO"), ("fsync", "EIO"), ("rename", "EACCES"),
+          ("renameat2", "EACCES"), ("unlink", "EACCES"), ("unlinkat", "EACCES"), ("fchmod", "EPERM"), ("linkat", "EACCES"),
+          ("fstatfs", "EIO"), ("statfs", "EIO"), ("umask", "EINVAL"), ("mprotect", "ENOMEM"), ("madvise", "EINVAL"),
+          ("munmap", "EINVAL"), ("openat2", "EACCES"), ("unshare", "EPERM"), ("clock_gettime", "EINVAL"),
+          ("clock_nanosleep", "EINTR"), ("sched_yield", "EINVAL"), ("mremap", "ENOMEM"), ("getrandom", "EAGAIN")]
+PARTS = {"openat": 3, "read": 3, "close": 3, "readlinkat": 2}
+CASES = [(call, error, part) for call, error in FAULTS for part in range(PARTS.get(call, 1))]
+# Calls that cannot fail, those that end, and mmap: without memory a C++ program ends, which is the end of the watcher alone.
+INFALLIBLE = {"getpid", "getppid", "getpgrp", "gettid", "geteuid", "getuid", "exit", "exit_group", "brk", "futex", "rseq",
+              "set_robust_list", "execve", "mmap", "rt_sigreturn", "restart_syscall"}
+# The watcher's statuses where the program never ran, and the program's own.
+NEVER_RAN, FOUND = {125, 126, 127}, 1
+
+
+def inject(here, *arguments):
+    here.install(HERE / "inject.py", "/opt/inject.py")
+    box = here.shell("/usr/bin/python3 /opt/inject.py " + " ".join(arguments), timeout=900,
+                     options=["--env", f"INJECT_INTO={COMMAND}"])
+    assert box.returncode == 0, box.stderr.decode()
+    return [json.loads(line) for line in box.stdout.decode().splitlines()]
+
+
+def test_each_call_that_can_fail_has_a_fault(host):
+    calls, = inject(host(FLEET), "--calls")
+    after_main = {call for call, (before, total) in calls.items() if total > before}
+    assert after_main - INFALLIBLE - {call for call, _ in FAULTS} == set()
+
+
+@pytest.mark.skipif(os.geteuid() != 0, reason="an ordinary user's box traces nobody")
+@pytest.mark.parametrize("call, error, part", CASES)
+def test_one_failure_of(host, call, error, part):
+    here = host(FLEET)
+    for run in inject(here, call, error, str(part), str(PARTS.get(call, 1))):
+        if not run["injected"]:
+            continue
+        what = (call, error, run["occurrence"], run["status"], run["injected"], run["output"])
+        assert "/opt/a/editor" in run["left"], what
+        if run["status"] in NEVER_RAN:
+            assert f"{BIN}/momuhe" in run["left"] and run["signals"] == [] and "cvstop-watch: " in run["output"], what
+        else:
+            assert run["status"] == FOUND and run["output"].startswith("Gathering process information.\n"), what
+            assert ALL_SPECIFIED in run["output"] and f"{BIN}/momuhe" not in run["left"], what

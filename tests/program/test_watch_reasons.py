@@ -1,0 +1,116 @@
+"""Why a process is there when the shutdown is over: each reason named as it is. And who came back."""
+import os
+import pathlib
+
+import pytest
+
+from box import BIN, LOG, WATCH, WATCHED, watch
+from watching import Watched, assert_asked_as_logged
+
+HERE = pathlib.Path(__file__).parent
+INTERRUPT = (f"import os, signal, subprocess, sys\n"
+             f"run = subprocess.Popen('{WATCH} --no-report --json {WATCHED} -- -k -q'.split(), start_new_session=True)\n"
+             f"while not os.path.exists('{LOG}') or sys.argv[1] not in open('{LOG}').read(): pass\n"
+             f"os.killpg(run.pid, signal.SIGINT)\nsys.exit(run.wait() + 2)\n")
+
+
+def interrupted(here, before, text, after=""):
+    """The shutdown up to that record, where Ctrl-C ends it: nobody is killed, and all who are left are survivors."""
+    here.write("/opt/interrupt.py", INTERRUPT)
+    result = here.run(before=before, command=f"/usr/bin/python3 /opt/interrupt.py '{text}'", after=after)
+    assert (result.stderr, result.status) == ("", 0)
+    seen = Watched(here.inside(WATCHED).read_text())
+    assert_asked_as_logged(result, seen)
+    return result, seen
+
+
+def pid_of(name):
+    return f"$(awk '$2 == \"ready\" && $4 == \"{name}\" {{ print $3 }}' /usr/quarn/sandbox/journal)"
+
+
+def test_one_that_ignores_all(host):
+    result, seen = interrupted(host(f"{BIN}/momuhe ignore=all\n"), "", "Waiting for")
+    survivor = seen.named("momuhe")
+    assert survivor["outcome"] == "survived" and survivor["reason"]["state"] == "sleeping"
+    assert survivor["reason"]["tracer"] is None and 0 < survivor["reason"]["age"] < 120
+    assert survivor["parent"]["pid"] == 1
+
+
+def test_stopped(host):
+    _, seen = interrupted(host(f"{BIN}/momuhe\n"), f"kill -STOP {pid_of('momuhe')}\n", "Waiting for")
+    assert seen.named("momuhe")["reason"]["state"] == "stopped"
+
+
+def test_traced(host):
+    here = host(f"{BIN}/momuhe\n")
+    tracing = (f"strace -o /dev/null -p {pid_of('momuhe')} >/dev/null 2>&1 & tracer=$!; echo $tracer >/opt/tracer\n"
+               f"until grep -q 'TracerPid:.*[1-9]' /proc/{pid_of('momuhe')}/status; do kill -0 $tracer || exit 96; done\n"
+               f"kill -STOP $tracer; kill -STOP {pid_of('momuhe')}\n")
+    _, seen = interrupted(here, tracing, "Waiting for")
+    reason = seen.named("momuhe")["reason"]
+    assert reason["tracer"] == {"pid": int(here.inside("/opt/tracer").read_text()), "name": "strace"}
+
+
+def test_zombie_that_its_parent_does_not_reap(host):
+    here = host(f"{BIN}/momuhe survive=zombie parent=/opt/keeper/keep\n")
+    result, seen = watch(here, "-k", "-q")
+    zombie = seen.named("momuhe")
+    # It has ended for a pidfd, and is there for signal 0: the program waited for it to the end, and sent it SIGKILL as well.
+    assert zombie["outcome"] == "survived" and zombie["reason"]["state"] == "zombie"
+    assert zombie["ended"] - zombie["asked"][0]["time"] < 1
+    assert zombie["parent"]["name"] == "keep"
+    wait, = (stage for stage in seen.stages if stage["kind"] == "wait")
+    assert wait["waited_for"] == [result.pid("momuhe")] and wait["end"] - wait["begin"] > 28
+    assert_asked_as_logged(result, seen)
+
+
+@pytest.mark.skipif(os.geteuid() != 0, reason="an ordinary user's box mounts no file server")
+def test_uninterruptible_sleep(host):
+    """It waits for a page of a file that its server never hands out. The first signal that it has a handler for makes the wait
+    uninterruptible (request_wait_answer, fs/fuse/dev.c)."""
+    here = host()
+    here.install(HERE / "stuckfs.py", "/opt/stuckfs.py")
+    here.install("/usr/bin/python3", f"{BIN}/momuhe")
+    here.write("/opt/touch.py", "import mmap, signal\nsignal.signal(signal.SIGTERM, print)\n"
+               "with open('/tmp/stuck/silent', 'rb') as file:\n"
+               "    print(mmap.mmap(file.fileno(), 4096, prot=mmap.PROT_READ)[0])\n")
+    before = f"""
+mkdir /tmp/stuck
+/usr/bin/python3 /opt/stuckfs.py /tmp/stuck /opt/starter/start >/tmp/mounted 2>&1 &
+server=$!
+until test -s /tmp/mounted || ! kill -0 $server; do :; done
+grep -q mounted /tmp/mounted || {{ cp /tmp/mounted /usr/quarn/sandbox/unmountable; exit 0; }}
+PYTHONHOME=/usr {BIN}/momuhe /opt/touch.py >/dev/null 2>&1 &
+stuck=$!
+until grep -q request_wait_answer /proc/$stuck/wchan; do kill -0 $stuck || exit 96; done
+"""
+    here.write("/opt/interrupt.py", INTERRUPT)
+    here.run(before=before, command="/usr/bin/python3 /opt/interrupt.py 'Waiting for'", after="kill $server\n")
+    if (here.quarn / "sandbox/unmountable").exists():
+        pytest.skip(f"no file server can be mounted here: {here.file('unmountable')}")
+    survivor = Watched(here.inside(WATCHED).read_text()).named("momuhe")
+    assert survivor["outcome"] == "survived" and survivor["reason"]["state"] == "sleeping uninterruptibly"
+    assert survivor["reason"]["function"] == "request_wait_answer"
+
+
+def test_who_came_back(host):
+    """A supervisor starts its daemon again: it is not the one that was stopped."""
+    here = host(f"{BIN}/momuhe\n{BIN}/kuror stop=3\n")
+    here.write("/opt/x/supervise", f"#!/bin/sh\nuntil grep -qs 'momuhe (1)' {LOG}; do :; done\n"
+               f"{BIN}/late --serve 1 >/dev/null & echo $$ $! >/opt/back; wait\n")
+    here.inside("/opt/x/supervise").chmod(0o755)
+    here.install(here.inside("/opt/starter/start"), f"{BIN}/late")
+    _, seen = watch(here, "-k", "-q", before="/opt/x/supervise >/dev/null 2>&1 &\n")
+    supervisor, late = map(int, here.inside("/opt/back").read_text().split())
+    back, = seen.json["came_back"]
+    assert (back["pid"], back["name"], back["path"]) == (late, "late", f"{BIN}/late")
+    assert back["parent"] == {"pid": supervisor, "name": "supervise"} and back["start"] > 0
+
+
+def test_stop_command_that_is_still_at_work_has_not_come_back(host):
+    here = host(f"{BIN}/dbsrv17 life=2\n")
+    here.write(f"{BIN}/duzahi_start_stop", "#!/bin/sh\nsleep 30\n")
+    here.inside(f"{BIN}/duzahi_start_stop").chmod(0o755)
+    result, seen = watch(here, "-k", "-q")
+    assert seen.asked("dbsrv17") == [f"{BIN}/duzahi_start_stop stop"]
+    assert result.status == 1 and seen.json["came_back"] == []

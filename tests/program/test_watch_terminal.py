@@ -1,0 +1,162 @@
+"""The live line on a terminal, which an emulator shows as it would look: nothing of the program's is lost, nothing of the line is
+left."""
+import json
+import os
+import pathlib
+import re
+import shlex
+
+import pyte
+import pytest
+
+from box import ALL_SPECIFIED, BIN, CVSTOP, GATHERING, LOG, WATCH, initiating
+
+HERE = pathlib.Path(__file__).parent
+FLEET = f"{BIN}/kuror stop=3\n{BIN}/momuhe count=3\n{BIN}/strayd ignore=INT\n"
+QUIETLY = [WATCH, "--no-report", "--"]
+REWRITE = b"\r\x1b[K"
+
+
+class Shown:
+    """What a run showed on its terminal."""
+
+    def __init__(self, here, result, size):
+        self.bytes = here.inside("/opt/shown").read_bytes()
+        self.text = self.bytes.decode()
+        self.times = json.loads(here.inside("/opt/times").read_text())
+        self.status = os.waitstatus_to_exitcode(int(here.inside("/opt/ended").read_text()))
+        self.result = result
+        self.size = size
+
+    def screen(self, resizes=()):
+        rows, columns = self.size
+        screen = pyte.HistoryScreen(columns, rows, history=1000)
+        stream = pyte.ByteStream(screen)
+        done = 0
+        for place, (lines, width) in resizes:
+            stream.feed(self.bytes[done:place])
+            screen.resize(lines, width)
+            done = place
+        stream.feed(self.bytes[done:])
+        top = ["".join(line[column].data for column in range(screen.columns)).rstrip() for line in screen.history.top]
+        return "\n".join(top + [line.rstrip() for line in screen.display]).rstrip()
+
+    def lines(self):
+        """Each form that the line took."""
+        parts = [part.split(b"\r")[0].decode() for part in self.bytes.split(REWRITE)[1:]]
+        return [part for part in parts if re.match(r"(\[[#-]{12}\] )?\d+ of \d+", part)]
+
+
+def on_terminal(here, command, size=(24, 130), steps=(), env=None, **how):
+    here.install(HERE / "terminal.py", "/opt/terminal.py")
+    spec = json.dumps({"size": size, "steps": steps})
+    result = here.run(command=shlex.join(["/usr/bin/python3", "/opt/terminal.py", spec, *command]),
+                      env={"TERM": "xterm", **(env or {})}, **how)
+    return Shown(here, result, size)
+
+
+def written(count):
+    return (GATHERING + initiating(count) + 3 * f"Signaling process {BIN}/momuhe\n" + f"Requesting termination of {BIN}/kuror.\n"
+            + f"Signaling process {BIN}/strayd\n" + ALL_SPECIFIED)
+
+
+def test_the_line_comes_and_goes(host):
+    here = host(FLEET)
+    shown = on_terminal(here, [*QUIETLY, "-k"])
+    assert shown.status == 1
+    assert shown.screen() == written(5).rstrip()
+    assert any(re.fullmatch(r"\[#+-+\] 3 of 5 ended  \d s  waiting for kuror \(\d+\): asked \d s ago, up to 5\d s more", line)
+               for line in shown.lines()), shown.lines()
+    assert any(re.search(r"signalling strayd \(\d+\)", line) for line in shown.lines()), shown.lines()
+    took = shown.times[-1][0] - shown.times[0][0]
+    assert 3 < len(shown.lines()) <= 4 * took + 2
+    # Nothing stands on the line before the program's own, and no colour in it.
+    plain = re.sub(rb"\r\x1b\[K[^\r\n]*(?=\r\x1b\[K)", b"", shown.bytes).replace(REWRITE, b"")
+    assert plain.replace(b"\r\n", b"\n").decode() == written(5)
+    assert b"\x1b" not in plain
+
+
+@pytest.mark.parametrize("columns", [20, 40, 80, 300])
+def test_every_width(host, columns):
+    here = host(f"{BIN}/kuror stop=2\n{BIN}/バックアップ停止監視 ignore=INT,TERM,QUIT\n{BIN}/{'x' * 200} ignore=INT\n")
+    result = on_terminal(here, [*QUIETLY, "-k", "-b", "/dev/null"], size=(60, columns), before=ended_soon("バックアップ停止監視"))
+    alone = on_terminal(here, [CVSTOP, "-k", "-b", "/dev/null"], size=(60, columns), before=ended_soon("バックアップ停止監視"))
+    assert result.screen() == alone.screen()
+    assert all(pyte_width(line) < columns for line in result.lines())
+    assert result.lines()
+
+
+def ended_soon(name):
+    """The daemon of that name is killed by somebody else, eight seconds on."""
+    return f"(sleep 8; for exe in /proc/[0-9]*/exe; do case $(readlink $exe) in */{name}) kill -KILL $(echo $exe | " \
+        "tr -dc 0-9);; esac; done) >/dev/null 2>&1 &\n"
+
+
+def pyte_width(text):
+    screen = pyte.Screen(2000, 2)
+    pyte.Stream(screen).feed(text)
+    return screen.cursor.x
+
+
+def test_resized_in_the_middle(host):
+    steps = [["waiting for kuror", "resize", [24, 50]], ["waiting for kuror", "resize", [24, 120]]]
+    here = host(FLEET)
+    shown = on_terminal(here, [*QUIETLY, "-k"], steps=steps)
+    first = shown.text.encode().find(b"waiting for kuror") + len("waiting for kuror")
+    narrow = [line for line in shown.bytes[first:].split(REWRITE)[1:] if b"47 of" in line or b" ended " in line]
+    assert any(len(line.split(b"\r")[0]) < 50 for line in narrow)
+    assert written(5).splitlines()[-1] in shown.screen()
+    assert "waiting for" not in shown.screen().replace("Waiting", "")
+
+
+@pytest.mark.parametrize("text", ["waiting for kuror", "signalling strayd"])
+def test_terminal_that_goes_away(host, text):
+    """The shutdown goes on to its end."""
+    here = host(FLEET)
+    shown = on_terminal(here, [*QUIETLY, "-k"], steps=[[text, "leave", None]])
+    assert shown.status == 1
+    assert "All Corvane processes terminated normally." in [record.text for record in shown.result.log]
+    assert not any(shown.result.is_alive(name) for name in ("kuror", "momuhe", "strayd"))
+
+
+@pytest.mark.parametrize("answer, text", [("n\n", "Shutdown aborted."), ("y\n", ALL_SPECIFIED.strip())])
+def test_silent_while_the_question_stands(host, answer, text):
+    here = host(FLEET)
+    shown = on_terminal(here, [*QUIETLY], steps=[["(y/n) ", "type", answer]])
+    before, after = shown.bytes.split(b"(y/n) ")
+    assert b"\x1b" not in before and text in shown.screen()
+    assert (REWRITE in after) == (answer == "y\n")
+    alone = on_terminal(here, [CVSTOP], steps=[["(y/n) ", "type", answer]])
+    assert shown.screen() == alone.screen() and shown.status == alone.status
+
+
+@pytest.mark.parametrize("arguments", [("-k", "-q"), ("-l",), ("-h",), ("-x",)])
+def test_nothing_is_added_where_nothing_is_wanted(host, arguments):
+    here = host(f"{BIN}/kuror stop=2\n")
+    shown = on_terminal(here, [*QUIETLY, *arguments])
+    alone = on_terminal(here, [WATCH, "--no-report", CVSTOP, *arguments])
+    assert b"\x1b" not in shown.bytes
+    assert alone.status == shown.status
+
+
+def test_dumb_terminal_gets_whole_lines(host):
+    shown = on_terminal(host(FLEET), [WATCH, "--", "-k"], env={"TERM": "dumb"})
+    assert b"\x1b" not in shown.bytes
+    assert re.search(r"^cvstop-watch: 3 of 5 ended  2 s  waiting for kuror ", shown.text.replace("\r", ""), re.M)
+
+
+def test_standard_output_in_a_file_is_the_programs_own(host):
+    here = host(FLEET)
+    shown = on_terminal(here, ["/bin/sh", "-c", f"{WATCH} --no-report -- -k >/opt/output"])
+    assert here.inside("/opt/output").read_text() == written(5)
+    assert shown.screen() == "" and shown.lines()
+
+
+def test_lines_in_a_file(host):
+    """None in the first two seconds, and then one every ten."""
+    here = host(f"{BIN}/kuror stop=13\n")
+    result = here.run(command=f"{WATCH} -- -k")
+    lines = [line for line in result.stderr.splitlines() if line.startswith("cvstop-watch: 0 of 1 ended")]
+    assert [int(re.search(r"ended  (\d+) s", line)[1]) for line in lines] == [2, 12]
+    quick = here.run(command=f"{WATCH} -- -k -q", before=f"rm -f {LOG}\n")
+    assert "ended  2 s" not in quick.stderr
