@@ -8,7 +8,7 @@ from conftest import FOREIGN, FOREIGN_MACHINE, PROCESSOR, only
 
 pytestmark = pytest.mark.xdist_group("packages")
 
-PROGRAM = "usr/quarn/corvane/bin/cvstop"
+PROGRAMS = ("usr/quarn/corvane/bin/cvstop", "usr/sbin/cvstop-watch")
 MACHINES = {"amd64": "Advanced Micro Devices X86-64", "arm64": "AArch64", "ppc64el": "PowerPC64", "s390x": "IBM S/390"}
 # Where libc's static form can be loaded at any address.
 POSITION_INDEPENDENT = ("amd64", "arm64")
@@ -28,21 +28,25 @@ def readelf(program, option):
     return subprocess.run(["readelf", "-W", option, program], capture_output=True, text=True, check=True).stdout
 
 
-def test_program_is_hardened_and_needs_no_library_on_any_processor(packages, tmp_path):
+def assert_is_hardened(program, processor):
+    header = readelf(program, "-h")
+    assert MACHINES[processor] in header
+    assert ("DYN (Position-Independent" if processor in POSITION_INDEPENDENT else "EXEC (Executable") in header
+    segments = {line.split()[0]: line.split() for line in readelf(program, "-l").splitlines() if "0x" in line}
+    assert "GNU_RELRO" in segments and "INTERP" not in segments
+    assert segments["GNU_STACK"][6] == "RW", "the stack is not executable"
+    assert not [line for line in readelf(program, "-l").splitlines() if re.search(r"LOAD .* RWE ", line)]
+    assert "(NEEDED)" not in readelf(program, "-d")
+
+
+def test_programs_are_hardened_and_need_no_library_on_any_processor(packages, tmp_path):
     seen = set()
     for package in packages.glob("*.deb"):
         processor = re.search(r"_(\w+)\.deb$", package.name)[1]
         seen.add(processor)
         subprocess.run(["dpkg-deb", "-x", package, tmp_path / processor], check=True)
-        program = tmp_path / processor / PROGRAM
-        header = readelf(program, "-h")
-        assert MACHINES[processor] in header
-        assert ("DYN (Position-Independent" if processor in POSITION_INDEPENDENT else "EXEC (Executable") in header
-        segments = {line.split()[0]: line.split() for line in readelf(program, "-l").splitlines() if "0x" in line}
-        assert "GNU_RELRO" in segments and "INTERP" not in segments
-        assert segments["GNU_STACK"][6] == "RW", "the stack is not executable"
-        assert not [line for line in readelf(program, "-l").splitlines() if re.search(r"LOAD .* RWE ", line)]
-        assert "(NEEDED)" not in readelf(program, "-d")
+        for program in PROGRAMS:
+            assert_is_hardened(tmp_path / processor / program, processor)
     assert {PROCESSOR, FOREIGN} <= seen
 
 
