@@ -17,7 +17,7 @@ PACKAGES = "systemd,systemd-sysv,dbus,cron,openssh-server,redis-server,udev,kmod
 MODULES = ("crc16", "crc32c_generic", "mbcache", "jbd2", "ext4", "virtio", "virtio_ring", "virtio_pci_legacy_dev",
            "virtio_pci_modern_dev", "virtio_pci", "virtio_blk")
 LIBRARY = "/usr/quarn/corvane/lib/libsampled.so"
-OWN_TREE = f"mount -t tmpfs tmpfs /usr/quarn && mkdir -p {box.BIN} && cp /opt/starter/start {box.BIN}/halvd"
+OWN_TREE = f"mount -t tmpfs tmpfs /usr/quarn && mkdir -p {box.BIN} && cp /usr/bin/sleep {box.BIN}/halvd"
 
 # The product's services: what each runs, and how it is hardened.
 PRODUCT = {
@@ -30,7 +30,7 @@ PRODUCT = {
     "product-replaced": ("nuwezato", "PrivateTmp=yes"),
 }
 # What only looks like it, and what runs the product's code.
-CONTAINER = f"/usr/bin/unshare --mount --pid --fork --mount-proc /bin/sh -c '{OWN_TREE} && exec {box.BIN}/halvd --serve 1'"
+CONTAINER = f"/usr/bin/unshare --mount --pid --fork --mount-proc /bin/sh -c '{OWN_TREE} && exec {box.BIN}/halvd infinity'"
 STRANGERS = {
     "stranger-contained": f"ExecStart={CONTAINER}",
     "stranger-preloaded": f"Environment=LD_PRELOAD={LIBRARY}\nExecStart=/usr/bin/sleep infinity",
