@@ -13,12 +13,15 @@ sys.path.insert(0, str(REPO / "tests/program"))
 pytest.register_assert_rewrite("box", "test_attacks", "test_languages", "test_lister", "test_pictures", "test_whole_table")
 
 import box  # noqa: E402
+import image  # noqa: E402
 from archive import Missing  # noqa: E402
 from client import Client, store  # noqa: E402
-from inventory import KERNELS  # noqa: E402
+from inventory import HOSTS, KERNELS, WHOLE  # noqa: E402
 from machine import Machine  # noqa: E402
 
-WANTED = os.environ.get("CVSTOP_HOSTS", " ".join(KERNELS)).split()
+WANTED = os.environ.get("CVSTOP_HOSTS", " ".join(HOSTS)).split()
+WANTED_KERNELS = [name for name in WANTED if name in KERNELS]
+collect_ignore = ["test_whole.py"] * (WHOLE.name not in WANTED) + ["test_hosts.py"] * (not WANTED_KERNELS)
 # The tests of the tests: in the program's place stands one that does nothing, and says that all went well.
 IDLE = os.environ.get("CVSTOP_HOSTS_IDLE") == "1"
 
@@ -38,16 +41,21 @@ def pytest_collection_modifyitems(items):
             item.add_marker(pytest.mark.xfail(strict=True, reason="the program does nothing"))
 
 
-@pytest.fixture(scope="session", params=[pytest.param(KERNELS[name], marks=pytest.mark.xdist_group(name)) for name in WANTED],
-                ids=WANTED)
+@pytest.fixture(scope="session", ids=WANTED_KERNELS,
+                params=[pytest.param(KERNELS[name], marks=pytest.mark.xdist_group(name)) for name in WANTED_KERNELS])
 def machine(request):
     kernel = request.param
     try:
-        booted = Machine(kernel, store(build_of(kernel)))
+        booted = Machine(kernel, *image.build(kernel, store(build_of(kernel))))
     except Missing as missing:
         pytest.skip(f"the archive does not have this kernel: {missing}")
     yield booted
     booted.close()
+
+
+@pytest.fixture(scope="session")
+def build_folder():
+    return build_of
 
 
 @pytest.fixture

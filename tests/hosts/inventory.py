@@ -44,16 +44,19 @@ SUITES = {11: "bullseye", 12: "bookworm", 13: "trixie"}
 KERNELS = {k.name: k for k in (
     Kernel(f"debian{debian}-{name}", debian, SUITES[debian], PROCESSORS[name])
     for debian, name in ((11, "amd64"), (12, "amd64"), (13, "amd64"), (12, "arm64"), (12, "ppc64el"), (12, "s390x")))}
-# What CI boots: the oldest kernel, and the processor that differs most from this one.
-CI = ("debian11-amd64", "debian12-s390x")
+# A whole system, besides its kernel.
+WHOLE = Kernel("debian12-whole", 12, SUITES[12], PROCESSORS["amd64"])
+HOSTS = {**KERNELS, WHOLE.name: WHOLE}
+# What CI boots: the oldest kernel.
+CI = ("debian11-amd64",)
 
 
 def asked_for(names):
-    """The kernels of these names, or all."""
+    """The hosts of these names, or all."""
     for name in names:
-        if name not in KERNELS:
-            raise SystemExit(f"hosts: no host is named {name}; there are {', '.join(KERNELS)}")
-    return [KERNELS[name] for name in names or KERNELS]
+        if name not in HOSTS:
+            raise SystemExit(f"hosts: no host is named {name}; there are {', '.join(HOSTS)}")
+    return [HOSTS[name] for name in names or HOSTS]
 
 
 def main(what, *names):
@@ -61,7 +64,8 @@ def main(what, *names):
         print(PROCESSORS[names[0]].machine)
         return
     asked = asked_for(names)
-    lines = {"list": [f"{kernel.name:18} Debian {kernel.debian}'s kernel on {kernel.processor.machine}" for kernel in asked],
+    kinds = {host.name: "a whole" if host is WHOLE else "the kernel of" for host in asked}
+    lines = {"list": [f"{host.name:18} {kinds[host.name]} Debian {host.debian} on {host.processor.machine}" for host in asked],
              "names": [" ".join(kernel.name for kernel in asked)],
              "ci": CI,
              "processors": dict.fromkeys(kernel.processor.name for kernel in asked),

@@ -8,8 +8,6 @@ import subprocess
 import tarfile
 import time
 
-import image
-
 MEMORY = "1024"
 # Everything takes about eight times as long as on a real host; a program's own waits do not.
 BOOT_SECONDS = 300
@@ -21,17 +19,17 @@ class Broken(Exception):
 
 
 class Machine:
-    """Boots a host. `store` holds the files that the jobs' trees are made of, by the name that a job gives them."""
+    """Boots a host, with a first file system that is removed at the end. `disk` is what it finds there besides, if anything."""
 
-    def __init__(self, host, store):
-        self.host = host
-        kernel, self.initramfs, self.version = image.build(host, store)
+    def __init__(self, host, kernel, initramfs, version, disk=None):
+        self.host, self.initramfs, self.version = host, initramfs, version
         begun = time.monotonic()
-        # No clock, no network, no disk: nothing of this machine's is there.
+        # Nothing of this machine's is there, and what is written to a disk is lost.
+        drive = ["-drive", f"file={disk},format=raw,if=virtio,snapshot=on"] if disk else []
         self.qemu = subprocess.Popen(
             [*host.processor.command, "-m", MEMORY, "-nodefaults", "-display", "none", "-serial", "stdio", "-no-reboot",
-             "-kernel", kernel, "-initrd", self.initramfs,
-             "-append", f"console={host.processor.console} quiet loglevel=1 panic=-1 mitigations=off"],
+             *drive, "-kernel", kernel, "-initrd", initramfs, "-append",
+             f"console={host.processor.console} quiet loglevel=1 panic=-1 mitigations=off"],
             stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, bufsize=0)
         os.set_blocking(self.qemu.stdout.fileno(), False)
         self.selector = selectors.DefaultSelector()
@@ -79,6 +77,10 @@ class Machine:
                 archive.addfile(info, io.BytesIO(data))
         text = base64.encodebytes(buffer.getvalue())
         self.qemu.stdin.write(b"job %d\n%b" % (text.count(b"\n"), text))
+        return self.answer(seconds)
+
+    def answer(self, seconds):
+        """Waits for the status and the archive of a job."""
         answer = self._until(ANSWER.match, seconds)[-1]
         lines = self._until(lambda line: line == b".", BOOT_SECONDS)[:-1]
         return int(ANSWER.match(answer)[1]), tarfile.open(fileobj=io.BytesIO(base64.b64decode(b"".join(lines))))
