@@ -10,6 +10,7 @@
 #include "CommandLine.h"
 #include "Inherited.h"
 #include "Json.h"
+#include "ProgramArguments.h"
 #include "ProgramPath.h"
 #include "Redraw.h"
 #include "Report.h"
@@ -83,7 +84,8 @@ int runAndTell(const CommandLine& line, const watch::Inherited& inherited) {
         say(name + ": " + std::strerror(watched.error));
         return watched.error == ENOENT ? kNotFound : kCannotExecute;
     }
-    if (line.report) {
+    // A listing has nothing to report.
+    if (line.report && watch::readProgramArguments(line.arguments).shutsDown) {
         std::fputs(watch::reportOf(watched.run).c_str(), stderr);
     }
     const std::string told = watch::toJson(watched.run);
