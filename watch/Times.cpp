@@ -33,7 +33,8 @@ std::string decimal(double number, int digits) {
 std::string inSeconds(Time length) {
     // A record is written a moment after what it tells: an end may come before its request, by less than is shown.
     constexpr Time kLeast = kSecond / 200;
-    const double seconds = length < 0 && length > -kLeast ? 0 : static_cast<double>(length) / static_cast<double>(kSecond);
+    const double seconds =
+        length < 0 && length > -kLeast ? 0 : static_cast<double>(length) / static_cast<double>(kSecond);
     return decimal(seconds, seconds < 9.995 ? 2 : 1) + " s";
 }
 
