@@ -13,7 +13,7 @@
 #include "ProgramPath.h"
 #include "Redraw.h"
 #include "Report.h"
-#include "Watcher.h"
+#include "Watch.h"
 #include "WholeFile.h"
 #include "cvpaths.h"
 
@@ -77,7 +77,7 @@ int runAndTell(const CommandLine& line, const watch::Inherited& inherited) {
     watched.error = found.error;
     if (watched.error == 0) {
         inherited.prepareWatcher();
-        watched = watch::watchProgram(program, inherited, line.report);
+        watched = watch::Watch(program, inherited, line.report).run();
     }
     if (watched.error != 0) {
         say(name + ": " + std::strerror(watched.error));

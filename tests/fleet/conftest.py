@@ -32,11 +32,11 @@ def pytest_configure(config):
 @pytest.fixture(scope="session")
 def boxes():
     """Skips, and so counts, where a client host in a box cannot be had."""
+    if os.geteuid() != 0:
+        pytest.skip("only root enters a box from outside")
     with tempfile.TemporaryDirectory(dir=box.BUILD) as folder:
         for name in ("quarn", "opt"):
             (pathlib.Path(folder) / name).mkdir()
         probe = subprocess.run([REPO / "sandbox/box", "--tree", folder, "--", "true"], capture_output=True, check=False)
     if probe.returncode == box.CANNOT_BOX:
         pytest.skip(f"there are no boxes here: {probe.stderr.decode()}")
-    if os.geteuid() != 0:
-        pytest.skip("only root enters a box from outside")

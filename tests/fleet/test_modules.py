@@ -223,8 +223,9 @@ def test_a_shutdown_that_fails_is_told_with_what_was_found(client):
     assert result["failed"] and result["rc"] == 16 and names(result["found"]) == ["koka"] and result["output"] == ["halfway"]
 
 
-def test_without_the_program(client):
-    assert "is the package installed" in client.call("cvstop", executable="/nowhere/cvstop")["msg"]
+@pytest.mark.parametrize("path", ["/nowhere/cvstop", "/usr"])
+def test_without_the_program(client, path):
+    assert "is the package installed" in client.call("cvstop", executable=path)["msg"]
 
 
 def test_an_old_program_is_refused(client):

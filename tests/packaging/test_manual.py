@@ -190,3 +190,7 @@ def test_pages_are_sound(page):
     assert shown.stderr == ""
     lines = re.sub(".\b", "", shown.stdout).splitlines()
     assert max(map(len, lines)) <= 80 and lines[2] == "NAME"
+
+
+def test_where_it_runs_is_what_the_booted_hosts_say():
+    subprocess.run([REPO / "tests/hosts/systems.py", "--check"], check=True)

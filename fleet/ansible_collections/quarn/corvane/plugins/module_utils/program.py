@@ -41,6 +41,10 @@ ARGUMENTS = dict(
 )
 
 
+def is_program(path):
+    return os.path.isfile(path) and os.access(path, os.X_OK)
+
+
 def status_of(code):
     """The exit status as a shell has it: a program that died by a signal has 128 and the signal."""
     return 128 - code if code < 0 else code
@@ -66,7 +70,7 @@ class Program(object):
         self.options = ['-3'] if module.params['third_party'] else []
         if exclude_file:
             self.options += ['-b', exclude_file]
-        if not os.access(self.path, os.X_OK):
+        if not is_program(self.path):
             module.fail_json(msg='There is no program at %s: is the package installed on this client?' % self.path)
 
     def command(self, mode):
@@ -106,7 +110,7 @@ def find_watch(module):
     if wanted == 'false':
         return None
     path = module.params['watch_executable'] or module.get_bin_path('cvstop-watch', opt_dirs=[WATCH_FOLDER])
-    if path and os.access(path, os.X_OK):
+    if path and is_program(path):
         return path
     if wanted == 'true':
         module.fail_json(msg='There is no cvstop-watch on this client, and watch is true. Nothing was touched.')
