@@ -47,9 +47,9 @@ std::string roughly(Time length) {
     std::string text;
     for (const auto& unit : kUnits) {
         const bool isSecond = !text.empty();
-        if (rest >= unit.seconds || (isSecond && rest > 0)) {
-            const Time count = rest / unit.seconds;
-            text += count == 0 ? "" : (isSecond ? " " : "") + std::to_string(count) + unit.unit;
+        const Time count = rest / unit.seconds;
+        if (count > 0) {
+            text += (isSecond ? " " : "") + std::to_string(count) + unit.unit;
         }
         rest %= unit.seconds;
         if (isSecond) {
