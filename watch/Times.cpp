@@ -31,7 +31,10 @@ std::string decimal(double number, int digits) {
 }
 
 std::string inSeconds(Time length) {
-    const double seconds = static_cast<double>(length) / static_cast<double>(kSecond);
+    // A record is written a moment after what it tells: an end may come before its request, by less than is shown.
+    constexpr Time kLeast = kSecond / 200;
+    const double seconds =
+        length < 0 && length > -kLeast ? 0 : static_cast<double>(length) / static_cast<double>(kSecond);
     return decimal(seconds, seconds < 9.995 ? 2 : 1) + " s";
 }
 
@@ -44,9 +47,9 @@ std::string roughly(Time length) {
     std::string text;
     for (const auto& unit : kUnits) {
         const bool isSecond = !text.empty();
-        if (rest >= unit.seconds || (isSecond && rest > 0)) {
-            const Time count = rest / unit.seconds;
-            text += count == 0 ? "" : (isSecond ? " " : "") + std::to_string(count) + unit.unit;
+        const Time count = rest / unit.seconds;
+        if (count > 0) {
+            text += (isSecond ? " " : "") + std::to_string(count) + unit.unit;
         }
         rest %= unit.seconds;
         if (isSecond) {

@@ -7,8 +7,7 @@ import subprocess
 import jsonschema
 import pytest
 
-from box import BUILD, REPO
-from watching import WATCH, WATCHED, watch
+from box import BUILD, REPO, WATCH, WATCHED, watch
 
 PROGRAM = BUILD / "watch/cvstop-watch"
 SCHEMA = json.loads((REPO / "watch/schema.json").read_text())
@@ -89,7 +88,9 @@ def test_run_is_told_as_the_schema_says_and_drawn_again_alike(host, tmp_path):
         "gathering", "sweep", "wait", "kill", "wait after the kill"]
     assert draw(tmp_path, here.inside(WATCHED).read_bytes()).returncode == 0
     assert (tmp_path / "run.svg").read_bytes() == here.inside("/opt/watch/run.svg").read_bytes()
-    assert re.match(r"\ncvstop-watch: client: 6 processes in \d+\.\d s, 3 ended, 1 killed, 2 spared; status 1\n", result.stderr)
+    # Before it come the lines of the wait, one each ten seconds.
+    headline = r"^\ncvstop-watch: client: 6 processes in \d+\.\d s, 3 ended, 1 killed, 2 spared; status 1\n\n  stage "
+    assert re.search(headline, result.stderr, re.M)
     assert re.search(r"^  stray \(\d+\) +\d+\.\d s +[\d.]+ s +[\d.]+ s  SIGINT, SIGTERM, SIGQUIT, SIGKILL$", result.stderr, re.M)
     assert re.search(rf"^  wait +\d+\.\d s  stray \({result.pid('stray')}\)$", result.stderr, re.M)
 

@@ -141,6 +141,7 @@ TEST(JsonReader, SaysWhereATextIsNoJson) {
     EXPECT_EQ(fromJson("").error, "line 1: is no JSON");
     EXPECT_EQ(fromJson("{\n\"version\": 1,\n}").error, "line 3: is no JSON");
     EXPECT_EQ(fromJson("\xff").error, "line 1: is no JSON");
+    EXPECT_EQ(fromJson("\"a\nb\"").error, "line 1: is no JSON"); // its end is what is wrong with line 1
     EXPECT_EQ(fromJson("[1e999]").error, "holds a number that is too large");
     EXPECT_EQ(fromJson("[]").error, "the document must be an object");
     EXPECT_EQ(fromJson(std::string(100'000, '[')).error, "line 1: is no JSON");

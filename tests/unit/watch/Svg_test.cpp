@@ -221,6 +221,11 @@ TEST(Svg, ExplainsItself) {
     EXPECT_TRUE(holds(svg, "@media (prefers-color-scheme: dark)"));
 }
 
+TEST(Svg, PutsTheLabelsOfTheAxisAroundTheirLines) {
+    EXPECT_TRUE(holds(watch::toSvg(sample::run()),
+                      "<text x=\"372.8\" y=\"196\" class=\"less\" textLength=\"29.2\">10 s</text>"));
+}
+
 TEST(Svg, RepeatsItsAxis) {
     watch::Run run = sample::run();
     run.strangers.clear();

@@ -46,6 +46,7 @@ TEST(Columns, AreThoseOfATerminal) {
     EXPECT_EQ(columns("é€ñ"), 3U);
     EXPECT_EQ(columns("バックアップ"), 12U);
     EXPECT_EQ(columns("𠀀😀"), 4U);
+    EXPECT_EQ(columns("ぁ㏿"), 4U);      // the ends of a range
     EXPECT_EQ(columns("e\xCC\x81"), 1U); // an accent of its own
     EXPECT_EQ(columns("한국어"), 6U);
 }

@@ -21,6 +21,8 @@ TEST(Decimal, HasItsDigits) {
 
 TEST(InSeconds, ShowsTwoDigitsBelowTen) {
     EXPECT_EQ(watch::inSeconds(0), "0.00 s");
+    EXPECT_EQ(watch::inSeconds(-4'999'999), "0.00 s");
+    EXPECT_EQ(watch::inSeconds(-20'000'000), "-0.02 s");
     EXPECT_EQ(watch::inSeconds(240'000'000), "0.24 s");
     EXPECT_EQ(watch::inSeconds(9'994'000'000), "9.99 s");
     EXPECT_EQ(watch::inSeconds(9'996'000'000), "10.0 s");
