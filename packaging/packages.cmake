@@ -7,7 +7,8 @@ set(CPACK_PACKAGE_DESCRIPTION
 "cvstop stops every running process of the product, in a deliberate order:
 first politely, then with signals, finally with SIGKILL. It spares whatever
 an exclude list names. It can also end other programs that run the product's
-code, or simply list what is running.")
+code, or simply list what is running. cvstop-watch shows what a shutdown
+waits for, and tells afterwards who took long and why.")
 set(CPACK_GENERATOR DEB RPM)
 # What both worlds call the processor. Where it is not known here they find out themselves.
 set(processors x86_64 amd64 aarch64 arm64 ppc64le ppc64el s390x s390x)
@@ -61,7 +62,8 @@ set(CPACK_RPM_SPEC_MORE_DEFINE
 %define clamp_mtime_to_source_date_epoch 1")
 set(CPACK_RPM_CHANGELOG_FILE ${CMAKE_CURRENT_BINARY_DIR}/rpm-changelog)
 set(CPACK_RPM_USER_FILELIST "%config(noreplace) /etc/logrotate.d/cvstop" "%doc /usr/share/doc/cvstop/copyright"
-    "%doc /usr/share/doc/cvstop/CHANGELOG.md" "%doc /usr/share/doc/cvstop/shutdown-plan.md")
+    "%doc /usr/share/doc/cvstop/CHANGELOG.md" "%doc /usr/share/doc/cvstop/shutdown-plan.md"
+    "%doc /usr/share/doc/cvstop/watch-schema.json")
 foreach(language IN LISTS CVSTOP_LANGUAGES)
   list(APPEND CPACK_RPM_USER_FILELIST
        "%lang(${language}) ${CPACK_PACKAGING_INSTALL_PREFIX}/locale/${language}/LC_MESSAGES/cvstop.mo")

@@ -4,13 +4,12 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include "UniqueFd.h"
 
 namespace watch {
 
@@ -58,7 +57,7 @@ void redirect(const Streams& streams) {
 [[noreturn]] void becomeProgram(const char* path, char* const* words, const Streams& streams,
                                 const Inherited& inherited, int reason, int go) {
     char byte = 0;
-    // The end of the pipe, when the watcher has let go of the streams.
+    // The watcher has let go of the streams; or has gone itself.
     while (::read(go, &byte, 1) < 0 && errno == EINTR) {
     }
     redirect(streams);
@@ -67,16 +66,6 @@ void redirect(const Streams& streams) {
     const int error = errno;
     static_cast<void>(!::write(reason, &error, sizeof error));
     ::_exit(error == ENOENT ? kNotFound : kCannotExecute);
-}
-
-/// The end of the pipe comes with the exec that closes it.
-int readReason(int fd) {
-    int error = 0;
-    ssize_t got = 0;
-    do {
-        got = ::read(fd, &error, sizeof error);
-    } while (got < 0 && errno == EINTR);
-    return got == sizeof error ? error : 0;
 }
 
 } // namespace
@@ -93,17 +82,19 @@ Started startProgram(const Program& program, const Streams& streams, const Inher
         becomeProgram(program.path.c_str(), words.data(), streams, inherited, reason.writing.get(), go.reading.get());
     }
     if (pid < 0) {
-        return {-1, errno};
+        return {-1, errno, {}};
     }
     letGo();
+    // Both a byte and the end of the pipe: neither way may fail alone and leave the program waiting.
+    static_cast<void>(!::write(go.writing.get(), "g", 1));
     go.writing.reset();
-    reason.writing.reset();
-    const int error = reason.reading ? readReason(reason.reading.get()) : 0;
-    if (error != 0) {
-        ::waitpid(pid, nullptr, 0);
-        return {-1, error};
-    }
-    return {pid, 0};
+    ::fcntl(reason.reading.get(), F_SETFL, O_NONBLOCK);
+    return {pid, 0, std::move(reason.reading)};
+}
+
+int whyItNeverRan(const Started& started) {
+    int error = 0;
+    return ::read(started.reason.get(), &error, sizeof error) == sizeof error ? error : 0;
 }
 
 std::optional<Ending> endingOf(pid_t pid) {

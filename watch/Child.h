@@ -9,6 +9,7 @@
 #include <sys/types.h>
 
 #include "Inherited.h"
+#include "UniqueFd.h"
 
 namespace watch {
 
@@ -26,13 +27,18 @@ struct Streams {
 
 struct Started {
     pid_t pid = -1;
-    /// 0, or the errno value for which it never ran.
+    /// 0, or the errno value for which there is no process.
     int error = 0;
+    /// Where it says why it could not become the program, if it could not.
+    UniqueFd reason;
 };
 
 /// `letGo` is run in the watcher when the program has its streams, and before it can look around.
 Started startProgram(const Program& program, const Streams& streams, const Inherited& inherited,
                      const std::function<void()>& letGo);
+
+/// 0, or the errno value for which the process, which has ended, never became the program.
+int whyItNeverRan(const Started& started);
 
 /// How a program ended; exactly one is set.
 struct Ending {

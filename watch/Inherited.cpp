@@ -21,7 +21,10 @@ Inherited::Inherited() {
         ::sigaction(kSignals[place], nullptr, &m_actions[place]);
     }
     ::sigprocmask(SIG_BLOCK, nullptr, &m_mask);
-    ::getrlimit(RLIMIT_NOFILE, &m_descriptors);
+    rlimit descriptors{};
+    if (::getrlimit(RLIMIT_NOFILE, &descriptors) == 0) {
+        m_descriptors = descriptors;
+    }
 }
 
 void Inherited::prepareWatcher() const {
@@ -37,11 +40,14 @@ void Inherited::prepareWatcher() const {
 }
 
 std::size_t Inherited::raiseDescriptorLimit(std::size_t wanted) const {
-    rlimit limit = m_descriptors;
+    if (!m_descriptors) {
+        return 0;
+    }
+    rlimit limit = *m_descriptors;
     if (limit.rlim_cur < wanted) {
         limit.rlim_cur = std::min<rlim_t>(wanted, limit.rlim_max);
         if (::setrlimit(RLIMIT_NOFILE, &limit) != 0) {
-            return m_descriptors.rlim_cur;
+            return m_descriptors->rlim_cur;
         }
     }
     return std::min<rlim_t>(limit.rlim_cur, wanted);
@@ -51,7 +57,9 @@ void Inherited::restore() const {
     for (std::size_t place = 0; place < kSignals.size(); ++place) {
         ::sigaction(kSignals[place], &m_actions[place], nullptr);
     }
-    ::setrlimit(RLIMIT_NOFILE, &m_descriptors);
+    if (m_descriptors) {
+        ::setrlimit(RLIMIT_NOFILE, &*m_descriptors);
+    }
     ::sigprocmask(SIG_SETMASK, &m_mask, nullptr);
 }
 

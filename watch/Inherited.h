@@ -4,6 +4,7 @@
 #include <array>
 #include <csignal>
 #include <cstddef>
+#include <optional>
 
 #include <sys/resource.h>
 
@@ -29,7 +30,8 @@ class Inherited {
 
     std::array<struct sigaction, kSignals.size()> m_actions = {};
     sigset_t m_mask = {};
-    rlimit m_descriptors = {};
+    /// Nothing where it could not be read: it is left alone then.
+    std::optional<rlimit> m_descriptors;
 };
 
 } // namespace watch

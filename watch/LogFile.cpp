@@ -4,9 +4,8 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <memory>
+#include <filesystem>
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -19,10 +18,6 @@ namespace {
 
 /// A record is one write of at most 4,000 bytes; a longer line is none.
 constexpr std::size_t kLongestLine = 8192;
-
-struct CloseDirectory {
-    void operator()(DIR* directory) const { ::closedir(directory); }
-};
 
 /// O_NONBLOCK: a FIFO in the log's place must not hold the watcher.
 int openForReading(const std::string& path) {
@@ -93,19 +88,14 @@ bool LogFile::readFile(const std::string& path) {
 
 /// The followed file under another name in its folder.
 bool LogFile::readRenamed() {
-    const std::string folder = m_path.substr(0, m_path.rfind('/'));
-    const std::unique_ptr<DIR, CloseDirectory> directory(::opendir(folder.c_str()));
-    if (directory == nullptr) {
-        return false;
-    }
-    std::vector<std::string> names;
-    while (const dirent* entry = ::readdir(directory.get())) {
-        if (entry->d_ino == m_followed.inode) {
-            names.emplace_back(entry->d_name);
+    std::error_code error;
+    std::filesystem::directory_iterator entry(std::filesystem::path(m_path).parent_path(), error);
+    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+        if (readFile(entry->path())) {
+            return true;
         }
     }
-    return std::any_of(names.begin(), names.end(),
-                       [&](const std::string& name) { return readFile(folder + '/' + name); });
+    return false;
 }
 
 void LogFile::readOn() {

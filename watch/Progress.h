@@ -11,7 +11,8 @@ namespace watch {
 
 struct Progress {
     enum class Doing {
-        /// Its question is on the screen and nothing else should be; or it may be no shutdown yet, but a bad command line.
+        /// Its question is on the screen and nothing else should be; or it may be no shutdown yet, but a bad command
+        /// line.
         silent,
         gathering,
         /// Goes through the table, without a wait.

@@ -53,9 +53,12 @@ void Screen::flush() {
         const ssize_t written = ::write(m_terminal.get(), m_pending.data(), m_pending.size());
         if (written >= 0) {
             m_pending.erase(0, static_cast<std::size_t>(written));
-        } else if (errno != EINTR) {
-            m_lost = errno != EAGAIN;
+        } else if (errno == EAGAIN) {
             return;
+        } else if (errno != EINTR) {
+            // Nothing is kept for a terminal that went away: its descriptor would be ready for ever.
+            m_lost = true;
+            m_pending.clear();
         }
     }
 }

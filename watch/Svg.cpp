@@ -102,7 +102,7 @@ class Drawing {
     void drawBandLabels() {
         std::size_t tiers = 0;
         for (const Band& band : m_bands) {
-            tiers = std::max(tiers, band.tier + 1);
+            tiers = std::max(tiers, band.isLabelled ? band.tier + 1 : 0);
         }
         const double bottom = m_y + 8 + kLine * static_cast<double>(tiers + 1);
         for (const Band& band : m_bands) {

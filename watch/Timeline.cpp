@@ -89,8 +89,8 @@ std::vector<Axis::Tick> Axis::ticks() const {
     return found;
 }
 
-/// From the right to the left: a label that would run into the next one goes a line higher, and the line that leads
-/// down from it to its band then passes left of all labels below.
+/// From the right to the left, each label as low as it can stand: it must end before the next label of its line begins,
+/// and before the lines that lead down from higher labels.
 std::vector<Band> bands(const Run& run, const Axis& axis) {
     std::vector<Band> found;
     for (const Part& part : partsOf(run)) {
@@ -100,14 +100,14 @@ std::vector<Band> bands(const Run& run, const Axis& axis) {
     for (auto band = found.rbegin(); band != found.rend(); ++band) {
         const double begin = axis.x(band->begin);
         const double end = begin + picture::widthOf(band->label) + kBetweenLabels;
-        const auto free = std::find_if(begins.begin(), begins.end(), [&](double next) { return end <= next; });
-        band->tier = static_cast<std::size_t>(free - begins.begin());
-        if (free != begins.end()) {
-            *free = begin;
-        } else if (begins.size() < kMostTiers) {
-            begins.push_back(begin);
-        } else {
-            band->isLabelled = false;
+        band->tier = begins.size();
+        while (band->tier > 0 && end <= begins[band->tier - 1]) {
+            --band->tier;
+        }
+        band->isLabelled = band->tier < kMostTiers;
+        if (band->isLabelled) {
+            begins.resize(std::max(begins.size(), band->tier + 1));
+            begins[band->tier] = begin;
         }
     }
     return found;

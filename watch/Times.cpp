@@ -13,7 +13,7 @@ std::string date(Time moment) {
     const sys_time<nanoseconds> time{nanoseconds(moment)};
     const sys_days day = floor<days>(time);
     const year_month_day calendar{day};
-    const hh_mm_ss clock{time - day};
+    const hh_mm_ss<nanoseconds> clock{time - day};
     std::array<char, 64> shown{};
     std::snprintf(shown.data(), shown.size(), "%04d-%02u-%02uT%02d:%02d:%02d.%09dZ", static_cast<int>(calendar.year()),
                   static_cast<unsigned>(calendar.month()), static_cast<unsigned>(calendar.day()),

@@ -1,4 +1,4 @@
-/// One run under watch: its parts, and the loop that joins them. Watcher.cpp begins and ends it, WatchLoop.cpp is the
+/// One run under watch: its parts, and the loop that joins them. Watch.cpp begins and ends it, WatchLoop.cpp is the
 /// middle.
 #pragma once
 
@@ -16,10 +16,10 @@
 #include "Observation.h"
 #include "OwnStreams.h"
 #include "ProgramArguments.h"
+#include "Run.h"
 #include "RunModel.h"
 #include "Screen.h"
 #include "UniqueFd.h"
-#include "Watcher.h"
 
 namespace watch {
 
@@ -28,10 +28,19 @@ inline Time steady() {
     return timeOf(CLOCK_MONOTONIC);
 }
 
+struct Watched {
+    /// 0, or the errno value for which the program never ran; nothing else is set then.
+    int error = 0;
+    Ending ending;
+    Run run;
+};
+
 class Watch {
   public:
+    /// Where standard error is no terminal, `showsLines` says whether it gets a line now and then.
     Watch(const Program& program, const Inherited& inherited, bool showsLines);
 
+    /// Runs the program to its end.
     Watched run();
 
   private:

@@ -13,8 +13,7 @@
 #include "ProgramPath.h"
 #include "Redraw.h"
 #include "Report.h"
-#include "Svg.h"
-#include "Watcher.h"
+#include "Watch.h"
 #include "WholeFile.h"
 #include "cvpaths.h"
 
@@ -48,8 +47,7 @@ bool choose(WholeFile& file, const std::string& path) {
     return error.empty();
 }
 
-void writeTo(const WholeFile& file, const std::string& path, const std::string& text) {
-    const std::string error = file ? file.write(text) : "";
+void sayUnwritten(const std::string& path, const std::string& error) {
     if (!error.empty()) {
         say(path + " is not written: " + error);
     }
@@ -79,7 +77,7 @@ int runAndTell(const CommandLine& line, const watch::Inherited& inherited) {
     watched.error = found.error;
     if (watched.error == 0) {
         inherited.prepareWatcher();
-        watched = watch::watchProgram(program, inherited, line.report);
+        watched = watch::Watch(program, inherited, line.report).run();
     }
     if (watched.error != 0) {
         say(name + ": " + std::strerror(watched.error));
@@ -89,9 +87,9 @@ int runAndTell(const CommandLine& line, const watch::Inherited& inherited) {
         std::fputs(watch::reportOf(watched.run).c_str(), stderr);
     }
     const std::string told = watch::toJson(watched.run);
-    writeTo(json, line.json, told);
-    // The picture that the JSON file would give again.
-    writeTo(svg, line.svg, svg ? watch::toSvg(watch::fromJson(told).run) : "");
+    sayUnwritten(line.json, json ? json.write(told) : "");
+    // The picture that --draw would make of the JSON.
+    sayUnwritten(line.svg, svg ? watch::draw(told, svg) : "");
     watch::endLike(watched.ending);
 }
 

@@ -52,6 +52,7 @@ _cvstop_watch_program()
     -- | cvstop) ;;
     *) compopt -o default; return ;;
   esac
+  # shellcheck disable=SC1091 # the program of the same package
   declare -F _cvstop >/dev/null || . /usr/share/bash-completion/completions/cvstop 2>/dev/null || return
   COMP_WORDS=(cvstop "${COMP_WORDS[@]:first+1}")
   COMP_CWORD=$((COMP_CWORD - first))

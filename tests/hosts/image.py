@@ -13,8 +13,8 @@ FOLDER = REPO / "build/hosts"
 TOOLS_SUITE = "bookworm"
 # What the attacks need of the kernel beyond what is built into it.
 MODULES = ("overlay",)
-FOLDERS = ("dev", "proc", "sys", "run", "tmp", "etc", "root", "opt", "usr/bin", "usr/sbin", "usr/lib/locale", "usr/quarn", "store",
-           "modules")
+FOLDERS = ("dev", "proc", "sys", "run", "tmp", "etc", "root", "opt", "usr/bin", "usr/sbin", "usr/lib", "usr/lib/locale",
+           "usr/quarn", "store", "modules")
 
 
 def kernel(host):

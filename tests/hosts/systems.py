@@ -8,7 +8,6 @@ A system is its kernel: the program needs nothing else of it.
 """
 import dataclasses
 import pathlib
-import re
 import sys
 
 from inventory import KERNELS
@@ -18,9 +17,8 @@ README = REPO / "README.md"
 MANUAL = REPO / "packaging/man/where-it-runs.scd"
 FOUR = ("x86_64", "aarch64", "ppc64le", "s390x")
 TWO = ("x86_64", "aarch64")
-OLDEST = (4, 12)
-# The kernel from which on everything that the program asks is answered. The unit and the program tests run it once more with
-# what earlier ones do not answer taken away: statx without the mount, no openat2.
+# From this kernel on everything that the program cannot do without is answered as on those that are booted. As earlier ones
+# answer, it is run by tests/program/test_kernels.py.
 WHOLE = (5, 8)
 
 
@@ -37,9 +35,8 @@ class System:
         booted = [p for p in self.processors for k in KERNELS.values() if k.debian == self.debian and k.processor.machine == p]
         if booted == list(self.processors):
             return "booted"
-        if booted:
-            return f"booted on {' and '.join(booted)}, else reckoned"
-        return "emulated" if self.kernel < WHOLE else "reckoned"
+        known = f"booted on {', '.join(booted)}" if booted else f"emulated on {FOUR[0]}" if self.kernel < WHOLE else None
+        return f"{known}; else reckoned" if known else "reckoned"
 
     def row(self):
         return self.name, ".".join(map(str, self.kernel)), ", ".join(self.processors), self.known()
@@ -87,7 +84,8 @@ def documents():
     """Each document, as it is and as it must be."""
     readme = README.read_text()
     begin, end = "<!-- where it runs -->\n", "\n<!-- -->"
-    yield README, readme, re.sub(f"(?s)(?<={begin}).*?(?={end})", lambda match: markdown(), readme)
+    before, rest = readme.split(begin)
+    yield README, readme, before + begin + "\n" + markdown() + "\n" + rest[rest.index(end):]
     yield MANUAL, MANUAL.read_text() if MANUAL.exists() else "", manual()
 
 

@@ -38,6 +38,44 @@ def bash(words, current, cwd):
     return set(filter(None, run.stdout.splitlines()))
 
 
+JSON, PICTURE, REPORT, DRAW = {"--json"}, {"--svg"}, {"--no-report"}, {"--draw"}
+# The same behind cvstop-watch.
+WATCH_OFFERS = [
+    ([], JSON | PICTURE | REPORT | DRAW | {"--help", "--"}),
+    (["--json", "f"], PICTURE | REPORT | {"--"}),
+    (["--no-report", "--svg", "-k"], JSON | {"--"}),
+    (["--draw", "f"], PICTURE),
+    (["--help"], set()),
+    (["--"], ALL),
+    (["cvstop"], ALL),
+    (["--svg", "f", "--", "-k"], THIRD | QUIET | EXCLUDE),
+    (["--", "/usr/quarn/corvane/bin/cvstop", "-l"], THIRD | EXCLUDE),
+]
+WATCH_NAMES = ["".join(words).replace("/", "") or "nothing" for words, _ in WATCH_OFFERS]
+
+
+def bash_watch(words, current, cwd):
+    script = ('. "$1"; . "$2"; shift 2; COMP_WORDS=(cvstop-watch "$@"); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); compopt() { :; }; '
+              '_cvstop_watch; printf "%s\\n" "${COMPREPLY[@]}"')
+    run = subprocess.run(["bash", "--norc", "-c", script, "bash", COMPLETION / "cvstop.bash", COMPLETION / "cvstop-watch.bash",
+                          *words, current], cwd=cwd, capture_output=True, text=True, check=True)
+    assert run.stderr == ""
+    return set(filter(None, run.stdout.splitlines()))
+
+
+@pytest.mark.parametrize("words, offers", WATCH_OFFERS, ids=WATCH_NAMES)
+def test_bash_offers_what_can_follow_the_watcher(words, offers, tmp_path):
+    assert bash_watch(words, "-", tmp_path) == offers
+
+
+def test_bash_offers_files_and_programs_behind_the_watcher(tmp_path):
+    (tmp_path / "stop.json").touch()
+    for option in JSON | PICTURE | DRAW:
+        assert bash_watch([option], "stop", tmp_path) == {"stop.json"}
+    assert "true" in bash_watch(["--no-report"], "tru", tmp_path)
+    assert bash_watch(["--draw", "f"], "tru", tmp_path) == set()
+
+
 @pytest.mark.parametrize("words, offers", OFFERS, ids=NAMES)
 def test_bash_offers_what_can_still_be_said(words, offers, tmp_path):
     assert bash(words, "-", tmp_path) == offers
@@ -121,3 +159,16 @@ def test_zsh_offers_what_can_still_be_said(zsh, words, offers):
 def test_zsh_offers_files_behind_b(zsh, tmp_path):
     (tmp_path / "keep.list").touch()
     assert "keep.list" in zsh.complete("cvstop -k -b ")
+
+
+@pytest.mark.parametrize("words, offers", WATCH_OFFERS, ids=WATCH_NAMES)
+def test_zsh_offers_what_can_follow_the_watcher(zsh, words, offers):
+    """One offer alone is put into the line at once, and so are two dashes that all offers begin with."""
+    offers = offers - {"--"}
+    begin = "--" if offers and all(offer.startswith("--") for offer in offers) else "-"
+    shown = zsh.complete(" ".join(["cvstop-watch", *words, begin]))
+    described = [row.split(" -- ")[0] for row in shown.splitlines() if row.startswith("-")]
+    if len(offers) == 1:
+        assert f"{' '.join(words)} {min(offers)}" in shown
+    else:
+        assert {option for row in described for option in row.split()} == offers, shown

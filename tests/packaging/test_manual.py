@@ -10,9 +10,10 @@ import pytest
 REPO = pathlib.Path(__file__).resolve().parents[2]
 BUILD = REPO / os.environ.get("CVSTOP_BUILD", "build/dev")
 MANUAL = REPO / "packaging/man"
-PAGES = ("cvstop.8", "cvstop-host.conf.5", "cvstop-excludelist.5")
+PAGES = ("cvstop.8", "cvstop-watch.8", "cvstop-host.conf.5", "cvstop-excludelist.5")
 TEXT = (MANUAL / "cvstop.8.scd").read_text()
 HOST_CONF = (MANUAL / "cvstop-host.conf.5.scd").read_text()
+WATCH = (MANUAL / "cvstop-watch.8.scd").read_text()
 EXCLUDE_LIST = (MANUAL / "cvstop-excludelist.5.scd").read_text()
 README = (REPO / "README.md").read_text()
 README_PROSE = " ".join(README.split())
@@ -24,6 +25,24 @@ ABORTED = 128 + 6
 
 def section(name, text=TEXT):
     return re.search(rf"^# {name}\n(.*?)(?=^# |\Z)", text, re.M | re.S)[1]
+
+
+def test_watchers_options_are_those_of_its_code():
+    table = re.search(r"kOptions\[\] = \{\n(.*?)\n\};", (REPO / "watch/CommandLine.cpp").read_text(), re.S)[1]
+    known = re.findall(r'^ +\{"(--[a-z-]+)", "(\w*)"', table, re.M)
+    told = [re.fullmatch(r"\*(--[a-z-]+)\*(?: _(\w+)_)?", line).groups(default="")
+            for line in section("OPTIONS", WATCH).splitlines() if line.startswith("*")]
+    assert sorted(told) == sorted(known) and known
+    for option, _ in known:
+        assert f"*{option}*" in section("SYNOPSIS", WATCH)
+
+
+def test_watchers_own_statuses_are_those_of_its_code():
+    code = (REPO / "watch/main.cpp").read_text()
+    names = "BadCommandLine|CannotExecute|NotFound|NotDrawn"
+    known = [int(status) for status in re.findall(rf"constexpr int k(?:{names}) = (\d+);", code)]
+    told = [int(status) for status in re.findall(r"^(?:With \*--draw\*, )?\*(\d+)\*", section("EXIT STATUS", WATCH), re.M)]
+    assert len(known) == 4 and sorted(told) == sorted(known)
 
 
 def messages():
@@ -171,3 +190,7 @@ def test_pages_are_sound(page):
     assert shown.stderr == ""
     lines = re.sub(".\b", "", shown.stdout).splitlines()
     assert max(map(len, lines)) <= 80 and lines[2] == "NAME"
+
+
+def test_where_it_runs_is_what_the_booted_hosts_say():
+    subprocess.run([REPO / "tests/hosts/systems.py", "--check"], check=True)

@@ -1,4 +1,4 @@
-#include "Watcher.h"
+#include "Watch.h"
 
 #include <algorithm>
 #include <array>
@@ -15,7 +15,6 @@
 #include "ProcFiles.h"
 #include "Snapshot.h"
 #include "Survivors.h"
-#include "Watch.h"
 #include "cvpaths.h"
 
 namespace watch {
@@ -142,14 +141,15 @@ Watched Watch::run() {
     }
     describe();
     loop();
+    if (const int error = whyItNeverRan(started); error != 0) {
+        m_screen.clear();
+        m_streams.takeBack();
+        return {error, {}, {}};
+    }
     seeTheEnd();
     Watched watched{0, *m_ending, settle()};
     m_streams.takeBack();
     return watched;
-}
-
-Watched watchProgram(const Program& program, const Inherited& inherited, bool showsLines) {
-    return Watch(program, inherited, showsLines).run();
 }
 
 } // namespace watch
