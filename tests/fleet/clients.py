@@ -46,8 +46,7 @@ Host *
   LogLevel ERROR
 """
 # Before a connection, a look whether the line is cut; its pid, so that a test can cut it later.
-PROXY = """\
-#!/bin/sh
+PROXY = "#!/bin/sh" """
 [ ! -e {folder}/{name}.cut ] || {{ : >{folder}/{name}.refused; exit 1; }}
 echo $$ >>{folder}/{name}.connections
 exec nsenter --target {pid} --mount --pid --net --ipc --uts --root --wd -- /usr/sbin/sshd -i -f /opt/ssh/sshd_config

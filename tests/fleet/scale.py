@@ -25,8 +25,7 @@ interpreter_python = {folder}/python
 pipelining = true
 """
 # Every module starts here, and leaves its processor time.
-PYTHON = """\
-#!/bin/sh
+PYTHON = "#!/bin/sh" """
 /usr/bin/python3 "$@"
 status=$?
 times >>{folder}/times

@@ -107,8 +107,8 @@ def verdict(records):
     waiting = sum(1 for record in records if records_of.needs_a_person(record))
     if waiting == 0:
         return f"All {table.plural(len(records), 'client')} are done." if len(records) != 1 else "The client is done."
-    return (f"{waiting} of {table.plural(len(records), 'client')} need{'s' if waiting == 1 else ''} a person. Those come first here, "
-            "and are in failed.txt.")
+    need = "needs" if waiting == 1 else "need"
+    return (f"{waiting} of {table.plural(len(records), 'client')} {need} a person. Those come first here, and are in failed.txt.")
 
 
 def page(records, moment):
