@@ -1,5 +1,5 @@
-// Sleeps as many seconds as its first argument says, under whatever name: on a host whose sleep(1) is a part of something
-// else, it is what tests copy.
+// Sleeps as many seconds as its first argument says, under whatever name: on a host whose sleep(1) is a part of
+// something else, it is what tests copy.
 #include <cstdlib>
 
 #include <unistd.h>
