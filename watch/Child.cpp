@@ -35,6 +35,7 @@ struct Pipe {
 
 std::vector<char*> pointersTo(const std::vector<std::string>& words) {
     std::vector<char*> pointers;
+    pointers.reserve(words.size() + 1);
     for (const std::string& word : words) {
         // execve takes them as if it could change them (execve(2)).
         pointers.push_back(const_cast<char*>(word.c_str()));

@@ -10,6 +10,9 @@ namespace {
 constexpr std::size_t kTimestampLength = 32;
 constexpr std::string_view kTimestampForm = "dddd-dd-ddTdd:dd:dd.dddddd+dd:dd";
 
+/// 2^63 nanoseconds end in April 2262.
+constexpr std::chrono::year kLastYear(2261);
+
 bool isDigit(char byte) {
     return byte >= '0' && byte <= '9';
 }
@@ -44,7 +47,8 @@ std::optional<Time> parseTimestamp(std::string_view text) {
     const std::chrono::year_month_day date(std::chrono::year(numberAt(text, 0, 4)),
                                            std::chrono::month(static_cast<unsigned>(numberAt(text, 5, 2))),
                                            std::chrono::day(static_cast<unsigned>(numberAt(text, 8, 2))));
-    if (!date.ok()) {
+    // What does not fit into a Time is no moment at which the program wrote.
+    if (!date.ok() || date.year() < std::chrono::year(1970) || date.year() > kLastYear) {
         return std::nullopt;
     }
     const Time days = std::chrono::sys_days(date).time_since_epoch().count();

@@ -59,6 +59,8 @@ INSTANTIATE_TEST_SUITE_P(LogRecord, NoLogRecord,
                                          "2026-11-21T19:53:02.123456+00:00 cvstop[7] info f: t",
                                          "2026-13-21T19:53:02.123456+00:00 h cvstop[7] info f: t",
                                          "2026-02-30T19:53:02.123456+00:00 h cvstop[7] info f: t",
+                                         "1969-12-31T19:53:02.123456+00:00 h cvstop[7] info f: t",
+                                         "2262-01-01T19:53:02.123456+00:00 h cvstop[7] info f: t",
                                          "2026-11-21 19:53:02.123456+00:00 h cvstop[7] info f: t",
                                          "2026-11-21T19:53:02.12345x+00:00 h cvstop[7] info f: t",
                                          "2026-11-21T19:53:02.123456 00:00 h cvstop[7] info f: t"));
