@@ -108,7 +108,7 @@ std::string compose(const Progress& progress, const Shown& shown, const std::str
 /// The line with as much of the name as fits, or an empty text where that is too little.
 std::string fill(const Progress& progress, const Shown& shown, std::size_t width) {
     const std::string name = harmless(progress.name);
-    const std::string whole = compose(progress, shown, name);
+    std::string whole = compose(progress, shown, name);
     const std::size_t needed = columns(whole);
     if (needed <= width) {
         return whole;
@@ -128,7 +128,7 @@ std::string liveLine(const Progress& progress, std::size_t width) {
         return "";
     }
     for (const Shown& shown : kSteps) {
-        if (const std::string line = fill(progress, shown, width); !line.empty()) {
+        if (std::string line = fill(progress, shown, width); !line.empty()) {
             return line;
         }
     }

@@ -34,8 +34,8 @@ bool hasForm(std::string_view text) {
 }
 
 /// The number that stands there; the form was checked.
-int numberAt(std::string_view text, std::size_t position, std::size_t length) {
-    int value = 0;
+Time numberAt(std::string_view text, std::size_t position, std::size_t length) {
+    Time value = 0;
     std::from_chars(text.data() + position, text.data() + position + length, value);
     return value;
 }
@@ -44,7 +44,7 @@ std::optional<Time> parseTimestamp(std::string_view text) {
     if (!hasForm(text)) {
         return std::nullopt;
     }
-    const std::chrono::year_month_day date(std::chrono::year(numberAt(text, 0, 4)),
+    const std::chrono::year_month_day date(std::chrono::year(static_cast<int>(numberAt(text, 0, 4))),
                                            std::chrono::month(static_cast<unsigned>(numberAt(text, 5, 2))),
                                            std::chrono::day(static_cast<unsigned>(numberAt(text, 8, 2))));
     // What does not fit into a Time is no moment at which the program wrote.

@@ -74,8 +74,13 @@ def shown_processors(processors):
     return "all four" if processors == FOUR else ", ".join(processors)
 
 
+def shown_known(known):
+    """Short enough for a manual page: its text says what is behind brackets."""
+    return known.replace(" on ", " (").replace("; else reckoned", ")")
+
+
 def manual():
-    rows = [(s.name, s.row()[1], shown_processors(s.processors), s.known()) for s in SYSTEMS]
+    rows = [(s.name, s.row()[1], shown_processors(s.processors), shown_known(s.known())) for s in SYSTEMS]
     widths = [max(len(row[column]) for row in (HEAD, *rows)) for column in range(3)]
     lines = ["  ".join((*(cell.ljust(width) for cell, width in zip(row, widths)), row[3])) for row in (HEAD, *rows)]
     return "```\n" + "\n".join(lines) + "\n```\n"
