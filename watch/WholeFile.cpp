@@ -87,7 +87,7 @@ std::string WholeFile::choose(const std::string& path) {
     if (whole.back() == '/') {
         return "is a folder";
     }
-    const std::string why = refusal(whole);
+    std::string why = refusal(whole);
     if (!why.empty()) {
         return why;
     }
@@ -103,7 +103,7 @@ std::string WholeFile::choose(const std::string& path) {
 
 std::string WholeFile::write(std::string_view text) const {
     // Somebody may have put something else there meanwhile. A link would be replaced, not followed.
-    const std::string why = refusal(m_path);
+    std::string why = refusal(m_path);
     if (!why.empty()) {
         return why;
     }
