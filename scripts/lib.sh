@@ -42,7 +42,9 @@ need_packages() {
     as_root=(sudo)
   fi
   printf '== Installing %s\n' "${missing[*]}"
-  "${as_root[@]}" apt-get update -qq
-  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" \
-    >/dev/null
+  # Tests that run side by side may each lack something; apt itself does not wait for another one.
+  "${as_root[@]}" flock /run/cvstop-packages.lock sh -ec '
+    apt-get update -qq
+    DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "$@" >/dev/null
+  ' sh "${missing[@]}"
 }
