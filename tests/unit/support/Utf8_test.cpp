@@ -30,6 +30,13 @@ TEST(Utf8, EveryCodePointButSurrogatesIsOneSequence) {
     }
 }
 
+TEST(Utf8, OverlongFormsAndImpossibleLeadsAreNone) {
+    for (const char* text : {"\xC0\x80", "\xC1\xBF", "\xE0\x80\x80", "\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF",
+                             "\xF5\x80\x80\x80", "\xFF\x80\x80\x80"}) {
+        EXPECT_EQ(utf8::sequenceLength(text), 0U) << testing::PrintToString(text);
+    }
+}
+
 TEST(Utf8, SplitTailIsDropped) {
     EXPECT_EQ(utf8::withoutSplitTail(""), "");
     EXPECT_EQ(utf8::withoutSplitTail("abc"), "abc");
