@@ -9,13 +9,17 @@
 
 namespace lister {
 
-/// In the caller's mount namespace the mount proves the path, for a running, a replaced and a removed file alike; a
-/// mount that was lazily detached is listed nowhere. In another one (hardened services have their own) it must be the
-/// host's very file of that path, or, when that is gone, a process that looks at the host's very folder.
+/// A mount of the caller's that the path leads over proves the path, for a running, a replaced and a removed file
+/// alike, wherever the process has moved since; a mount that was lazily detached is listed nowhere. In another mount
+/// namespace (hardened services have their own) it must be the host's very file of that path, or, when that is gone, a
+/// process that looks at the host's very folder.
 bool isHostsExecutable(const Caller& caller, const PinnedProcess& process, const FileStatus& status,
                        std::string_view path, bool isDeleted) {
+    if (caller.seesMount(status.mountId, path)) {
+        return true;
+    }
     if (caller.sharesMountNamespace(process)) {
-        return caller.seesMount(status.mountId, path);
+        return false;
     }
     if (!isDeleted) {
         const std::optional<FileStatus> hosts = lister::statusOf(AT_FDCWD, std::string(path).c_str());
@@ -27,10 +31,9 @@ bool isHostsExecutable(const Caller& caller, const PinnedProcess& process, const
     return caller.sharesInstallRoot(process);
 }
 
-Verdict judgeExecutable(const Caller& caller, const PinnedProcess& process) {
-    const std::string link = required(process.link("exe"));
+Verdict judgeExecutable(const Caller& caller, const PinnedProcess& process, std::string_view link) {
     const FileStatus status = required(process.executable());
-    LinkedFile file = readLinkText(link, status);
+    LinkedFile file = readLinkText(std::string(link), status);
     if (!isBelow(file.path, caller.installRoot())) {
         return {0, Reason::NoRelation, ""};
     }

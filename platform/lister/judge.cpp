@@ -70,7 +70,7 @@ std::optional<Verdict> Judge::judgeOnce(const PinnedProcess& process, std::strin
 std::optional<Verdict> Judge::judgePinned(const PinnedProcess& process, std::string_view link,
                                           MayBlock mayBlock) const {
     if (isBelow(link, m_caller.installRoot())) {
-        Verdict verdict = judgeExecutable(m_caller, process);
+        Verdict verdict = judgeExecutable(m_caller, process, link);
         if (verdict.category != 0 || verdict.reason != Reason::NoRelation || !m_wantsThirdParties) {
             return verdict;
         }

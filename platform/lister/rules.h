@@ -15,8 +15,9 @@ namespace lister {
 bool isHostsExecutable(const Caller& caller, const PinnedProcess& process, const FileStatus& status,
                        std::string_view path, bool isDeleted);
 
-/// The verdict on a process whose executable lies below the install root by name.
-Verdict judgeExecutable(const Caller& caller, const PinnedProcess& process);
+/// The verdict on a process whose executable lies below the install root by name. `link` is what its exe link said;
+/// whoever asks makes sure that it says the same afterwards.
+Verdict judgeExecutable(const Caller& caller, const PinnedProcess& process, std::string_view link);
 
 /// The verdict on a process whose executable has an interpreter's name.
 Verdict judgeScript(const Caller& caller, const PinnedProcess& process);

@@ -73,7 +73,7 @@ TEST_F(Attack, PathOf1024BytesIsOnlyListedAndCut) {
     ASSERT_TRUE(record);
     EXPECT_EQ(record->category, CAT_OTHER_THIRD_PARTY);
     EXPECT_EQ(std::string(record->path).size(), 1023U);
-    EXPECT_EQ(judge(child->pid(), judgeExecutable).reason, Reason::UnfitPath);
+    EXPECT_EQ(judge(child->pid(), judgeByLink).reason, Reason::UnfitPath);
     EXPECT_FALSE(find(child->pid(), CAT_CORVANE));
 }
 
@@ -127,7 +127,7 @@ TEST_F(Attack, ExecutableFakedInAUserNamespaceOfAnOrdinaryUserIsNotTheProduct) {
         GTEST_SKIP() << "the kernel forbids the attack here: " << word;
     }
     ASSERT_EQ(fs::read_symlink("/proc/" + std::to_string(liar->pid()) + "/exe"), daemon);
-    EXPECT_EQ(judge(liar->pid(), judgeExecutable).reason, Reason::ForeignUserNamespace);
+    EXPECT_EQ(judge(liar->pid(), judgeByLink).reason, Reason::ForeignUserNamespace);
     EXPECT_FALSE(find(liar->pid(), CAT_CORVANE));
 }
 

@@ -8,7 +8,7 @@ class LiveExecutable : public Lister {};
 
 TEST_F(Executable, ExecutableOutsideTheTreeIsAStrangers) {
     make("77", "/bin/sh");
-    const Verdict verdict = judge("77", judgeExecutable);
+    const Verdict verdict = judge("77", judgeByLink);
     EXPECT_EQ(verdict.reason, Reason::NoRelation);
     EXPECT_EQ(verdict.category, 0);
     EXPECT_EQ(verdict.path, "");
@@ -16,21 +16,21 @@ TEST_F(Executable, ExecutableOutsideTheTreeIsAStrangers) {
 
 TEST_F(Executable, ExecutableInTheTreeIsTheProducts) {
     make("77", install("halvd"));
-    EXPECT_EQ(judge("77", judgeExecutable).reason, Reason::ProductExecutable);
+    EXPECT_EQ(judge("77", judgeByLink).reason, Reason::ProductExecutable);
 }
 
 TEST_F(Executable, AnotherPidNamespaceIsOutOfScope) {
     make("77", install("halvd"));
     link("77", "ns/pid", "pid:[1]");
-    EXPECT_EQ(judge("77", judgeExecutable).reason, Reason::OtherPidNamespace);
+    EXPECT_EQ(judge("77", judgeByLink).reason, Reason::OtherPidNamespace);
 }
 
 TEST_F(Executable, ProcessWhoseNamespacesAreGoneHasVanished) {
-    for (const char* space : {"ns/pid", "ns/user", "ns/mnt"}) {
+    for (const char* space : {"ns/pid", "ns/user"}) {
         fs::remove(m_root + "/bin/halvd");
         make("77", install("halvd"));
         fs::remove(fs::path(m_proc) / "77" / space);
-        EXPECT_EQ(judge("77", judgeExecutable).reason, Reason::Vanished) << space;
+        EXPECT_EQ(judge("77", judgeByLink).reason, Reason::Vanished) << space;
     }
 }
 
@@ -38,16 +38,16 @@ TEST_F(Executable, ProcessWhoseNamespacesAreGoneHasVanished) {
 TEST_F(Executable, UserNamespaceThatCannotBeAskedForItsOwnerLosesTheProcess) {
     make("77", install("halvd"));
     link("77", "ns/user", "/bin/sh");
-    EXPECT_EQ(judge("77", judgeExecutable).reason, Reason::Unreadable);
+    EXPECT_EQ(judge("77", judgeByLink).reason, Reason::Unreadable);
     link("77", "ns/user", "user:[1]");
-    EXPECT_EQ(judge("77", judgeExecutable).reason, Reason::Vanished);
+    EXPECT_EQ(judge("77", judgeByLink).reason, Reason::Vanished);
 }
 
 TEST_F(Executable, ExecutableThatIsGoneHasVanished) {
     make("77", m_root + "/bin/gone");
-    EXPECT_EQ(judge("77", judgeExecutable).reason, Reason::Vanished);
+    EXPECT_EQ(judge("77", judgeByLink).reason, Reason::Vanished);
     fs::remove(fs::path(m_proc) / "77/exe");
-    EXPECT_EQ(judge("77", judgeExecutable).reason, Reason::Vanished);
+    EXPECT_EQ(judge("77", judgeByLink).reason, Reason::Vanished);
 }
 
 TEST_F(Executable, RootThatCannotBeOpenedLosesTheProcess) {
@@ -68,6 +68,38 @@ TEST_F(Executable, RootThatCannotBeOpenedLosesTheProcess) {
     EXPECT_TRUE(isHostsExecutable(caller, process, FileStatus(), m_root + "/bin/halvd", true));
     link("77", "root", m_folder);
     EXPECT_FALSE(isHostsExecutable(caller, process, FileStatus(), m_root + "/bin/halvd", true));
+}
+
+/// The mount that the executable was reached by proves the path; only without it must the namespace be known.
+TEST_F(Executable, MountNamespaceIsAskedForOnlyWhereTheMountIsNotTheCallers) {
+    make("77", install("halvd"));
+    fs::remove(fs::path(m_proc) / "77/ns/mnt");
+    EXPECT_EQ(judge("77", judgeByLink).reason, Reason::ProductExecutable);
+    const UniqueFd proc(open(m_proc.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    const PinnedProcess process(proc.get(), 77, "77");
+    EXPECT_THROW(isHostsExecutable(Caller(m_roots), process, FileStatus(), m_root + "/bin/halvd", false), ProcessLost);
+}
+
+/// A daemon may move into a mount namespace of its own after its start; what it executes stays where it was.
+TEST_F(Executable, MountOfTheCallersProvesThePathInAnotherMountNamespace) {
+    const fs::path daemon = install("halvd");
+    make("77", daemon);
+    link("77", "ns/mnt", "mnt:[1]");
+    const UniqueFd proc(open(m_proc.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    const PinnedProcess process(proc.get(), 77, "77");
+    const Caller caller(m_roots);
+    const std::optional<FileStatus> status = process.executable();
+    ASSERT_TRUE(status);
+    EXPECT_TRUE(isHostsExecutable(caller, process, *status, m_root + "/bin/removed", true));
+    EXPECT_FALSE(isHostsExecutable(caller, process, FileStatus(), m_root + "/bin/removed", false));
+}
+
+/// A lazily unmounted file system is in no list of mounts.
+TEST_F(Executable, MountThatIsNotTheCallersProvesNothingInItsMountNamespace) {
+    make("77", install("halvd"));
+    const UniqueFd proc(open(m_proc.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    const PinnedProcess process(proc.get(), 77, "77");
+    EXPECT_FALSE(isHostsExecutable(Caller(m_roots), process, FileStatus(), m_root + "/bin/halvd", false));
 }
 
 TEST_F(Executable, MissingTreeHasNoFiles) {
@@ -95,7 +127,7 @@ TEST_F(LiveExecutable, UnreadableProcessIsToldFromOneThatEnded) {
     const Caller caller(m_roots);
     const auto executable = [&](pid_t pid) {
         return verdictOf(
-                   [&] { return judgeExecutable(caller, PinnedProcess(proc.get(), pid, std::to_string(pid).c_str())); })
+                   [&] { return judgeByLink(caller, PinnedProcess(proc.get(), pid, std::to_string(pid).c_str())); })
             .reason;
     };
     EXPECT_EQ(executable(7), Reason::Unreadable);
@@ -113,7 +145,7 @@ TEST_F(LiveExecutable, ProcessWithUnreadableNamespacesIsReported) {
     const UniqueFd proc(open((m_folder / "proc").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     const PinnedProcess process(proc.get(), 7, "7");
     try {
-        judgeExecutable(Caller(m_roots), process);
+        judgeByLink(Caller(m_roots), process);
         FAIL() << "it was judged";
     } catch (const ProcessLost& lost) {
         EXPECT_EQ(lost.reason, Reason::Unreadable);

@@ -41,14 +41,14 @@ constexpr char kStopsItself[] = "#!/bin/sh\nkill -STOP $$\n";
 
 TEST_F(MountNamespace, HardenedDaemonIsTheProducts) {
     const auto daemon = run(install("halvd"), harden);
-    EXPECT_EQ(judge(daemon->pid(), judgeExecutable).reason, Reason::ProductExecutable);
+    EXPECT_EQ(judge(daemon->pid(), judgeByLink).reason, Reason::ProductExecutable);
 }
 
 TEST_F(MountNamespace, DaemonOfAnotherTreeIsNotTheProducts) {
     const fs::path path = install("halvd");
     copySleep(m_copy / "bin/halvd");
     const auto daemon = run(path, [this] { contain(); });
-    const Verdict verdict = judge(daemon->pid(), judgeExecutable);
+    const Verdict verdict = judge(daemon->pid(), judgeByLink);
     EXPECT_EQ(verdict.reason, Reason::NotTheHostsFile);
     EXPECT_EQ(verdict.category, 0);
     EXPECT_FALSE(find(daemon->pid()));
@@ -58,7 +58,7 @@ TEST_F(MountNamespace, ReplacedDaemonIsTheProductsWhereTheTreeIsTheHosts) {
     const fs::path path = install("halvd");
     const auto hardened = run(path, harden);
     fs::remove(path);
-    const Verdict verdict = judge(hardened->pid(), judgeExecutable);
+    const Verdict verdict = judge(hardened->pid(), judgeByLink);
     EXPECT_EQ(verdict.reason, Reason::ProductExecutable);
     EXPECT_EQ(verdict.path, path.string());
 }
@@ -68,7 +68,7 @@ TEST_F(MountNamespace, ReplacedDaemonOfAnotherTreeIsNotTheProducts) {
     copySleep(m_copy / "bin/halvd");
     const auto daemon = run(path, [this] { contain(); });
     fs::remove(m_copy / "bin/halvd");
-    EXPECT_EQ(judge(daemon->pid(), judgeExecutable).reason, Reason::NotTheHostsFile);
+    EXPECT_EQ(judge(daemon->pid(), judgeByLink).reason, Reason::NotTheHostsFile);
 }
 
 TEST_F(MountNamespace, HardenedScriptIsTheProducts) {

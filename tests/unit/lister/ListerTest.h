@@ -54,6 +54,11 @@ template <class Judge> Verdict verdictOf(const Judge& judge) {
     }
 }
 
+/// What judgeExecutable says of a process as its exe link names it now.
+inline Verdict judgeByLink(const Caller& caller, const PinnedProcess& process) {
+    return judgeExecutable(caller, process, required(process.link("exe")));
+}
+
 /// Whether the condition comes true within a minute, which is longer than any machine needs.
 inline bool comesTrue(const std::function<bool()>& condition) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
