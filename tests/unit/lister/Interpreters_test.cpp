@@ -1,6 +1,6 @@
 #include "interpreters.h"
 
-#include <chrono>
+#include <ctime>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -163,7 +163,8 @@ constexpr std::size_t kTwoMegabytes = 2U << 20U;
 
 /// Each of them would take hours, were the time not proportional to the size.
 TEST(ScriptArgument, OfTwoMegabytesIsFoundInLinearTime) {
-    const auto start = std::chrono::steady_clock::now();
+    // What the test itself uses, however busy the machine is.
+    const std::clock_t start = std::clock();
     const std::string tail = "/opt/x\0"s;
     EXPECT_EQ(scriptArgument("sh", "sh\0"s + repeated("-e\0"s, kTwoMegabytes / 3) + tail), "/opt/x");
     EXPECT_EQ(scriptArgument("bash", "bash\0"s + repeated("--norc\0"s, kTwoMegabytes / 7) + tail), "/opt/x");
@@ -176,7 +177,7 @@ TEST(ScriptArgument, OfTwoMegabytesIsFoundInLinearTime) {
               "/opt/x");
     EXPECT_EQ(scriptArgument("sh", std::string(kTwoMegabytes, 'x')), std::nullopt);
     EXPECT_EQ(scriptArgument(std::string(kTwoMegabytes, '3'), "sh\0/opt/x\0"s), std::nullopt);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+    EXPECT_LT((std::clock() - start) / CLOCKS_PER_SEC, 10);
 }
 
 } // namespace
