@@ -279,16 +279,17 @@ def stop(module, cvstop, entries):
 
 def settle(module, cvstop, found, entries, said):
     """Lists until nothing is left that should not be, or until the time is over."""
-    deadline = time.time() + module.params['settle']
+    deadline = time.monotonic() + module.params['settle']
     while True:
         result = verdict.Verdict(found, cvstop.processes(), entries, said)
-        if not result.survivors or time.time() >= deadline:
+        if not result.survivors or time.monotonic() >= deadline:
             return result
-        time.sleep(min(1, max(0, deadline - time.time())))
+        time.sleep(min(1, max(0, deadline - time.monotonic())))
 
 
-def finish(module, cvstop, entries, began):
+def finish(module, cvstop, entries):
     """Shuts down what is there, and returns what became of it."""
+    began, start = time.time(), time.monotonic()
     found = cvstop.processes()
     if not verdict.split_spared(found, entries)[1]:
         idle = verdict.Verdict(found, found, entries, b'')
@@ -298,7 +299,7 @@ def finish(module, cvstop, entries, began):
         module.fail_json(msg=program.explain(status, out), rc=status, found=[verdict.describe(process) for process in found],
                          output=printed(out))
     ended = settle(module, cvstop, found, entries, out)
-    result = dict(ended.result(), rc=status, began=began, elapsed=round(time.time() - began, 3),
+    result = dict(ended.result(), rc=status, began=began, elapsed=round(time.monotonic() - start, 3),
                   output=printed(out),
                   diff=diff(found, ended.spared + ended.listed_only + ended.survivors))
     if report is not None:
@@ -313,7 +314,7 @@ def main():
         preview(module, program.Program(module, module.params['exclude_file']), entries)
     cvstop = program.Program(module, write_excludes(module, entries))
     with only_one(module):
-        ended, result = finish(module, cvstop, entries, time.time())
+        ended, result = finish(module, cvstop, entries)
     if not ended.survivors:
         module.exit_json(**result)
     message = 'Still running: %s.' % ', '.join(
