@@ -27,6 +27,12 @@ def mirror():
     return next(uri for release, uri in map(str.split, targets.splitlines()) if release == codename)
 
 
+@functools.cache
+def native():
+    """This machine's processor, as Debian names it."""
+    return _run(["dpkg", "--print-architecture"]).stdout.strip()
+
+
 @contextlib.contextmanager
 def locked(folder):
     """Two runs at once want the same files."""

@@ -8,6 +8,8 @@ import subprocess
 import tarfile
 import time
 
+from archive import Archive, native
+
 MEMORY = "1024"
 # Everything takes about eight times as long as on a real host; a program's own waits do not.
 BOOT_SECONDS = 300
@@ -16,6 +18,16 @@ ANSWER = re.compile(rb"^answer (\d+)$")
 
 class Broken(Exception):
     """The host does not boot, or says no more."""
+
+
+def emulator(processor):
+    """The command that emulates the processor."""
+    program, firmware = f"qemu-system-{processor.qemu}", []
+    if processor.emulator:
+        archive = Archive(processor.emulator, native())
+        program = archive.unpacked(program)[0] / "usr/bin" / program
+        firmware = ["-L", archive.unpacked("qemu-system-data")[0] / "usr/share/qemu"]
+    return [program, *firmware, "-accel", "tcg", *processor.options]
 
 
 class Machine:
@@ -27,7 +39,7 @@ class Machine:
         # Nothing of this machine's is there, and what is written to a disk is lost.
         drive = ["-drive", f"file={disk},format=raw,if=virtio,snapshot=on"] if disk else []
         self.qemu = subprocess.Popen(
-            [*host.processor.command, "-m", MEMORY, "-nodefaults", "-display", "none", "-serial", "stdio", "-no-reboot",
+            [*emulator(host.processor), "-m", MEMORY, "-nodefaults", "-display", "none", "-serial", "stdio", "-no-reboot",
              *drive, "-kernel", kernel, "-initrd", initramfs, "-append",
              f"console={host.processor.console} quiet loglevel=1 panic=-1 mitigations=off"],
             stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, bufsize=0)
