@@ -167,14 +167,12 @@ int readWhole(const char* path, std::string& text) {
     if (!S_ISREG(status.st_mode)) {
         return S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
     }
-    text.resize(kMaxFileSize + 1);
-    std::size_t used = 0;
+    char part[4096];
     ssize_t got = 0;
-    while (used < text.size() && (got = ::read(fd.get(), text.data() + used, text.size() - used)) > 0) {
-        used += static_cast<std::size_t>(got);
+    while (text.size() <= kMaxFileSize && (got = ::read(fd.get(), part, sizeof part)) > 0) {
+        text.append(part, static_cast<std::size_t>(got));
     }
-    text.resize(used);
-    return got < 0 ? errno : used > kMaxFileSize ? EFBIG : 0;
+    return got < 0 ? errno : text.size() > kMaxFileSize ? EFBIG : 0;
 }
 
 std::string systemName() {
