@@ -4,14 +4,11 @@ and no daemon left behind in silence.
 
 On the plain build: strace and the sanitizers do not go together.
 """
-import json
-import pathlib
-
 import pytest
 
 from box import BIN
+from injecting import calls_after_main, cases, inject
 
-HERE = pathlib.Path(__file__).parent
 FLEET = f"{BIN}/halvd\n{BIN}/momuhe\n{BIN}/koka\n/opt/a/editor cwd={BIN}\n"
 # One takes its time, so that there is something to wait for, however fast the machine.
 SLOW_FLEET = FLEET.replace("halvd", "halvd stop=1")
@@ -31,7 +28,6 @@ FAULTS = [("openat", "EMFILE"), ("openat", "EACCES"), ("read", "EIO"), ("write",
 # Those with many occurrences share them among several tests.
 PARTS = {"openat": 4, "read": 2, "write": 3, "close": 4, "readlinkat": 3, "statx": 2, "kill": 4, "rt_sigaction": 2,
          "rt_sigprocmask": 2}
-CASES = [(call, error, part) for call, error in FAULTS for part in range(PARTS.get(call, 1))]
 # Calls that cannot fail (brk answers with the break as it is, never with an error; rseq and set_robust_list are the C
 # library's own first steps in a thread), and those that end.
 INFALLIBLE = {"getpid", "getppid", "gettid", "geteuid", "exit", "exit_group", "brk", "execve", "futex", "rseq", "set_robust_list"}
@@ -44,24 +40,24 @@ ABORTED = -6
 SPAWNS = {"clone", "clone3", "vfork"}
 
 
-def inject(here, *arguments):
-    here.install(HERE / "inject.py", "/opt/inject.py")
-    # Gauges are sent, so that a socket is among the calls; nobody listens.
-    here.write("/usr/quarn/corvane/host.conf", "[host]\nrole = client\n[telemetry]\nstatsd = 127.0.0.1:8125\n")
-    box = here.shell("/usr/bin/python3 /opt/inject.py " + " ".join(arguments), timeout=900)
-    assert box.returncode == 0, box.stderr.decode()
-    return [json.loads(line) for line in box.stdout.decode().splitlines()]
+@pytest.fixture
+def client(host):
+    """Gauges are sent, so that a socket is among the calls; nobody listens."""
+    def make(fleet):
+        here = host(fleet)
+        here.write("/usr/quarn/corvane/host.conf", "[host]\nrole = client\n[telemetry]\nstatsd = 127.0.0.1:8125\n")
+        return here
+
+    return make
 
 
-def test_each_call_that_can_fail_has_a_fault(host):
-    calls, = inject(host(FLEET), "--calls")
-    after_main = {call for call, (before, total) in calls.items() if total > before}
-    assert after_main - INFALLIBLE - {call for call, _ in FAULTS} == set()
+def test_each_call_that_can_fail_has_a_fault(client):
+    assert calls_after_main(client(FLEET)) - INFALLIBLE - {call for call, _ in FAULTS} == set()
 
 
-@pytest.mark.parametrize("call, error, part", CASES)
-def test_one_failure_of(host, call, error, part):
-    here = host(SLOW_FLEET if call == "clock_nanosleep" else FLEET)
+@pytest.mark.parametrize("call, error, part", cases(FAULTS, PARTS))
+def test_one_failure_of(client, call, error, part):
+    here = client(SLOW_FLEET if call == "clock_nanosleep" else FLEET)
     runs = inject(here, call, error, str(part), str(PARTS.get(call, 1)))
     # Not every run reaches its occurrence: the number of looks differs.
     reached = [run for run in runs if run["injected"]]
@@ -83,5 +79,5 @@ def test_one_failure_of(host, call, error, part):
             assert not left or call == "kill" or was_passed_over, what
 
 
-def test_some_way_to_start_a_command_failed(host):
-    assert any(run["injected"] for call in SPAWNS for run in inject(host(FLEET), call, "EAGAIN", "0", "1"))
+def test_some_way_to_start_a_command_failed(client):
+    assert any(run["injected"] for call in SPAWNS for run in inject(client(FLEET), call, "EAGAIN", "0", "1"))

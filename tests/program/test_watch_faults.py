@@ -1,14 +1,12 @@
 """Each system call of the watcher fails once, in turn: the shutdown goes its way all the same, with its status and all that it
 prints; or the program never ran, and nothing was touched."""
-import json
 import os
-import pathlib
 
 import pytest
 
 from box import ALL_SPECIFIED, BIN, WATCH, WATCHED
+from injecting import calls_after_main, cases, inject
 
-HERE = pathlib.Path(__file__).parent
 FLEET = f"{BIN}/momuhe\n/opt/a/editor cwd={BIN}\n"
 COMMAND = f"{WATCH} --no-report --json {WATCHED} --svg /opt/watch/run.svg -- -k -3"
 # Each error is one that the call's manual page names.
@@ -25,7 +23,6 @@ FAULTS = [("openat", "EMFILE"), ("openat", "EACCES"), ("read", "EIO"), ("write",
           ("munmap", "EINVAL"), ("openat2", "EACCES"), ("unshare", "EPERM"), ("clock_gettime", "EINVAL"),
           ("clock_nanosleep", "EINTR"), ("sched_yield", "EINVAL"), ("mremap", "ENOMEM"), ("getrandom", "EAGAIN")]
 PARTS = {"openat": 3, "read": 3, "close": 3, "readlinkat": 2}
-CASES = [(call, error, part) for call, error in FAULTS for part in range(PARTS.get(call, 1))]
 # Calls that cannot fail, those that end, and mmap: without memory a C++ program ends, which is the end of the watcher alone.
 INFALLIBLE = {"getpid", "getppid", "getpgrp", "gettid", "geteuid", "getuid", "exit", "exit_group", "brk", "futex", "rseq",
               "set_robust_list", "execve", "mmap", "rt_sigreturn", "restart_syscall"}
@@ -33,25 +30,15 @@ INFALLIBLE = {"getpid", "getppid", "getpgrp", "gettid", "geteuid", "getuid", "ex
 NEVER_RAN, FOUND = {125, 126, 127}, 1
 
 
-def inject(here, *arguments):
-    here.install(HERE / "inject.py", "/opt/inject.py")
-    box = here.shell("/usr/bin/python3 /opt/inject.py " + " ".join(arguments), timeout=900,
-                     options=["--env", f"INJECT_INTO={COMMAND}"])
-    assert box.returncode == 0, box.stderr.decode()
-    return [json.loads(line) for line in box.stdout.decode().splitlines()]
-
-
 def test_each_call_that_can_fail_has_a_fault(host):
-    calls, = inject(host(FLEET), "--calls")
-    after_main = {call for call, (before, total) in calls.items() if total > before}
-    assert after_main - INFALLIBLE - {call for call, _ in FAULTS} == set()
+    assert calls_after_main(host(FLEET), COMMAND) - INFALLIBLE - {call for call, _ in FAULTS} == set()
 
 
 @pytest.mark.skipif(os.geteuid() != 0, reason="an ordinary user's box traces nobody")
-@pytest.mark.parametrize("call, error, part", CASES)
+@pytest.mark.parametrize("call, error, part", cases(FAULTS, PARTS))
 def test_one_failure_of(host, call, error, part):
     here = host(FLEET)
-    for run in inject(here, call, error, str(part), str(PARTS.get(call, 1))):
+    for run in inject(here, call, error, str(part), str(PARTS.get(call, 1)), command=COMMAND):
         if not run["injected"]:
             continue
         what = (call, error, run["occurrence"], run["status"], run["injected"], run["output"])
