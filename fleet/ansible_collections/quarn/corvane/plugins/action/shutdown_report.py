@@ -37,7 +37,12 @@ class ActionModule(ActionBase):
         moment = datetime.datetime.now().astimezone().strftime("%Y-%m-%d %H:%M %Z")
         records_of.write_whole(os.path.join(folder, "index.html"), page.page(records, moment))
         left = [record["host"] for record in records_of.order(records) if records_of.needs_a_person(record)]
-        records_of.write_whole(os.path.join(folder, "failed.txt"), "".join(f"{host}\n" for host in left))
+        path = os.path.join(folder, "failed.txt")
+        if left:
+            records_of.write_whole(path, "".join(f"{host}\n" for host in left))
+        elif os.path.lexists(path):
+            # An empty one would mean every client: Ansible takes a limit of nobody for none.
+            os.unlink(path)
 
     def _show(self, records, folder):
         lines = table.table(records)
