@@ -1,4 +1,7 @@
 """The role's decisions, on clients that are only programs: what runs, in which order, and what is kept of it."""
+import json
+
+import pytest
 from local import Fleet
 
 
@@ -14,3 +17,25 @@ def test_nobody_is_left_and_the_rest_again_is_nobody(tmp_path):
     again = fleet.shut_down("--limit", "@report/failed.txt")
     assert again.returncode != 0 and "Unable to find limit file" in again.stdout
     assert (fleet.shutdowns("one"), fleet.shutdowns("two")) == (1, 1)
+
+
+@pytest.mark.parametrize("place, given", [
+    ("hosts/inventory", ["hosts/inventory"]), ("hosts/inventory", ["hosts"]), ("hosts/inventory", ["hosts/"]),
+    ("inventory", ["inventory", "hosts"]), ("hosts/inventory", ["other,", "hosts"])])
+def test_the_report_is_never_in_a_folder_of_inventories(tmp_path, place, given):
+    """Ansible would read it as an inventory, and it holds what clients have said."""
+    fleet = Fleet(tmp_path, place, client="")
+    (tmp_path / "hosts").mkdir(exist_ok=True)
+    sources = [word for source in given[1:] for word in ("-i", source)]
+    result = fleet.shut_down(*sources, "-e", "shutdown_hosts=client", inventory=given[0])
+    assert result.returncode == 0, result.stdout
+    there = [path.parent.relative_to(tmp_path) for path in tmp_path.rglob("client.json")]
+    assert [str(path) for path in there] == ["hosts/report" if given == ["hosts/inventory"] else "report"]
+
+
+def test_the_report_without_an_inventory_is_where_ansible_was_started(tmp_path):
+    fleet = Fleet(tmp_path, client="")
+    variables = dict(word.split("=") for word in (tmp_path / "inventory").read_text().split()[1:])
+    (tmp_path / "inventory").unlink()
+    assert fleet.shut_down(inventory="client,", variables=variables).returncode == 0
+    assert fleet.outcomes() == {"client": "stopped"}
