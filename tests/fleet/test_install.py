@@ -11,6 +11,8 @@ import box
 
 B = "/usr/quarn/corvane/bin"
 CONF = "/usr/quarn/corvane/host.conf"
+# Below /var, which is each box's own.
+EDITED = "/var/lib/cvstop/rotate"
 OWN_VAR = ("mkdir /tmp/upper /tmp/work && mount -t overlay -o lowerdir=/var,upperdir=/tmp/upper,workdir=/tmp/work overlay "
            f"/var && rm {B}/cvstop")
 DEBIAN_NAME = {"x86_64": "amd64", "aarch64": "arm64", "ppc64le": "ppc64el"}.get(platform.machine(), platform.machine())
@@ -40,7 +42,11 @@ def lay_files(folder, version):
 
 
 def make_deb(folder, files, version):
+    """With a file of configuration that differs from version to version, as the real package's for logrotate."""
     (files / "DEBIAN").mkdir()
+    (files / "DEBIAN/conffiles").write_text(f"{EDITED}\n")
+    (files / EDITED[1:]).parent.mkdir(parents=True)
+    (files / EDITED[1:]).write_text(f"# of {version}\n")
     (files / "DEBIAN/control").write_text(f"Package: cvstop\nVersion: {version}\nArchitecture: {DEBIAN_NAME}\nMaintainer: x\n"
                                           "Description: a test\n")
     subprocess.run(["dpkg-deb", "-Znone", "--build", files, folder / f"cvstop_{version}_{DEBIAN_NAME}.deb"], check=True,
@@ -65,6 +71,12 @@ def make_archive(folder, files, version):
 
 
 KINDS = {"deb": make_deb, "rpm": make_rpm, "tar.gz": make_archive}
+
+
+def on(client, *command):
+    """Runs a command on the client; its standard output."""
+    return subprocess.run(["nsenter", "--target", str(client.inside), "--mount", "--pid", "--root", *command],
+                          capture_output=True, text=True, check=True).stdout
 
 
 def installed(client):
@@ -124,6 +136,46 @@ def test_configuration_is_kept_and_made(make_fleet, tmp_path):  # noqa: F811
     assert "role = client" in fresh.host.inside(CONF).read_text()
     assert f"{B}/koka\n" in fresh.host.inside(f"{B}/excludelist.conf").read_text()
     assert course.fleet.play("preview", "--limit", "fresh,kept").returncode == 0
+
+
+def test_a_file_of_configuration_that_was_edited_on_the_client(make_fleet, tmp_path):  # noqa: F811
+    course = Course(make_fleet("install-edited"), tmp_path, "deb")
+    course.fleet.start()
+    course.build("1.0")
+    assert course.install().returncode == 0
+    on(course.fresh, "sh", "-c", f"echo mine >{EDITED}")
+    course.build("1.1")
+    for _ in range(2):
+        upgrade = course.install()
+        assert upgrade.returncode == 0, upgrade.stdout
+        assert on(course.fresh, "dpkg-query", "-W", "-f", "${db:Status-Status} ${Version}", "cvstop") == "installed 1.1"
+    assert on(course.fresh, "cat", EDITED) == "mine\n" and installed(course.fresh) == "1.1"
+
+
+def test_a_package_that_was_removed_is_installed_again(make_fleet, tmp_path):  # noqa: F811
+    course = Course(make_fleet("install-removed"), tmp_path, "deb")
+    course.fleet.start()
+    course.build("1.0")
+    assert course.install().returncode == 0
+    on(course.fresh, "dpkg", "-r", "cvstop")
+    assert not course.fresh.host.inside(f"{B}/cvstop").exists()
+    again = course.install()
+    assert again.returncode == 0 and installed(course.fresh) == "1.0", again.stdout
+
+
+def test_an_installation_that_cannot_work_is_a_failure(make_fleet, tmp_path):  # noqa: F811
+    """The program takes an address for telemetry, and no name."""
+    course = Course(make_fleet("install-useless"), tmp_path, "deb")
+    course.fleet.start()
+    course.build("1.0")
+    useless = course.install("-e", "install_statsd=stats.example:8125")
+    assert useless.returncode == 2 and "Failed to read Master Config" in useless.stdout
+    mended = course.install("-e", "install_statsd=127.0.0.1:8125", "-e", "install_name=its-name")
+    assert mended.returncode == 0, mended.stdout
+    text = course.fresh.host.inside(CONF).read_text()
+    assert "statsd = 127.0.0.1:8125\n" in text and "name = its-name\n" in text
+    backups = [path.read_text() for path in course.fresh.host.inside(CONF).parent.glob("host.conf.*~")]
+    assert len(backups) == 1 and "stats.example" in backups[0]
 
 
 def test_a_processor_without_a_package(make_fleet, tmp_path):  # noqa: F811
