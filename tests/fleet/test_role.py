@@ -39,3 +39,33 @@ def test_the_report_without_an_inventory_is_where_ansible_was_started(tmp_path):
     (tmp_path / "inventory").unlink()
     assert fleet.shut_down(inventory="client,", variables=variables).returncode == 0
     assert fleet.outcomes() == {"client": "stopped"}
+
+
+@pytest.mark.parametrize("bad", ["shutdown_exclude={}", "shutdown_on_survivors=maybe", "shutdown_async=soon"])
+def test_a_client_with_a_bad_variable_is_named_and_nobody_is_touched(tmp_path, bad):
+    fleet = Fleet(tmp_path, good="", bad=bad)
+    result = fleet.shut_down()
+    assert result.returncode == 2 and "Ansible gave these up: bad." in result.stdout, result.stdout
+    assert fleet.outcomes() == {"good": "untouched", "bad": "failed"} and fleet.failed() == ["bad", "good"]
+    assert (fleet.shutdowns("good"), fleet.shutdowns("bad")) == (0, 0)
+    check = fleet.play("shutdown", "--check")
+    assert check.returncode == 2 and "\nbad     failed" in check.stdout
+    only = fleet.play("preview")
+    assert only.returncode == 2 and "\nbad     failed" in only.stdout and "\ngood    running" in only.stdout
+    assert fleet.shut_down("--limit", "good").returncode == 0 and fleet.shutdowns("good") == 1
+
+
+LOST_IN_ITS_WAVE = """\
+- import_playbook: quarn.corvane.shutdown
+  vars:
+    shutdown_async: "{{ undefined_for_one if inventory_hostname == 'one' and shutdown_seen is defined else 60 }}"
+"""
+
+
+def test_a_client_that_ansible_gives_up_in_its_wave_counts_and_is_reported(tmp_path):
+    fleet = Fleet(tmp_path, one="", two="", three="")
+    (tmp_path / "own.yml").write_text(LOST_IN_ITS_WAVE)
+    result = fleet.play("own.yml", "-e", json.dumps({"shutdown_serial": [2, 1], "shutdown_confirmed": True}))
+    assert result.returncode == 2, result.stdout
+    assert fleet.outcomes() == {"one": "failed", "two": "stopped", "three": "untouched"} and fleet.failed() == ["one", "three"]
+    assert "Ansible itself gave this client up" in fleet.records()["one"]["message"]

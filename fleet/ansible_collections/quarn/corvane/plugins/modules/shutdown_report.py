@@ -25,6 +25,11 @@ options:
     description: The clients whose records are read from the folder. One without a record is left out.
     type: list
     elements: str
+  given_up:
+    description: Clients that Ansible itself took out of the run. They get a record that says so, and have failed.
+    type: list
+    elements: str
+    default: []
   folder:
     description: The folder on the controller that holds the records.
     type: str

@@ -93,6 +93,12 @@ def untouched(host, moment, reason):
     return {"version": VERSION, "host": host, "outcome": "untouched", "time": moment, "message": reason, "failed": False}
 
 
+def given_up(host, moment):
+    """The record of a client that Ansible took out of the run before the role could note anything."""
+    return {"version": VERSION, "host": host, "outcome": "failed", "time": moment, "failed": True,
+            "message": "Ansible itself gave this client up: see what it said of it in this run."}
+
+
 def needs_a_person(record):
     """Whether the client is left to do, and belongs into failed.txt."""
     return record["failed"] or record["outcome"] in ("untouched", "running")
