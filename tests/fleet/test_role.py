@@ -41,7 +41,7 @@ def test_the_report_without_an_inventory_is_where_ansible_was_started(tmp_path):
     assert fleet.outcomes() == {"client": "stopped"}
 
 
-@pytest.mark.parametrize("bad", ["shutdown_exclude={}", "shutdown_on_survivors=maybe", "shutdown_async=soon"])
+@pytest.mark.parametrize("bad", ["shutdown_exclude={}", "shutdown_on_survivors=maybe", "shutdown_async=soon", "shutdown_poll=0"])
 def test_a_client_with_a_bad_variable_is_named_and_nobody_is_touched(tmp_path, bad):
     fleet = Fleet(tmp_path, good="", bad=bad)
     result = fleet.shut_down()
@@ -69,3 +69,13 @@ def test_a_client_that_ansible_gives_up_in_its_wave_counts_and_is_reported(tmp_p
     assert result.returncode == 2, result.stdout
     assert fleet.outcomes() == {"one": "failed", "two": "stopped", "three": "untouched"} and fleet.failed() == ["one", "three"]
     assert "Ansible itself gave this client up" in fleet.records()["one"]["message"]
+
+
+def test_a_client_where_nothing_can_start_is_given_up(tmp_path):
+    """Its temporary folder cannot be made: Ansible calls that unreachable, while the connection itself is fine."""
+    fleet = Fleet(tmp_path, full="ansible_remote_tmp=/proc/none")
+    result = fleet.shut_down()
+    assert fleet.outcomes() == {"full": "unreachable"}, result.stdout
+    assert "Failed to create temporary directory" in fleet.records()["full"]["message"]
+    assert result.stdout.count("TASK [quarn.corvane.shutdown : Start the shutdown]") == 4
+    assert fleet.shutdowns("full") == 0
