@@ -44,14 +44,20 @@ class Fleet:
         path = self.folder / name / "state/calls"
         return sum(line.startswith("-k") for line in path.read_text().splitlines()) if path.exists() else 0
 
-    def play(self, playbook, *arguments, inventory=None, variables=None):
-        """Runs a playbook of the collection, or the file of that name; its output is text."""
+    def start(self, playbook, *arguments, inventory=None, variables=None):
+        """Starts a playbook of the collection, or the file of that name, in a session of its own; its output is text."""
         name = playbook if playbook.endswith(".yml") else f"quarn.corvane.{playbook}"
         options = ["-i", inventory or self.place] + (["-e", json.dumps(variables)] if variables else [])
         environment = {**os.environ, "ANSIBLE_CONFIG": str(self.folder / "ansible.cfg"), "ANSIBLE_NOCOLOR": "1",
                        "LC_ALL": "C.UTF-8", "ANSIBLE_HOME": str(self.folder / "home")}
-        return subprocess.run(["ansible-playbook", name, *options, *arguments], env=environment, cwd=self.folder, text=True,
-                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
+        return subprocess.Popen(["ansible-playbook", name, *options, *arguments], env=environment, cwd=self.folder, text=True,
+                                stdout=subprocess.PIPE, stderr=subprocess.STDOUT, start_new_session=True)
+
+    def play(self, *arguments, **more):
+        """Runs a playbook to its end."""
+        process = self.start(*arguments, **more)
+        output = process.communicate()[0]
+        return subprocess.CompletedProcess(process.args, process.returncode, output)
 
     def shut_down(self, *arguments, **more):
         return self.play("shutdown", "-e", "shutdown_confirmed=true", *arguments, **more)

@@ -1,8 +1,11 @@
 """The role's decisions, on clients that are only programs: what runs, in which order, and what is kept of it."""
 import json
+import os
+import signal
 
 import pytest
-from local import Fleet
+from clients import wait_for
+from local import HALVD, Fleet
 
 
 def test_nobody_is_left_and_the_rest_again_is_nobody(tmp_path):
@@ -79,3 +82,30 @@ def test_a_client_where_nothing_can_start_is_given_up(tmp_path):
     assert "Failed to create temporary directory" in fleet.records()["full"]["message"]
     assert result.stdout.count("TASK [quarn.corvane.shutdown : Start the shutdown]") == 4
     assert fleet.shutdowns("full") == 0
+
+
+def test_a_controller_that_ends_in_the_middle_has_told_who_is_stopping(tmp_path):
+    fleet = Fleet(tmp_path, first="", second="")
+    fleet.set("first", "takes", "10")
+    process = fleet.start("shutdown", "-e", "shutdown_confirmed=true")
+    try:
+        wait_for(lambda: fleet.shutdowns("first"), "the shutdown to begin")
+    finally:
+        os.killpg(process.pid, signal.SIGINT)
+        process.communicate()
+    assert fleet.outcomes() == {"first": "unfinished", "second": "untouched"}
+    page = (tmp_path / "report/index.html").read_text()
+    assert page.count("still stopping</td>") == 1 and page.count("not touched</td>") == 1
+    assert fleet.failed() == ["first", "second"]
+
+
+def test_a_result_that_was_never_written_is_asked_of_the_listing(tmp_path):
+    fleet = Fleet(tmp_path, down="shutdown_async=4", stuck="shutdown_async=4", lost="shutdown_async=4")
+    for name, how in (("down", "spoils"), ("stuck", "spoils"), ("lost", "removes")):
+        (tmp_path / name / "jobs").mkdir()
+        fleet.set(name, how, str(tmp_path / name / "jobs"))
+    fleet.set("stuck", "processes", HALVD.replace("ends", "stays"))
+    result = fleet.shut_down("-e", json.dumps({"shutdown_serial": ["100%"]}))
+    assert fleet.outcomes() == {"down": "stopped", "stuck": "unfinished", "lost": "stopped"}, result.stdout
+    for name in ("down", "lost"):
+        assert fleet.records()[name]["message"].startswith("The client kept no result")
