@@ -284,6 +284,14 @@ def test_a_cvstop_watch_that_fails_after_the_shutdown(client):
     assert result["outcome"] == "stopped" and [call.split()[0] for call in client.calls].count("-k") == 1
 
 
+def test_a_cvstop_watch_that_dies_after_the_shutdown(client):
+    """Its status is none of the program's, and no reason to fail the client."""
+    client.runs((f"{B}/koka", 812, "ends"))
+    result = client.call("cvstop", **watch(client, 'shift 3; "$@"; kill -SEGV $$'))
+    assert (result["outcome"], result["rc"], names(result["stopped"])) == ("stopped", 0, ["koka"])
+    assert "left no report" in result["warnings"][0] and f"Signaling process {B}/koka" in result["output"]
+
+
 def test_a_cvstop_watch_or_a_program_for_another_processor(client):
     client.runs((f"{B}/koka", 812, "ends"))
     alien = client.program_at("alien", "")

@@ -271,9 +271,11 @@ def stop(module, cvstop, entries):
     if watch is None:
         return cvstop.shut_down() + (None,)
     status, out, report = stop_watched(module, cvstop, watch)
-    # Whether the program ran at all is not known then. To shut down once more what is down already does no harm.
-    if report is None and verdict.split_spared(cvstop.processes(), entries)[1]:
-        status, out = cvstop.shut_down()
+    # Whether the program ran at all, and whose status this is, is not known then. To shut down once more what is down already
+    # does no harm.
+    if report is None and (status not in program.DONE or verdict.split_spared(cvstop.processes(), entries)[1]):
+        status, more = cvstop.shut_down()
+        out += more
     return status, out, report
 
 
