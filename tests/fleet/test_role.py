@@ -109,3 +109,22 @@ def test_a_result_that_was_never_written_is_asked_of_the_listing(tmp_path):
     assert fleet.outcomes() == {"down": "stopped", "stuck": "unfinished", "lost": "stopped"}, result.stdout
     for name in ("down", "lost"):
         assert fleet.records()[name]["message"].startswith("The client kept no result")
+
+
+@pytest.mark.parametrize("playbook", ["preview", "shutdown", "verify", "install"])
+def test_ssh_is_called_as_the_user_has_it_and_with_a_limit_of_silence(tmp_path, playbook):
+    ssh = tmp_path / "ssh"
+    ssh.write_text(f'#!/bin/sh\necho "$@" >>{tmp_path}/called\nexit 255\n')
+    ssh.chmod(0o755)
+    fleet = Fleet(tmp_path, client=f"ansible_connection=ssh ansible_ssh_executable={ssh} ansible_ssh_common_args='-o Port=2022'")
+    assert fleet.play(playbook).returncode != 0
+    called = (tmp_path / "called").read_text().splitlines()[0]
+    for option in ("Compression=yes", "Port=2022", "ServerAliveInterval=15", "ServerAliveCountMax=4"):
+        assert f"-o {option} " in called
+
+
+def test_a_preview_writes_nothing_even_if_a_shutdown_is_confirmed(tmp_path):
+    fleet = Fleet(tmp_path, client="")
+    result = fleet.play("preview", "-e", "shutdown_confirmed=true")
+    assert result.returncode == 0 and "1 process to stop" in result.stdout
+    assert not (tmp_path / "report").exists() and not (tmp_path / "client/tmp").exists()
