@@ -128,3 +128,18 @@ def test_a_preview_writes_nothing_even_if_a_shutdown_is_confirmed(tmp_path):
     result = fleet.play("preview", "-e", "shutdown_confirmed=true")
     assert result.returncode == 0 and "1 process to stop" in result.stdout
     assert not (tmp_path / "report").exists() and not (tmp_path / "client/tmp").exists()
+
+
+def test_records_of_earlier_runs_are_marked_and_not_for_the_next_run(tmp_path):
+    fleet = Fleet(tmp_path, mended="", other="")
+    fleet.set("mended", "status", "55")
+    fleet.set("other", "status", "55")
+    assert fleet.shut_down("-e", "shutdown_max_fail_percentage=100").returncode == 2
+    assert fleet.failed() == ["mended", "other"]
+    (tmp_path / "mended/state/status").unlink()
+    result = fleet.shut_down("--limit", "mended")
+    assert result.returncode == 0 and fleet.failed() is None
+    day = fleet.records()["other"]["time"][:10]
+    assert f"in an earlier run, {day} " in result.stdout and "--limit @" not in result.stdout
+    page = (tmp_path / "report/index.html").read_text()
+    assert page.count("<small>Earlier run: ") == 1 and page.count(f"<small>{day} ") == 1
