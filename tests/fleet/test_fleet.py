@@ -205,7 +205,7 @@ def test_nothing_is_left_behind_on_the_clients(run):
     for name in ("clean", "busy", "keeping"):
         left = {line.rsplit(" ", 1)[0] for line in files(run.fleet[name]).splitlines()}
         new = left - {line.rsplit(" ", 1)[0] for line in run.before[name].splitlines()}
-        known = re.compile(r"/usr/quarn/sandbox/|/run/quarn\.corvane-|/root/\.ansible_async$|/root/\.ansible/tmp$|/run/sshd")
+        known = re.compile(r"/usr/quarn/sandbox/|/root/\.ansible_async$|/root/\.ansible/tmp$|/run/sshd")
         assert not [path for path in new if not known.match(path)]
 
 

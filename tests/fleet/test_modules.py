@@ -171,6 +171,14 @@ def test_excluded_by_a_file_and_by_another_name_of_the_executable(client):
     assert client.call("cvstop_info", exclude_file=str(client.folder / "list"))["processes"][0]["excluded"] is True
 
 
+def test_excluded_by_a_path_from_the_root_folder(client):
+    """The program runs there, whatever folder Ansible starts the module in."""
+    kept = client.program_at("kept", "")
+    (client.folder / "list").write_text(f"{kept[1:]}\n")
+    client.runs((kept, 812, "stays"))
+    assert names(client.call("cvstop", exclude_file=str(client.folder / "list"))["spared"]) == ["kept"]
+
+
 @pytest.mark.parametrize("path", ["koka", "/opt/a\n/opt/b", "/opt/blank "])
 def test_paths_that_a_list_cannot_hold(client, path):
     client.runs((f"{B}/koka", 812, "ends"))
@@ -323,6 +331,7 @@ def test_two_at_once_wait_for_each_other(client):
         assert run.wait() == 0
     assert sorted(result["outcome"] for result in results) == ["nothing", "stopped"]
     assert [call.split()[0] for call in client.calls] == ["-l", "-k", "-l", "-l"]
+    assert not list(pathlib.Path("/run").glob("quarn.corvane" + str(client.program).replace("/", "-") + "*"))
 
 
 @pytest.mark.skipif(os.geteuid() != 0, reason="only root becomes another user")

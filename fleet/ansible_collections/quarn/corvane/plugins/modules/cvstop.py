@@ -195,6 +195,19 @@ ARGUMENTS = dict(
 )
 
 
+def take(path):
+    """The lock's file, held. Whoever had it before removes it, so it may be another one by the time that it is ours."""
+    while True:
+        lock = os.open(path, os.O_RDWR | os.O_CREAT | os.O_CLOEXEC | os.O_NOFOLLOW, 0o600)
+        fcntl.flock(lock, fcntl.LOCK_EX)
+        try:
+            if os.path.samestat(os.lstat(path), os.fstat(lock)):
+                return lock
+        except FileNotFoundError:
+            pass
+        os.close(lock)
+
+
 @contextlib.contextmanager
 def only_one(module):
     """Waits until no other run of this module shuts this client down. Not without root: the program refuses that itself."""
@@ -203,13 +216,13 @@ def only_one(module):
         return
     path = LOCK % module.params['executable'].replace('/', '-')
     try:
-        lock = os.open(path, os.O_RDWR | os.O_CREAT | os.O_CLOEXEC | os.O_NOFOLLOW, 0o600)
-        fcntl.flock(lock, fcntl.LOCK_EX)
+        lock = take(path)
     except OSError as error:
         module.fail_json(msg='%s cannot be locked: %s. Nothing was touched.' % (path, error.strerror))
     try:
         yield
     finally:
+        os.unlink(path)
         os.close(lock)
 
 
