@@ -141,6 +141,8 @@ def test_configuration_is_kept_and_made(make_fleet, tmp_path):  # noqa: F811
     assert installed(kept) == "1.0" and not server.host.inside(f"{B}/cvstop").exists()
     assert server.host.inside(CONF).read_text() == "; ours\n[host]\n role=server\n"
     assert kept.host.inside(CONF).read_text() == "[host]\nrole = client\nname = mine\n"
+    assert course.install("--limit", "server", "-e", "install_name=other").returncode == 2
+    assert server.host.inside(CONF).read_text() == "; ours\n[host]\n role=server\n"
     assert "role = client" in fresh.host.inside(CONF).read_text()
     assert f"{B}/koka\n" in fresh.host.inside(f"{B}/excludelist.conf").read_text()
     assert course.fleet.play("preview", "--limit", "fresh,kept").returncode == 0

@@ -356,12 +356,28 @@ def test_what_runs_on_clients_is_python_3_6_and_its_standard_library(path):
             assert node.module == "ansible.module_utils.basic"
 
 
-@pytest.mark.parametrize("path", CLIENT_SIDE, ids=lambda path: path.name)
+@pytest.mark.parametrize("path", sorted((COLLECTION / "plugins").rglob("*.py")), ids=lambda path: path.name)
 def test_no_shell_anywhere(path):
     tree = ast.parse(path.read_text())
     called = {ast.unparse(node.func) for node in ast.walk(tree) if isinstance(node, ast.Call)}
     assert not called & {"os.system", "os.popen", "subprocess.run", "subprocess.Popen", "subprocess.call", "eval", "exec"}
     assert not [node for node in ast.walk(tree) if isinstance(node, ast.keyword) and node.arg in ("use_unsafe_shell", "shell")]
+
+
+def tasks_in(value):
+    """Every dictionary in a file of YAML."""
+    if isinstance(value, dict):
+        yield value
+    for entry in value.values() if isinstance(value, dict) else value if isinstance(value, list) else []:
+        yield from tasks_in(entry)
+
+
+@pytest.mark.parametrize("path", sorted([*COLLECTION.glob("playbooks/*.yml"), *COLLECTION.glob("roles/*/tasks/*.yml")]),
+                         ids=lambda path: "/".join(path.parts[-3:]))
+def test_no_shell_in_tasks_either(path):
+    tasks = list(tasks_in(yaml.safe_load(path.read_text())))
+    assert not [task for task in tasks for key in task if key.rsplit(".", 1)[-1] in ("shell", "raw", "script", "expect")]
+    assert all(set(task[key]) == {"argv"} for task in tasks for key in task if key.rsplit(".", 1)[-1] == "command")
 
 
 def test_documentation_and_arguments_agree():

@@ -143,3 +143,21 @@ def test_records_of_earlier_runs_are_marked_and_not_for_the_next_run(tmp_path):
     assert f"in an earlier run, {day} " in result.stdout and "--limit @" not in result.stdout
     page = (tmp_path / "report/index.html").read_text()
     assert page.count("<small>Earlier run: ") == 1 and page.count(f"<small>{day} ") == 1
+
+
+@pytest.mark.parametrize("what, text, outcome", [
+    ("processes", HALVD.replace("ends", "stays"), "survivors"), ("status", "55", "failed"),
+    # What a release may print that knows no columns.
+    ("says", "koka 812\n", "failed")])
+def test_a_canary_that_fails_ends_the_run(tmp_path, what, text, outcome):
+    fleet = Fleet(tmp_path, canary="", second="", third="")
+    fleet.set("canary", what, text)
+    result = fleet.shut_down()
+    assert result.returncode == 2
+    assert fleet.outcomes() == {"canary": outcome, "second": "untouched", "third": "untouched"}
+    assert fleet.failed() == ["canary", "second", "third"]
+    assert fleet.shutdowns("canary") == (outcome == "survivors") and fleet.shutdowns("second") + fleet.shutdowns("third") == 0
+    message = fleet.records()["canary"]["message"]
+    assert {"processes": "Still running: halvd (801).", "status": "is a server of the product",
+            "says": "Is it an old release?"}[what] in message
+    assert message[:60] in result.stdout and "not touched</td>" in (tmp_path / "report/index.html").read_text()
