@@ -2,6 +2,7 @@
 import os
 import pathlib
 import random
+import signal
 import subprocess
 import sys
 import tempfile
@@ -26,6 +27,8 @@ def seed():
 
 
 def pytest_configure(config):
+    # A shell starts background jobs with this signal ignored, and so would be what they start.
+    signal.signal(signal.SIGINT, signal.default_int_handler)
     config.addinivalue_line("markers", "sanitized: also run with the program that was built with sanitizers")
 
 

@@ -14,8 +14,8 @@ local_tmp = {folder}/local
 [ssh_connection]
 ssh_args = -o Compression=yes
 """
-LINE = ("{name} ansible_connection=local ansible_become=false shutdown_executable={client}/cvstop ansible_async_dir={client}/jobs "
-        "ansible_remote_tmp={client}/tmp shutdown_poll=1 shutdown_settle=0 {variables}\n")
+LINE = ("{name} ansible_connection=local ansible_become=false shutdown_executable={client}/cvstop "
+        "ansible_async_dir={client}/jobs ansible_remote_tmp={client}/tmp shutdown_poll=1 shutdown_settle=0 {variables}\n")
 HALVD = "halvd\t/usr/quarn/corvane/bin/halvd\t801\tCorvane\tends\n"
 
 

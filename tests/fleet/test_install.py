@@ -69,7 +69,8 @@ def make_rpm(folder, files, version):
 
 def make_archive(folder, files, version):
     name = f"cvstop-{version}-linux-{platform.machine()}"
-    (files / "install").write_text(f"#!/bin/sh\nset -e\n{UNLESS_BROKEN}\nmkdir -p {B}\ncp ${{0%/*}}{B}/cvstop {B}/new\nmv {B}/new {B}/cvstop\n")
+    (files / "install").write_text(f"#!/bin/sh\nset -e\n{UNLESS_BROKEN}\n"
+                                   f"mkdir -p {B}\ncp ${{0%/*}}{B}/cvstop {B}/new\nmv {B}/new {B}/cvstop\n")
     (files / "install").chmod(0o755)
     subprocess.run(["tar", "-C", files, "-czf", folder / f"{name}.tar.gz", f"--transform=s,^,{name}/,", "usr", "install"],
                    check=True)

@@ -196,9 +196,10 @@ CHROMIUM = shutil.which("chromium")
 
 
 def browse(folder, text, probe, *options):
-    """What a browser's console has of a page: the value of a script's expression once everything is laid out."""
+    """The value of a script's expression in a browser, once the page is laid out."""
     path = folder / "index.html"
-    script = f"<script>addEventListener('load',()=>{{document.body.offsetHeight;document.title='found '+({probe})+' end'}})</script>"
+    script = ("<script>addEventListener('load',()=>{document.body.offsetHeight;"
+              f"document.title='found '+({probe})+' end'}})</script>")
     path.write_text(text.replace("<title>", script + "<title>", 1))
     run = subprocess.run(
         [CHROMIUM, "--headless", "--no-sandbox", "--disable-gpu", f"--user-data-dir={folder}/profile", *options, "--dump-dom",

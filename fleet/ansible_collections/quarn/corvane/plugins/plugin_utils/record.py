@@ -33,11 +33,15 @@ MODULES = ("survivors", "running", "stopped", "nothing")
 WATCHED = ("version", "run", "stages", "processes", "not_in_snapshot", "came_back")
 
 
+def is_process(entry):
+    return (isinstance(entry, dict) and isinstance(entry.get("name"), str) and isinstance(entry.get("path"), str)
+            and isinstance(number(entry.get("pid")), int))
+
+
 def processes(value):
     """Those of a list that are processes."""
-    known = [entry for entry in value if isinstance(entry, dict) and isinstance(number(entry.get("pid")), int)
-             and isinstance(entry.get("name"), str) and isinstance(entry.get("path"), str)] if isinstance(value, list) else []
-    return [{key: entry[key] for key in ("name", "path", "pid", "category", "new") if key in entry} for entry in known]
+    return [{key: entry[key] for key in ("name", "path", "pid", "category", "new") if key in entry}
+            for entry in (value if isinstance(value, list) else []) if is_process(entry)]
 
 
 def number(value):
@@ -73,7 +77,8 @@ def outcome_of(result):
 
 
 def message_of(result, outcome):
-    """One line for a person, harmless on a terminal. A module that did not run at all left its reason on another stream than its message."""
+    """One line for a person, harmless on a terminal. A module that did not run at all left its reason on another stream than
+    its message."""
     if outcome == "unfinished":
         return "The controller stopped waiting. The shutdown goes on on the client: run again to see how it ended."
     lines = [str(result.get("msg") or "")]
