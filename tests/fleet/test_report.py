@@ -11,6 +11,7 @@ import time
 import pytest
 import reports
 from ansible_collections.quarn.corvane.plugins.plugin_utils import page, record, table, timeline
+from conftest import REPO
 
 MOMENT = "2026-11-21T20:00:00+00:00"
 HOSTILE = "x\x1b[31m\u202e<script>alert(1)</script>\"'&{{7*7}}\n"
@@ -60,6 +61,8 @@ class Checker(html.parser.HTMLParser):
     ({"failed": False, "rc": 127, "msg": "MODULE FAILURE\nSee stdout", "module_stdout": "/bin/sh: 1: python3: not found\n"},
      "failed", True),
     ({"outcome": "<b>"}, "failed", True),
+    ({"outcome": ["stopped"]}, "failed", True),
+    ({"outcome": "untouched"}, "failed", True),
     ({}, "failed", True)])
 def test_what_a_result_means(result, outcome, failed):
     made = record.make("client", result, MOMENT)
@@ -120,12 +123,48 @@ def test_hostile_words_do_no_harm():
 
 
 @pytest.mark.parametrize("damage", [
-    {"run": {}}, {"run": {"end": "soon"}}, {"stages": None}, {"stages": [{}]}, {"processes": [7]},
-    {"processes": [{"asked": [{}]}]}])
+    {"run": {}}, {"run": {"end": "soon"}}, {"run": {"end": float("nan")}}, {"run": {"end": float("inf")}},
+    {"stages": None}, {"stages": [{}]}, {"processes": [7]}, {"processes": [{"asked": [{}]}]}])
 def test_a_report_that_is_none_costs_only_its_picture(damage):
     result = {"outcome": "stopped", "stopped": [], "watch": {**reports.report(random.Random(1)), **damage}}
     text = page.page([record.make("client", result, MOMENT)], MOMENT)
     assert "<svg" not in text and "client" in text
+
+
+def spoiled(chance, value):
+    """A copy of a result with some of its values replaced by others, of any type that JSON has."""
+    if chance.random() < 0.04:
+        return chance.choice([None, True, -1, 10 ** 400, float("nan"), float("inf"), "", "x\ud800", [], [1], [[]], {}, {"a": []}])
+    if isinstance(value, dict):
+        return {key: spoiled(chance, entry) for key, entry in value.items()}
+    return [spoiled(chance, entry) for entry in value] if isinstance(value, list) else value
+
+
+def test_no_result_of_a_client_ends_the_report(tmp_path, seed):
+    chance = random.Random(seed)
+    made = []
+    for number in range(1000):
+        result = spoiled(chance, reports.stopped(chance, 2, number % 2))
+        if isinstance(result, dict):
+            made.append(record.make(f"client{number}", result, MOMENT))
+            record.save(str(tmp_path), made[-1])
+            (tmp_path / "other.json").write_text(json.dumps(spoiled(chance, made[-1])))
+            read = [record.load(str(tmp_path), "other"), record.load(str(tmp_path), f"client{number}")]
+            assert read[1], "its own record cannot be read again"
+            both = [made[-1], *filter(None, read)]
+            assert page.page(both, MOMENT).encode() and table.table(both), f"CVSTOP_TEST_SEED={seed}"
+    assert len(made) > 900
+    assert "client10" in page.page(made, MOMENT) and table.table(made)
+
+
+def test_a_record_is_no_inventory():
+    """Read as one, a client's own words would be variables: how to connect, and to where."""
+    hosts = {"web1": {"ansible_connection": "local"}}
+    made = record.make("client", {"outcome": "stopped", "hosts": hosts, "watch": {"hosts": hosts, "vars": hosts, "stages": []}},
+                       MOMENT)
+    assert made["watch"] == {"stages": []} and "hosts" not in made
+    schema = json.loads((REPO / "watch/schema.json").read_text())
+    assert set(record.WATCHED) == set(schema["properties"])
 
 
 def test_the_time_line():

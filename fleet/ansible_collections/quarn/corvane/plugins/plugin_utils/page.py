@@ -51,14 +51,14 @@ def listed(items):
 
 
 def process(entry):
-    return f"{escape(entry['name'])} ({int(entry['pid'])}) <span class=soft>{escape(entry['path'])}</span>"
+    return f"{escape(entry['name'])} ({entry['pid']}) <span class=soft>{escape(entry['path'])}</span>"
 
 
 def time_line(record):
     """The picture of a stop and who held it up; nothing where cvstop-watch was not there or wrote what it should not."""
     try:
         stop = timeline.Stop(record["watch"])
-    except (KeyError, TypeError, ValueError, AttributeError, IndexError):
+    except (KeyError, TypeError, ValueError, AttributeError, IndexError, OverflowError):
         return ""
     if not stop.lanes:
         return ""
