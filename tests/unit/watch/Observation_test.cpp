@@ -2,6 +2,7 @@
 
 #include <csignal>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -138,6 +139,32 @@ TEST(Observation, AYoungerProcessOfThatPidIsNotTheOneThatWasListed) {
     other.appendTo(waiting);
     EXPECT_TRUE(waiting.empty());
     EXPECT_FALSE(other.isCoarse());
+}
+
+TEST(Observation, SameProcessHasTheSamePidAndStart) {
+    Sleeper one;
+    const Time start = readProcState(one.pid())->start;
+    Observation observation({one.pid()}, farFuture(), 10);
+    EXPECT_TRUE(observation.isThat(0, start));
+    EXPECT_FALSE(observation.isThat(0, start + kTick));
+    one.kill();
+    one.awaitEnd();
+    pollOnce(observation);
+    EXPECT_TRUE(observation.isThat(0, start));
+    one.reap();
+    observation.look();
+    EXPECT_FALSE(observation.isThat(0, start));
+}
+
+TEST(Observation, ClosesItsDescriptors) {
+    Sleeper one;
+    Observation observation({one.pid()}, farFuture(), 10);
+    std::vector<pollfd> waiting;
+    observation.appendTo(waiting);
+    ASSERT_EQ(waiting.size(), 1U);
+    observation.close();
+    EXPECT_EQ(::fcntl(waiting[0].fd, F_GETFD), -1);
+    EXPECT_TRUE(observation.isThere(0));
 }
 
 TEST(Observation, WhoIsGoneAlreadyIsNotThere) {
