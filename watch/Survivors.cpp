@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "Clock.h"
 #include "ProcFiles.h"
@@ -18,8 +19,9 @@ Reason reasonOf(const Process& process) {
     if (!state) {
         return reason;
     }
-    reason.state = state->state;
-    reason.function = readKernelFunction(process.pid);
+    Activity activity = readActivity(process.pid);
+    reason.state = activity.state;
+    reason.function = std::move(activity.function);
     reason.tracer = readTracer(process.pid);
     reason.age = sinceBoot() - state->start;
     return reason;
