@@ -117,7 +117,9 @@ Run Watch::settle() {
     }
     if (run.observed) {
         explainSurvivors(run);
-        run.cameBack = findCameBack(run, m_path, commands);
+        // The listing needs descriptors of its own.
+        m_observation->close();
+        findCameBack(run, *m_observation, m_path, commands);
     }
     return run;
 }
