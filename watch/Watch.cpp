@@ -125,6 +125,9 @@ Run Watch::settle() {
 Watched Watch::run() {
     observe();
     const Started started = start();
+    if (started.interrupt) {
+        endLike({std::nullopt, started.interrupt});
+    }
     if (started.error != 0) {
         m_streams.takeBack();
         return {started.error, {}, {}};

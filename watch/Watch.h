@@ -40,7 +40,7 @@ class Watch {
     /// Where standard error is no terminal, `showsLines` says whether it gets a line now and then.
     Watch(const Program& program, const Inherited& inherited, bool showsLines);
 
-    /// Runs the program to its end.
+    /// Runs the program to its end. An interrupt before its beginning ends the watcher.
     Watched run();
 
   private:
