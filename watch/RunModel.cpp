@@ -109,9 +109,18 @@ std::vector<std::string> RunModel::commands() const {
     return found;
 }
 
+const RunModel::Settled& RunModel::settled() const {
+    if (!m_settled) {
+        Askings askings = settleAskings(m_lives, m_story);
+        Sparings sparings = settleSparings(m_lives, m_story, askings);
+        m_settled = Settled{std::move(askings), std::move(sparings)};
+    }
+    return *m_settled;
+}
+
 std::vector<bool> RunModel::killed() const {
     std::vector<bool> killed;
-    for (const std::vector<Dated>& asked : settleAskings(m_lives, m_story).of) {
+    for (const std::vector<Dated>& asked : settled().askings.of) {
         killed.push_back(std::any_of(asked.begin(), asked.end(), isKill));
     }
     return killed;

@@ -52,7 +52,7 @@ Watch::Watch(const Program& program, const Inherited& inherited, bool showsLines
     : m_program(program), m_inherited(inherited),
       m_asked(readProgramArguments({program.words.begin() + 1, program.words.end()})), m_path(resolved(program.path)),
       m_screen(m_asked.quiet || !m_asked.shutsDown),
-      m_showsLines(showsLines && !m_asked.quiet && m_asked.shutsDown && !m_screen.isLive()), m_log(logPath()),
+      m_showsLines(showsLines && !m_asked.quiet && m_asked.shutsDown), m_log(logPath()),
       m_childSignal(openChildSignal()) {}
 
 void Watch::observe() {
@@ -85,6 +85,8 @@ Started Watch::start() {
         m_output.reset(ends[0]);
         writing.reset(ends[1]);
         ::fcntl(ends[0], F_SETFL, O_NONBLOCK);
+    } else {
+        m_screen.giveUp();
     }
     m_start.begin = timeNow();
     m_begin = steady();
@@ -127,6 +129,9 @@ Run Watch::settle() {
 Watched Watch::run() {
     observe();
     const Started started = start();
+    if (started.interrupt) {
+        endLike({std::nullopt, started.interrupt});
+    }
     if (started.error != 0) {
         m_streams.takeBack();
         return {started.error, {}, {}};

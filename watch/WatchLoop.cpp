@@ -20,8 +20,10 @@ namespace {
 constexpr Time kShowPeriod = kSecond / 4;
 /// Without a line to show, the log is read so often, so that a rotation is not missed.
 constexpr Time kIdlePeriod = kSecond;
-/// Until there is a log to follow, it is looked for so often.
+/// Until there is a log to follow, it is looked for so often; after the first seconds, in which a program begins it, no
+/// more than is looked into it.
 constexpr Time kFindPeriod = kSecond / 50;
+constexpr Time kUntilBegun = 3 * kSecond;
 /// The first whole line, and how often others follow.
 constexpr Time kFirstLine = 2 * kSecond;
 constexpr Time kLinePeriod = 10 * kSecond;
@@ -66,31 +68,39 @@ void Watch::forwardOutput() {
     }
 }
 
-void Watch::showLine() {
-    const Time now = steady();
-    const std::string line = plainLine(m_model->progress(timeNow()));
-    if (now < m_nextLine || line.empty()) {
+void Watch::showLine(Time now) {
+    const std::string line = now < m_nextLine ? "" : plainLine(m_model->progress(timeNow()));
+    if (line.empty()) {
         return;
     }
-    m_nextLine += kLinePeriod;
+    // From now: lines that there was a reason not to show are not made up for.
+    m_nextLine = now + kLinePeriod;
     m_streams.takeBack();
     writeAtOnce("cvstop-watch: " + line + "\n");
     m_streams.letGo();
 }
 
-void Watch::tick() {
-    const Time now = steady();
-    if (now < m_nextShow) {
-        return;
-    }
-    m_nextShow = now + (!m_log.find() ? kFindPeriod : m_screen.isLive() ? kShowPeriod : kIdlePeriod);
-    if (mayReadLog()) {
-        readLog();
-    }
+void Watch::show(Time now) {
     if (m_screen.isLive() && !m_screen.isLost()) {
         m_screen.show(liveLine(m_model->progress(timeNow()), m_screen.width() - 1));
-    } else if (m_showsLines && m_mayReadLog) {
-        showLine();
+    } else if (m_showsLines && m_mayReadLog && !m_screen.isLive()) {
+        // Where standard error is a file of the product's tree, the program must not see the watcher at it.
+        showLine(now);
+    }
+}
+
+void Watch::tick() {
+    const Time now = steady();
+    if (now >= m_nextFind) {
+        const bool mayBeginSoon = !m_log.find() && now - m_begin < kUntilBegun;
+        m_nextFind = now + (mayBeginSoon ? kFindPeriod : kIdlePeriod);
+    }
+    if (now >= m_nextShow) {
+        m_nextShow = now + (m_screen.isLive() ? kShowPeriod : kIdlePeriod);
+        if (mayReadLog()) {
+            readLog();
+        }
+        show(now);
     }
 }
 
@@ -115,7 +125,7 @@ void Watch::waitForSomething(Time most) {
 }
 
 Time Watch::untilNext() const {
-    Time next = m_nextShow;
+    Time next = std::min(m_nextShow, m_nextFind);
     if (const std::optional<Time> due = m_observation->lookDue()) {
         next = std::min(next, *due);
     }

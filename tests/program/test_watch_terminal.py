@@ -160,3 +160,31 @@ def test_lines_in_a_file(host):
     assert [int(re.search(r"ended  (\d+) s", line)[1]) for line in lines] == [2, 12]
     quick = here.run(command=f"{WATCH} -- -k -q", before=f"rm -f {LOG}\n")
     assert "ended  2 s" not in quick.stderr
+
+
+def test_background_of_a_terminal_that_stops_writers(host):
+    """The program writes to a file; the watcher's own lines stop neither of the two, and none is rewritten."""
+    here = host(FLEET)
+    here.write("/opt/x/job", f"stty tostop\nset -m\n{WATCH} -- -k >/opt/output &\nwait $!\necho ended with $?\n")
+    shown = on_terminal(here, ["/usr/bin/timeout", "--foreground", "-s", "KILL", "60", "/bin/sh", "/opt/x/job"])
+    assert here.inside("/opt/output").read_text() == written(5)
+    assert re.search(r"^cvstop-watch: 3 of 5 ended  2 s  waiting for kuror ", shown.screen(), re.M), shown.text
+    assert "5 processes in" in shown.screen() and "ended with 1" in shown.screen()
+    assert b"\x1b" not in shown.bytes
+
+
+@pytest.mark.parametrize("way, is_live", [("| cat", False), (">/dev/tty", True), (">/dev/null", True)])
+def test_standard_output_elsewhere(host, way, is_live):
+    """What comes to the terminal by another way would stand in the middle of the line: there is none then."""
+    here = host(FLEET)
+    shown, alone = (on_terminal(here, ["/bin/sh", "-c", f"{' '.join(command)} -k {way}"]) for command in (QUIETLY, [CVSTOP]))
+    assert shown.screen() == alone.screen() and bool(shown.lines()) == is_live
+    assert is_live or b"\x1b" not in shown.bytes
+
+
+def test_whole_lines_are_not_made_up_for(host):
+    """None while the question stands, and afterwards one in ten seconds."""
+    here = host(f"{BIN}/kuror stop=5\n")
+    result = here.run(command=f"(sleep 13; echo y) | {WATCH}")
+    ended = re.findall(r"^cvstop-watch: 0 of 1 ended  (\d+) s", result.stderr, re.M)
+    assert len(ended) == 1 and int(ended[0]) >= 13, result.stderr
