@@ -11,8 +11,8 @@ ANSIBLE = """\
 collections_path = {root}/fleet
 interpreter_python = /usr/bin/python3
 local_tmp = {folder}/local
-[connection]
-pipelining = true
+[ssh_connection]
+ssh_args = -o Compression=yes
 """
 LINE = ("{name} ansible_connection=local ansible_become=false shutdown_executable={client}/cvstop ansible_async_dir={client}/jobs "
         "ansible_remote_tmp={client}/tmp shutdown_poll=1 shutdown_settle=0 {variables}\n")

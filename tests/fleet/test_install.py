@@ -5,6 +5,7 @@ import shutil
 import subprocess
 
 import pytest
+from local import Fleet as LocalFleet
 from test_fleet import make_fleet, recap  # noqa: F401  (a fixture)
 
 import box
@@ -140,6 +141,8 @@ def test_configuration_is_kept_and_made(make_fleet, tmp_path):  # noqa: F811
     assert installed(kept) == "1.0" and not server.host.inside(f"{B}/cvstop").exists()
     assert server.host.inside(CONF).read_text() == "; ours\n[host]\n role=server\n"
     assert kept.host.inside(CONF).read_text() == "[host]\nrole = client\nname = mine\n"
+    assert course.install("--limit", "server", "-e", "install_name=other").returncode == 2
+    assert server.host.inside(CONF).read_text() == "; ours\n[host]\n role=server\n"
     assert "role = client" in fresh.host.inside(CONF).read_text()
     assert f"{B}/koka\n" in fresh.host.inside(f"{B}/excludelist.conf").read_text()
     assert course.fleet.play("preview", "--limit", "fresh,kept").returncode == 0
@@ -224,3 +227,10 @@ def test_a_processor_without_a_package(make_fleet, tmp_path):  # noqa: F811
     fleet.start()
     result = fleet.play("install", "-e", f"install_packages={tmp_path}")
     assert result.returncode == 2 and "Build them with scripts/package." in result.stdout
+
+
+def test_what_no_exclude_list_can_hold(tmp_path):
+    fleet = LocalFleet(tmp_path, client="")
+    for path in ("koka", "/opt/blank ", "/opt/a\n", "/opt/a\n/opt/b"):
+        result = fleet.play("install", variables={"install_packages": str(tmp_path), "install_exclude": [f"{B}/koka", path]})
+        assert result.returncode == 2 and "install_exclude: no absolute paths" in result.stdout

@@ -109,3 +109,55 @@ def test_a_result_that_was_never_written_is_asked_of_the_listing(tmp_path):
     assert fleet.outcomes() == {"down": "stopped", "stuck": "unfinished", "lost": "stopped"}, result.stdout
     for name in ("down", "lost"):
         assert fleet.records()[name]["message"].startswith("The client kept no result")
+
+
+@pytest.mark.parametrize("playbook", ["preview", "shutdown", "verify", "install"])
+def test_ssh_is_called_as_the_user_has_it_and_with_a_limit_of_silence(tmp_path, playbook):
+    ssh = tmp_path / "ssh"
+    ssh.write_text(f'#!/bin/sh\necho "$@" >>{tmp_path}/called\nexit 255\n')
+    ssh.chmod(0o755)
+    fleet = Fleet(tmp_path, client=f"ansible_connection=ssh ansible_ssh_executable={ssh} ansible_ssh_common_args='-o Port=2022'")
+    assert fleet.play(playbook).returncode != 0
+    called = (tmp_path / "called").read_text().splitlines()[0]
+    for option in ("Compression=yes", "Port=2022", "ServerAliveInterval=15", "ServerAliveCountMax=4"):
+        assert f"-o {option} " in called
+
+
+def test_a_preview_writes_nothing_even_if_a_shutdown_is_confirmed(tmp_path):
+    fleet = Fleet(tmp_path, client="")
+    result = fleet.play("preview", "-e", "shutdown_confirmed=true")
+    assert result.returncode == 0 and "1 process to stop" in result.stdout
+    assert not (tmp_path / "report").exists() and not (tmp_path / "client/tmp").exists()
+
+
+def test_records_of_earlier_runs_are_marked_and_not_for_the_next_run(tmp_path):
+    fleet = Fleet(tmp_path, mended="", other="")
+    fleet.set("mended", "status", "55")
+    fleet.set("other", "status", "55")
+    assert fleet.shut_down("-e", "shutdown_max_fail_percentage=100").returncode == 2
+    assert fleet.failed() == ["mended", "other"]
+    (tmp_path / "mended/state/status").unlink()
+    result = fleet.shut_down("--limit", "mended")
+    assert result.returncode == 0 and fleet.failed() is None
+    day = fleet.records()["other"]["time"][:10]
+    assert f"in an earlier run, {day} " in result.stdout and "--limit @" not in result.stdout
+    page = (tmp_path / "report/index.html").read_text()
+    assert page.count("<small>Earlier run: ") == 1 and page.count(f"<small>{day} ") == 1
+
+
+@pytest.mark.parametrize("what, text, outcome", [
+    ("processes", HALVD.replace("ends", "stays"), "survivors"), ("status", "55", "failed"),
+    # What a release may print that knows no columns.
+    ("says", "koka 812\n", "failed")])
+def test_a_canary_that_fails_ends_the_run(tmp_path, what, text, outcome):
+    fleet = Fleet(tmp_path, canary="", second="", third="")
+    fleet.set("canary", what, text)
+    result = fleet.shut_down()
+    assert result.returncode == 2
+    assert fleet.outcomes() == {"canary": outcome, "second": "untouched", "third": "untouched"}
+    assert fleet.failed() == ["canary", "second", "third"]
+    assert fleet.shutdowns("canary") == (outcome == "survivors") and fleet.shutdowns("second") + fleet.shutdowns("third") == 0
+    message = fleet.records()["canary"]["message"]
+    assert {"processes": "Still running: halvd (801).", "status": "is a server of the product",
+            "says": "Is it an old release?"}[what] in message
+    assert message[:60] in result.stdout and "not touched</td>" in (tmp_path / "report/index.html").read_text()

@@ -15,8 +15,9 @@ display = Display()
 
 
 def names_left(records):
-    """The clients that are left to do, who needs a person first."""
-    return [record["host"] for record in records_of.order(records) if records_of.needs_a_person(record)]
+    """The clients of this run that are left to do, who needs a person first."""
+    return [record["host"] for record in records_of.order(records)
+            if records_of.needs_a_person(record) and not record.get("earlier")]
 
 
 class ActionModule(ActionBase):
@@ -24,26 +25,28 @@ class ActionModule(ActionBase):
         super().run(tmp, task_vars)
         dummy, options = self.validate_argument_spec(argument_spec={
             "records": {"type": "list", "elements": "dict"}, "hosts": {"type": "list", "elements": "str"},
-            "given_up": {"type": "list", "elements": "str", "default": []},
+            "asked": {"type": "list", "elements": "str"}, "given_up": {"type": "list", "elements": "str", "default": []},
             "folder": {"type": "str"}, "table": {"type": "bool", "default": True}},
             required_together=[("hosts", "folder")], required_one_of=[("records", "hosts")])
         moment = datetime.datetime.now().astimezone()
         given_up = [records_of.given_up(host, moment.isoformat(timespec="seconds")) for host in options["given_up"]]
         records = options["records"]
         if records is None:
-            records = self._keep(options["folder"], options["hosts"], given_up, moment)
+            asked = options["hosts"] if options["asked"] is None else options["asked"]
+            records = self._keep(options["folder"], options["hosts"], asked, given_up, moment)
         else:
             records = records + given_up
         if options["table"]:
             self._show(records, options["folder"])
         return {"changed": False, "left": names_left(records)}
 
-    def _keep(self, folder, hosts, given_up, moment):
-        """Writes what is to be written; the records of all hosts."""
+    def _keep(self, folder, hosts, asked, given_up, moment):
+        """Writes what is to be written; the records of all hosts, those of earlier runs marked."""
         try:
             for record in given_up:
                 records_of.save(folder, record)
-            records = [record for record in (records_of.load(folder, host) for host in hosts) if record]
+            records = [dict(record, earlier=record["host"] not in asked)
+                       for record in (records_of.load(folder, host) for host in hosts) if record]
             self._write(folder, records, moment.strftime("%Y-%m-%d %H:%M %Z"))
         except OSError as error:
             raise AnsibleActionFail(f"The report cannot be written: {error}") from error
@@ -63,6 +66,6 @@ class ActionModule(ActionBase):
         lines = table.table(records)
         if folder:
             lines.append(f"Report: {table.safe(os.path.join(folder, 'index.html'))}")
-            if any(records_of.needs_a_person(record) for record in records):
+            if names_left(records):
                 lines.append(f"The rest again: --limit @{table.safe(os.path.join(folder, 'failed.txt'))}")
         display.display("\n" + "\n".join(lines) + "\n")

@@ -25,6 +25,12 @@ options:
     description: The clients whose records are read from the folder. One without a record is left out.
     type: list
     elements: str
+  asked:
+    description:
+      - The clients of this run. The report marks the records of all others as earlier ones, and F(failed.txt) does not name them.
+      - Left out, all hosts are meant.
+    type: list
+    elements: str
   given_up:
     description: Clients that Ansible itself took out of the run. They get a record that says so, and have failed.
     type: list

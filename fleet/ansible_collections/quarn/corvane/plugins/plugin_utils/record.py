@@ -9,6 +9,8 @@ import re
 import tempfile
 import urllib.parse
 
+from ansible_collections.quarn.corvane.plugins.module_utils.listing import show
+
 VERSION = 1
 
 # What needs a person comes first. The words are those of the page and of the table.
@@ -71,14 +73,14 @@ def outcome_of(result):
 
 
 def message_of(result, outcome):
-    """One line for a person. A module that did not run at all left its reason on another stream than its message."""
+    """One line for a person, harmless on a terminal. A module that did not run at all left its reason on another stream than its message."""
     if outcome == "unfinished":
         return "The controller stopped waiting. The shutdown goes on on the client: run again to see how it ended."
     lines = [str(result.get("msg") or "")]
     if "rc" in result and outcome == "failed" and lines[0].startswith(("MODULE FAILURE", "The module failed")):
         said = str(result.get("module_stderr") or "") + "\n" + str(result.get("module_stdout") or "")
         lines = ["The client cannot run Ansible's modules:", *[line for line in said.splitlines() if line.strip()][-1:]]
-    return " ".join(" ".join(lines).split())
+    return show(" ".join(" ".join(lines).split()).encode("utf-8", "backslashreplace"))
 
 
 def make(host, result, moment, tolerant=False):
