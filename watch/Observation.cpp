@@ -39,13 +39,12 @@ Observation::Pinned Observation::pin(int pid, Time taken, bool mayOpen) {
         pinned.fd = openPidfd(pid);
     }
     const std::optional<ProcState> state = readProcState(pid);
-    if (state) {
-        pinned.start = state->start;
-        pinned.parent = state->parent;
-    }
     if ((state && state->start > taken) || (!state && !isInProc(pid))) {
         pinned.life = Life::gone;
         pinned.fd.reset();
+    } else if (state) {
+        pinned.start = state->start;
+        pinned.parent = state->parent;
     }
     return pinned;
 }

@@ -36,7 +36,8 @@ class Observation {
     /// younger process by now has ended. At most `descriptors` are opened.
     Observation(const std::vector<int>& pids, Time taken, std::size_t descriptors);
 
-    /// When the process started, since the machine's start; nothing where it could not be read.
+    /// When the process started, since the machine's start; nothing where it could not be read, or
+    /// had gone before it was pinned.
     [[nodiscard]] std::optional<Time> startOf(std::size_t place) const { return m_pinned[place].start; }
     [[nodiscard]] int parentOf(std::size_t place) const { return m_pinned[place].parent; }
     /// When the listing was over.

@@ -175,6 +175,9 @@ TEST(Observation, AYoungerProcessOfThatPidIsNotTheOneThatWasListed) {
     EXPECT_EQ(same.startOf(0), start);
     const Observation other({one.pid()}, start - 1, 10);
     EXPECT_FALSE(other.isThere(0));
+    EXPECT_FALSE(other.startOf(0));
+    EXPECT_EQ(other.parentOf(0), 0);
+    EXPECT_FALSE(other.isThat(0, start));
     std::vector<pollfd> waiting;
     other.appendTo(waiting);
     EXPECT_TRUE(waiting.empty());
