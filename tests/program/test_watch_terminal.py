@@ -5,11 +5,13 @@ import os
 import pathlib
 import re
 import shlex
+import sys
+import unicodedata
 
 import pyte
 import pytest
 
-from box import ALL_SPECIFIED, BIN, CVSTOP, GATHERING, LOG, WATCH, initiating
+from box import ALL_SPECIFIED, BIN, CVSTOP, GATHERING, LOG, REPO, WATCH, initiating
 
 HERE = pathlib.Path(__file__).parent
 FLEET = f"{BIN}/kuror stop=3\n{BIN}/momuhe count=3\n{BIN}/strayd ignore=INT\n"
@@ -188,3 +190,15 @@ def test_whole_lines_are_not_made_up_for(host):
     result = here.run(command=f"(sleep 13; echo y) | {WATCH}")
     ended = re.findall(r"^cvstop-watch: 0 of 1 ended  (\d+) s", result.stderr, re.M)
     assert len(ended) == 1 and int(ended[0]) >= 13, result.stderr
+
+
+def test_wide_characters_are_known():
+    """One that is taken for narrow would make the line longer than the terminal is wide. Some have become wide only lately."""
+    text = (REPO / "watch/Text.cpp").read_text()
+    ranges = re.findall(r"{0x(\w+), 0x(\w+)}", re.search(r"kWide\[\] = {(.*?)};", text, re.S)[1])
+    known = {chr(code) for first, last in ranges for code in range(int(first, 16), int(last, 16) + 1)}
+    assigned = {chr(code) for code in range(sys.maxunicode + 1) if unicodedata.category(chr(code)) not in ("Cn", "Co", "Mn", "Me")}
+    wide = {character for character in assigned if unicodedata.east_asian_width(character) in "WF"}
+    assert wide <= known
+    lately = {*map(chr, [*range(0x2630, 0x2638), *range(0x268A, 0x2690), *range(0x4DC0, 0x4E00), *range(0x1D300, 0x1D377)])}
+    assert known & assigned <= wide | lately
