@@ -33,8 +33,7 @@ std::string bar(const Progress& progress) {
 }
 
 std::string count(const Progress& progress) {
-    const std::string ended =
-        std::to_string(progress.ended) + " of " + std::to_string(progress.total) + " ended  ";
+    const std::string ended = std::to_string(progress.ended) + " of " + std::to_string(progress.total) + " ended  ";
     return (progress.observed ? ended : "") + seconds(progress.elapsed);
 }
 

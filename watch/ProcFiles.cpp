@@ -1,7 +1,6 @@
 #include "ProcFiles.h"
 
 #include <array>
-#include <charconv>
 #include <filesystem>
 #include <system_error>
 
@@ -104,11 +103,8 @@ std::string readCommandLine(int pid) {
     return commandLineIn(readText(pid, "cmdline"));
 }
 
-long readSystemCall(int pid) {
-    const std::string text = readText(pid, "syscall");
-    long number = -1;
-    std::from_chars(text.data(), text.data() + text.size(), number);
-    return number;
+bool sleepsForATime(int pid) {
+    return sleepsForATime(readText(pid, "syscall"), readKernelFunction(folderOf(pid)));
 }
 
 Peer peerOf(int pid) {

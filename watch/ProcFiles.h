@@ -37,8 +37,8 @@ std::string readUnit(int pid);
 /// Its arguments with blanks between them.
 std::string readCommandLine(int pid);
 
-/// The system call that the process is in (PID/syscall), or -1 where it is in none or the kernel does not say.
-long readSystemCall(int pid);
+/// Whether the process sleeps for a time at the moment.
+bool sleepsForATime(int pid);
 
 /// A process with its name, which is empty where it is gone.
 Peer peerOf(int pid);

@@ -4,6 +4,8 @@
 #include <array>
 #include <charconv>
 
+#include <sys/syscall.h>
+
 namespace watch {
 
 namespace {
@@ -135,6 +137,15 @@ std::string commandLineIn(std::string_view cmdline) {
     std::string line(cmdline);
     std::replace(line.begin(), line.end(), '\0', ' ');
     return line;
+}
+
+bool sleepsForATime(std::string_view syscall, std::string_view wchan) {
+    if (syscall.empty()) {
+        return wchan == "hrtimer_nanosleep" || wchan == "do_nanosleep";
+    }
+    long number = -1;
+    std::from_chars(syscall.data(), syscall.data() + syscall.size(), number);
+    return number == SYS_clock_nanosleep;
 }
 
 } // namespace watch

@@ -42,4 +42,8 @@ std::string unitIn(std::string_view cgroup);
 /// PID/cmdline with blanks between the arguments.
 std::string commandLineIn(std::string_view cmdline);
 
+/// Whether a process sleeps for a time, as PID/syscall tells it; where that is empty, because the kernel tells it
+/// nobody, as PID/wchan, the kernel's function that it sleeps in.
+bool sleepsForATime(std::string_view syscall, std::string_view wchan);
+
 } // namespace watch

@@ -65,7 +65,8 @@ class RunModel {
     Run m_run;
     Lives m_lives;
     LogStory m_story;
-    /// What the log and the lives say so far; nothing when either has gone on since. A line is rewritten much more often.
+    /// What the log and the lives say so far; nothing when either has gone on since. A line is rewritten much more
+    /// often.
     mutable std::optional<Settled> m_settled;
     bool m_asks;
     bool m_hasRead = false;

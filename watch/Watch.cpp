@@ -51,9 +51,8 @@ std::string logPath() {
 Watch::Watch(const Program& program, const Inherited& inherited, bool showsLines)
     : m_program(program), m_inherited(inherited),
       m_asked(readProgramArguments({program.words.begin() + 1, program.words.end()})), m_path(resolved(program.path)),
-      m_screen(m_asked.quiet || !m_asked.shutsDown),
-      m_showsLines(showsLines && !m_asked.quiet && m_asked.shutsDown), m_log(logPath()),
-      m_childSignal(openChildSignal()) {}
+      m_screen(m_asked.quiet || !m_asked.shutsDown), m_showsLines(showsLines && !m_asked.quiet && m_asked.shutsDown),
+      m_log(logPath()), m_childSignal(openChildSignal()) {}
 
 void Watch::observe() {
     Snapshot snapshot = takeSnapshot(m_asked.thirdParty, m_path);

@@ -2,10 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <ctime>
 
 #include <poll.h>
 #include <sys/signalfd.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include "LiveLine.h"
@@ -29,6 +30,9 @@ constexpr Time kFirstLine = 2 * kSecond;
 constexpr Time kLinePeriod = 10 * kSecond;
 /// Third parties are killed at the very end, and nobody waits for them.
 constexpr Time kGrace = kSecond / 4;
+/// Before a wait that failed is tried again.
+constexpr timespec kPause = {0, 10'000'000};
+
 } // namespace
 
 void Watch::tell(const std::vector<LifeEvent>& events) {
@@ -45,7 +49,7 @@ void Watch::tell(const std::vector<LifeEvent>& events) {
 /// has looked. It sleeps only afterwards.
 bool Watch::mayReadLog() {
     if (!m_mayReadLog) {
-        m_mayReadLog = !m_asked.thirdParty || m_ending || readSystemCall(m_pid) == SYS_clock_nanosleep;
+        m_mayReadLog = !m_asked.thirdParty || m_ending || sleepsForATime(m_pid);
     }
     return m_mayReadLog;
 }
@@ -111,7 +115,12 @@ void Watch::waitForSomething(Time most) {
     const std::size_t own = waiting.size();
     m_observation->appendTo(waiting);
     const int milliseconds = static_cast<int>((std::max<Time>(most, 0) + 999'999) / 1'000'000);
-    if (::poll(waiting.data(), waiting.size(), milliseconds) <= 0) {
+    const int ready = ::poll(waiting.data(), waiting.size(), milliseconds);
+    if (ready < 0 && errno != EINTR) {
+        // Without memory, say: it must not become a loop that takes a core.
+        ::nanosleep(&kPause, nullptr);
+    }
+    if (ready <= 0) {
         return;
     }
     tell(m_observation->polled(waiting.data() + own, waiting.data() + waiting.size()));

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sys/syscall.h>
+
 namespace watch {
 namespace {
 
@@ -68,6 +70,18 @@ TEST(ProcTexts, Unit) {
     EXPECT_EQ(unitIn("0::/\n"), "");
     EXPECT_EQ(unitIn("0::/.service"), "");
     EXPECT_EQ(unitIn(""), "");
+}
+
+TEST(ProcTexts, SleepForATime) {
+    const std::string sleeping = std::to_string(SYS_clock_nanosleep) + " 0x0 0x0 0x7ffe 0x0 0x0 0x0 0x7ffe 0x7f\n";
+    EXPECT_TRUE(sleepsForATime(sleeping, ""));
+    EXPECT_FALSE(sleepsForATime(std::to_string(SYS_read) + " 0x0", "hrtimer_nanosleep"));
+    EXPECT_FALSE(sleepsForATime("running\n", ""));
+    EXPECT_FALSE(sleepsForATime("-1 0x7ffe 0x7f\n", ""));
+    EXPECT_TRUE(sleepsForATime("", "hrtimer_nanosleep"));
+    EXPECT_TRUE(sleepsForATime("", "do_nanosleep"));
+    EXPECT_FALSE(sleepsForATime("", "pipe_read"));
+    EXPECT_FALSE(sleepsForATime("", ""));
 }
 
 TEST(ProcTexts, CommandLine) {
