@@ -1,11 +1,9 @@
 """The archive for hosts without a package of ours: installed, used, upgraded, removed. It stops nothing and loses nothing, and
-what is damaged changes nothing. And the archive of object files, which makes the program again."""
-import subprocess
-
+what is damaged changes nothing. And the archive of object files, which makes the programs again."""
 import pytest
 
 from box import LOG
-from conftest import MACHINE, only
+from conftest import MACHINE, PROGRAMS, only, run
 from test_package import (BIN, EXCLUDE_LIST, FLEET, HOST_CONF, READ_ONLY_USR, RUNNING, START, USAGE, configure, files_of_deb,
                           install)
 
@@ -98,13 +96,17 @@ def test_host_with_a_package_is_left_to_its_package_manager(root, tarball, deb):
     assert not root.inside("/usr/quarn/corvane/share").exists()
 
 
-def test_program_can_be_linked_again(root, packages, deb, tmp_path):
+def test_programs_can_be_linked_again(root, packages, deb, tmp_path):
     archive = only(packages, f"cvstop-*-linux-{MACHINE}-objects.tar.gz")
-    subprocess.run(["tar", "-xzf", archive, "-C", tmp_path], check=True)
-    subprocess.run([tmp_path / archive.name.removesuffix(".tar.gz") / "link", "again"], cwd=tmp_path, check=True)
+    again = tmp_path / "again"
+    again.mkdir()
+    run(["tar", "-xzf", archive, "-C", tmp_path])
+    run([tmp_path / archive.name.removesuffix(".tar.gz") / "link", "again"], cwd=tmp_path)
     root.run(install(root, deb))
     configure(root)
-    program = root.inside(f"{BIN}/cvstop")
-    assert (tmp_path / "again").read_bytes() != program.read_bytes()
-    program.write_bytes((tmp_path / "again").read_bytes())
+    for shipped in PROGRAMS:
+        program, made = root.inside(shipped), again / shipped.rpartition("/")[2]
+        assert made.read_bytes() != program.read_bytes()
+        program.write_bytes(made.read_bytes())
     assert root.run("cvstop -h") == USAGE.format("cvstop")
+    assert root.run("cvstop-watch --no-report cvstop -h") == USAGE.format("cvstop")
