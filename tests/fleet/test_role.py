@@ -85,18 +85,20 @@ def test_a_client_where_nothing_can_start_is_given_up(tmp_path):
 
 
 def test_a_controller_that_ends_in_the_middle_has_told_who_is_stopping(tmp_path):
-    fleet = Fleet(tmp_path, first="", second="")
+    """Even behind a client that has nothing to stop, the first of its wave."""
+    fleet = Fleet(tmp_path, idle="", first="", second="")
+    fleet.set("idle", "processes", "")
     fleet.set("first", "takes", "10")
-    process = fleet.start("shutdown", "-e", "shutdown_confirmed=true")
+    process = fleet.start("shutdown", "-e", json.dumps({"shutdown_confirmed": True, "shutdown_serial": [2, 1]}))
     try:
         wait_for(lambda: fleet.shutdowns("first"), "the shutdown to begin")
     finally:
         os.killpg(process.pid, signal.SIGINT)
         process.communicate()
-    assert fleet.outcomes() == {"first": "unfinished", "second": "untouched"}
+    assert fleet.outcomes() == {"idle": "untouched", "first": "unfinished", "second": "untouched"}
     page = (tmp_path / "report/index.html").read_text()
-    assert page.count("still stopping</td>") == 1 and page.count("not touched</td>") == 1
-    assert fleet.failed() == ["first", "second"]
+    assert page.count("still stopping</td>") == 1 and page.count("not touched</td>") == 2
+    assert fleet.failed() == ["first", "idle", "second"]
 
 
 def test_a_result_that_was_never_written_is_asked_of_the_listing(tmp_path):
