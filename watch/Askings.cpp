@@ -93,15 +93,15 @@ void addRequest(Askings& askings, const Request& request, const std::string& pat
 
 /// Requests of one path belong together, whatever stands between them.
 void settleBatch(const Lives& lives, const Batch& batch, Askings& askings) {
-    std::map<std::string, std::vector<Request>> byPath;
+    std::map<std::string, std::vector<const Request*>> byPath;
     for (const Request& request : batch.requests) {
-        byPath[fromLog(request.path)].push_back(request);
+        byPath[fromLog(request.path)].push_back(&request);
     }
     const bool firstOnly = batch.row != 0 && rowAt(batch.row).firstOnly != 0;
     for (const auto& [path, requests] : byPath) {
         const std::vector<Assignment> meant = assignRequests(requests, candidatesFor(lives, batch, path), firstOnly);
         for (std::size_t place = 0; place < requests.size(); ++place) {
-            addRequest(askings, requests[place], path, meant[place], batch.row != 0);
+            addRequest(askings, *requests[place], path, meant[place], batch.row != 0);
         }
     }
 }
