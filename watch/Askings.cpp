@@ -40,8 +40,8 @@ bool mayBeAsked(const Process& process, int row) {
            (process.category == CAT_THIRD_PARTY && (row == 0 || !runsCommand(rowAt(row))));
 }
 
-/// The path as the program's log shows it: a control character and a byte that is no UTF-8 stand there as "\xNN". The
-/// lister gives no path with the former, and nothing else holds a backslash in it.
+/// The bytes of a text as the program's log shows it: a control character and a byte that is no UTF-8 stand there as
+/// "\xNN".
 std::string fromLog(const std::string& text) {
     std::string bytes;
     for (std::size_t position = 0; position < text.size(); ++position) {
@@ -54,6 +54,14 @@ std::string fromLog(const std::string& text) {
         }
     }
     return bytes;
+}
+
+/// The path that the log shows so. A backslash may be one of its own.
+std::string pathFromLog(const Lives& lives, const std::string& text) {
+    const bool isPlain = text.find('\\') == std::string::npos ||
+                         std::any_of(lives.processes.begin(), lives.processes.end(),
+                                     [&](const Process& process) { return process.path == text; });
+    return isPlain ? text : fromLog(text);
 }
 
 std::vector<Candidate> candidatesFor(const Lives& lives, const Batch& batch, const std::string& path) {
@@ -93,15 +101,15 @@ void addRequest(Askings& askings, const Request& request, const std::string& pat
 
 /// Requests of one path belong together, whatever stands between them.
 void settleBatch(const Lives& lives, const Batch& batch, Askings& askings) {
-    std::map<std::string, std::vector<Request>> byPath;
+    std::map<std::string, std::vector<const Request*>> byPath;
     for (const Request& request : batch.requests) {
-        byPath[fromLog(request.path)].push_back(request);
+        byPath[pathFromLog(lives, request.path)].push_back(&request);
     }
     const bool firstOnly = batch.row != 0 && rowAt(batch.row).firstOnly != 0;
     for (const auto& [path, requests] : byPath) {
         const std::vector<Assignment> meant = assignRequests(requests, candidatesFor(lives, batch, path), firstOnly);
         for (std::size_t place = 0; place < requests.size(); ++place) {
-            addRequest(askings, requests[place], path, meant[place], batch.row != 0);
+            addRequest(askings, *requests[place], path, meant[place], batch.row != 0);
         }
     }
 }

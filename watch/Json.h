@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "Run.h"
+#include "Sink.h"
 
 namespace watch {
 
@@ -16,6 +17,7 @@ inline constexpr int kJsonVersion = 1;
 /// nanosecond; the beginning is a UTC date (RFC 3339). JSON is UTF-8, and names are bytes: a byte that is no UTF-8
 /// stands as
 /// "\xNN" (lower case), and so does a backslash ("\x5c"), so that each text can be made bytes again.
+void writeJson(const Run& run, const Sink& sink);
 std::string toJson(const Run& run);
 
 struct ReadRun {

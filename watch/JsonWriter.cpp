@@ -142,27 +142,32 @@ class Writer {
 };
 
 template <typename Item, typename Form>
-void appendList(std::string& document, std::string_view key, const std::vector<Item>& items, Form form) {
-    document.append(",\n  \"").append(key).append("\": [");
-    const char* separator = "\n    ";
+void writeList(const Sink& sink, const std::string& key, const std::vector<Item>& items, Form form) {
+    sink(",\n  \"" + key + "\": [");
+    std::string separator = "\n    ";
     for (const Item& item : items) {
-        document.append(separator).append(form(item).dump());
+        sink(separator + form(item).dump());
         separator = ",\n    ";
     }
-    document.append(items.empty() ? "]" : "\n  ]");
+    sink(items.empty() ? "]" : "\n  ]");
 }
 
 } // namespace
 
-std::string toJson(const Run& run) {
+void writeJson(const Run& run, const Sink& sink) {
     const Writer writer(run);
-    std::string document =
-        "{\n  \"version\": " + std::to_string(kJsonVersion) + ",\n  \"run\": " + writer.head().dump();
-    appendList(document, "stages", run.stages, [&](const Stage& item) { return writer.stage(item); });
-    appendList(document, "processes", run.processes, [&](const Process& item) { return writer.process(item); });
-    appendList(document, "not_in_snapshot", run.strangers, [&](const Stranger& item) { return writer.stranger(item); });
-    appendList(document, "came_back", run.cameBack, [&](const CameBack& item) { return writer.cameBack(item); });
-    return document.append("\n}\n");
+    sink("{\n  \"version\": " + std::to_string(kJsonVersion) + ",\n  \"run\": " + writer.head().dump());
+    writeList(sink, "stages", run.stages, [&](const Stage& item) { return writer.stage(item); });
+    writeList(sink, "processes", run.processes, [&](const Process& item) { return writer.process(item); });
+    writeList(sink, "not_in_snapshot", run.strangers, [&](const Stranger& item) { return writer.stranger(item); });
+    writeList(sink, "came_back", run.cameBack, [&](const CameBack& item) { return writer.cameBack(item); });
+    sink("\n}\n");
+}
+
+std::string toJson(const Run& run) {
+    std::string document;
+    writeJson(run, [&](std::string_view piece) { document += piece; });
+    return document;
 }
 
 } // namespace watch

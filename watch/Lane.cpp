@@ -6,7 +6,6 @@
 #include "Text.h"
 #include "Times.h"
 #include "Words.h"
-#include "cvcategories.h"
 
 namespace watch {
 
@@ -143,17 +142,16 @@ std::string outcomeText(const Process& process) {
     case Outcome::endedUnasked:
         return "ended, not asked";
     case Outcome::spared:
-        return process.excluded                            ? "spared: excluded"
-               : process.category == CAT_OTHER_THIRD_PARTY ? "only listed"
-                                                           : "not asked";
+        return (process.excluded ? "spared: " : "") + std::string(whyLeftAlone(process));
     case Outcome::survived:
-        return "still there";
+        return isSurelyAsked(process.asked) ? "still there" : "still there, asked?";
     default:
         break;
     }
     const bool timed = process.ended && !process.asked.empty();
     return std::string(wordOf(kOutcomeWords, process.outcome)) +
-           (timed ? " " + inSeconds(*process.ended - process.asked.front().time) : "");
+           (timed ? " " + inSeconds(*process.ended - process.asked.front().time) : "") +
+           (isGuess(process.asked) ? "?" : "");
 }
 
 std::string laneOf(const Process& process, const Run& run, const Axis& axis, double y) {

@@ -19,7 +19,8 @@ std::string laneOf(const CameBack& process, const Run& run, const Axis& axis, do
 /// The lane of one that only the log names.
 std::string laneOf(const Stranger& stranger, const Run& run, const Axis& axis, double y);
 
-/// "ended 0.24 s", the time since it was first asked; what stands behind its lane, at most 21 columns.
+/// "ended 0.24 s", the time since it was first asked; what stands behind its lane, at most 21 columns. A
+/// question mark ends what follows from a guess.
 std::string outcomeText(const Process& process);
 
 } // namespace watch

@@ -55,6 +55,18 @@ void LogFile::complain(const std::string& sentence) {
     }
 }
 
+void LogFile::cannotRead(int error) {
+    hasReadAll();
+    m_unreadable = std::string("the debug log cannot be read: ") + std::strerror(error);
+    complain(m_unreadable);
+}
+
+/// What a read could not get, a later one may: nothing is missing then.
+void LogFile::hasReadAll() {
+    std::erase(m_trouble, m_unreadable);
+    m_unreadable.clear();
+}
+
 /// Reads the file's new bytes if it is the one that is followed.
 bool LogFile::readFile(const std::string& path) {
     Identity now;
@@ -67,11 +79,12 @@ bool LogFile::readFile(const std::string& path) {
         m_bytes.clear();
     }
     if (now.size == m_offset) {
+        hasReadAll();
         return true;
     }
     const UniqueFd file(openForReading(path));
     if (!file) {
-        complain(std::string("the debug log cannot be read: ") + std::strerror(errno));
+        cannotRead(errno);
         return true;
     }
     std::array<char, 65536> buffer;
@@ -80,8 +93,10 @@ bool LogFile::readFile(const std::string& path) {
         m_bytes.append(buffer.data(), static_cast<std::size_t>(got));
         m_offset += got;
     }
-    if (got < 0 && errno != EINTR) {
-        complain(std::string("the debug log cannot be read: ") + std::strerror(errno));
+    if (got == 0) {
+        hasReadAll();
+    } else if (errno != EINTR) {
+        cannotRead(errno);
     }
     return true;
 }

@@ -45,6 +45,8 @@ class LogFile {
     bool readRenamed();
     void readOn();
     void complain(const std::string& sentence);
+    void cannotRead(int error);
+    void hasReadAll();
 
     std::string m_path;
     /// The file that is followed, and how far it was read. No inode: none was there yet.
@@ -52,6 +54,8 @@ class LogFile {
     off_t m_offset = 0;
     std::string m_bytes;
     std::vector<std::string> m_trouble;
+    /// The one of them that holds until a read gets everything.
+    std::string m_unreadable;
     bool m_found = false;
 };
 

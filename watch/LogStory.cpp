@@ -76,7 +76,7 @@ void LogStory::request(const std::string& path, std::vector<Asked> asked, Time e
 void LogStory::signal(const LogEvent& event) {
     const Asked asked = {event.time, Asked::Kind::signal, event.what, true};
     if (m_target.pid == 0) {
-        if (m_kills) {
+        if (m_kills && m_present && m_present->kind == Stage::Kind::waitAfterKill) {
             // No record says that all have been sent SIGKILL: the wait begins anew with each one.
             m_stages.back().end = m_present->begin = event.time;
         }

@@ -32,11 +32,6 @@ int readWhole(const std::string& path, std::string& text) {
 
 } // namespace
 
-std::string draw(const std::string& json, const WholeFile& picture) {
-    const ReadRun read = fromJson(json);
-    return read.error.empty() ? picture.write(toSvg(read.run)) : read.error;
-}
-
 std::string redraw(const std::string& json, const std::string& svg) {
     WholeFile picture;
     std::string error = picture.choose(svg);

@@ -15,6 +15,7 @@ namespace {
 
 constexpr std::size_t kLongest = 10;
 constexpr std::size_t kNamed = 3;
+constexpr std::size_t kLeftAlone = 20;
 constexpr std::size_t kNameColumns = 40;
 constexpr std::size_t kHowColumns = 48;
 
@@ -94,14 +95,12 @@ std::string shortened(const Asked& request) {
     return slash == std::string::npos ? request.what : request.what.substr(slash + 1);
 }
 
-std::string how(const Process& process) {
+std::string how(const std::vector<Asked>& asked) {
     std::string text;
-    bool certain = true;
-    for (const Asked& request : process.asked) {
+    for (const Asked& request : asked) {
         text += (text.empty() ? "" : ", ") + shortened(request);
-        certain = certain && request.certain;
     }
-    return fitted(text, kHowColumns) + (certain ? "" : " (a guess)");
+    return fitted(text, kHowColumns) + (isGuess(asked) ? " (a guess)" : "");
 }
 
 /// From the first request to the end; a zombie is there until its parent takes it.
@@ -124,9 +123,10 @@ std::string longest(const Run& run) {
     Table table({"longest", "took", "asked at", "ended at", "how"}, {false, true, true, true, false});
     for (const Process* process : asked) {
         const bool isThere = process->outcome == Outcome::survived || !process->ended;
-        table.add({named(process->name, process->pid), inSeconds(duration(*process, run)),
+        table.add({named(process->name, process->pid),
+                   inSeconds(duration(*process, run)) + (process->asked.front().certain ? "" : "?"),
                    inSeconds(process->asked.front().time - run.begin),
-                   isThere ? "still there" : inSeconds(*process->ended - run.begin), how(*process)});
+                   isThere ? "still there" : inSeconds(*process->ended - run.begin), how(process->asked)});
     }
     return table.text();
 }
@@ -144,7 +144,8 @@ std::string why(const Process& process) {
     }
     text += reason.function.empty() ? "" : " in " + fitted(reason.function, kNameColumns);
     text += reason.tracer ? ", traced by " + named(reason.tracer->name, reason.tracer->pid) : "";
-    return text + ", started " + roughly(reason.age) + " ago" + belongsTo(process.parent, process.unit);
+    return text + ", started " + roughly(reason.age) + " ago" + belongsTo(process.parent, process.unit) +
+           (isSurelyAsked(process.asked) ? "" : ", asked: a guess");
 }
 
 std::string survivors(const Run& run) {
@@ -155,6 +156,18 @@ std::string survivors(const Run& run) {
         }
     }
     return table.text();
+}
+
+std::string leftAlone(const Run& run) {
+    Table table({"left alone", ""}, {false, false});
+    std::size_t count = 0;
+    for (const Process& process : run.processes) {
+        if (process.outcome == Outcome::spared && ++count <= kLeftAlone) {
+            table.add({named(process.name, process.pid),
+                       std::string(whyLeftAlone(process)) + belongsTo(process.parent, process.unit)});
+        }
+    }
+    return table.text() + (count > kLeftAlone ? "  and " + std::to_string(count - kLeftAlone) + " more\n" : "");
 }
 
 std::string cameBack(const Run& run) {
@@ -169,9 +182,7 @@ std::string cameBack(const Run& run) {
 std::string strangers(const Run& run) {
     Table table({"only in the log", ""}, {false, false});
     for (const Stranger& stranger : run.strangers) {
-        Process asked;
-        asked.asked = stranger.asked;
-        table.add({named(stranger.name, stranger.pid), how(asked)});
+        table.add({named(stranger.name, stranger.pid), how(stranger.asked)});
     }
     return table.text();
 }
@@ -189,7 +200,7 @@ std::string notes(const Run& run) {
 
 std::string reportOf(const Run& run) {
     return "\ncvstop-watch: " + harmless(headline(run)) + "\n" + stages(run) + longest(run) + survivors(run) +
-           cameBack(run) + strangers(run) + notes(run);
+           leftAlone(run) + cameBack(run) + strangers(run) + notes(run);
 }
 
 } // namespace watch

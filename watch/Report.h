@@ -8,8 +8,8 @@
 namespace watch {
 
 /// How long each stage took and for whom it waited; the ten processes that took longest; why each survivor is there;
-/// what came back; what could not be seen. Plain lines, harmless to a terminal, the first of them empty; sections
-/// without content are left out.
+/// who was left alone and why, the first twenty; what came back; what could not be seen. Plain lines, harmless to a
+/// terminal, the first of them empty; sections without content are left out.
 std::string reportOf(const Run& run);
 
 } // namespace watch

@@ -22,7 +22,7 @@ std::vector<Assignment> inOrder(std::size_t count, const std::vector<Candidate>&
 
 } // namespace
 
-std::vector<Assignment> assignRequests(const std::vector<Request>& requests, std::vector<Candidate> candidates,
+std::vector<Assignment> assignRequests(const std::vector<const Request*>& requests, std::vector<Candidate> candidates,
                                        bool firstOnly) {
     if (requests.empty()) {
         return {};
@@ -30,13 +30,13 @@ std::vector<Assignment> assignRequests(const std::vector<Request>& requests, std
     if (firstOnly && candidates.size() > 1) {
         candidates.resize(1);
     }
-    std::erase_if(candidates, [&](const Candidate& one) { return wasGoneBefore(one, requests.front().earliest); });
+    std::erase_if(candidates, [&](const Candidate& one) { return wasGoneBefore(one, requests.front()->earliest); });
     if (requests.size() == candidates.size()) {
         return inOrder(requests.size(), candidates, true);
     }
     std::vector<Candidate> stayed;
     std::copy_if(candidates.begin(), candidates.end(), std::back_inserter(stayed),
-                 [&](const Candidate& one) { return !one.gone || *one.gone > requests.back().asked.back().time; });
+                 [&](const Candidate& one) { return !one.gone || *one.gone > requests.back()->asked.back().time; });
     if (requests.size() == stayed.size()) {
         return inOrder(requests.size(), stayed, true);
     }

@@ -36,7 +36,7 @@ struct Assignment {
 /// For each of the requests, which are of one path and in the order of the log, who was meant. The candidates are the
 /// processes of that path that may be asked there, in the order of the snapshot; with `firstOnly` the first one alone
 /// is.
-std::vector<Assignment> assignRequests(const std::vector<Request>& requests, std::vector<Candidate> candidates,
+std::vector<Assignment> assignRequests(const std::vector<const Request*>& requests, std::vector<Candidate> candidates,
                                        bool firstOnly);
 
 } // namespace watch

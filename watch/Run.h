@@ -155,7 +155,7 @@ struct Run {
     std::optional<int> signal;
     /// How exact the ends of processes are: 0 if the kernel told each at once, else the time between two looks.
     Time resolution = 0;
-    /// False if nothing could be seen of the processes; the lists are empty then.
+    /// False if the processes could not be listed: `processes` and `cameBack` are empty then.
     bool observed = true;
     /// What could not be seen, and why, a sentence each ("the debug log cannot be read: Permission denied").
     std::vector<std::string> notes;

@@ -55,17 +55,16 @@ void fillWaitedFor(Stage& stage, const Lives& lives, const Askings& askings, con
     }
 }
 
-std::vector<Process> settleProcesses(const Lives& lives, const Askings& askings, const Sparings& sparings) {
-    std::vector<Process> processes = lives.processes;
-    for (std::size_t place = 0; place < processes.size(); ++place) {
-        Process& process = processes[place];
+void settleProcesses(Lives& lives, const Askings& askings, const Sparings& sparings) {
+    for (std::size_t place = 0; place < lives.processes.size(); ++place) {
+        Process& process = lives.processes[place];
         process.excluded = sparings.excluded[place];
         process.outcome = outcomeOf(process, lives.gone[place].has_value(), askings.of[place]);
+        process.asked.reserve(askings.of[place].size());
         for (const Dated& dated : askings.of[place]) {
             process.asked.push_back(dated.asked);
         }
     }
-    return processes;
 }
 
 } // namespace
@@ -124,7 +123,8 @@ Run RunModel::finish(Time end) {
     for (Stage& stage : run.stages) {
         fillWaitedFor(stage, m_lives, askings, sparings);
     }
-    run.processes = settleProcesses(m_lives, askings, sparings);
+    settleProcesses(m_lives, askings, sparings);
+    run.processes = std::move(m_lives.processes);
     run.strangers = askings.strangers;
     for (const std::string& name : sparings.unsure) {
         run.notes.push_back("several files are called " + name +

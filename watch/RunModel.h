@@ -52,7 +52,8 @@ class RunModel {
     /// For each process, whether SIGKILL was sent to it.
     [[nodiscard]] std::vector<bool> killed() const;
 
-    /// Settles everything. Those that survived still lack their reasons.
+    /// Settles everything, and hands it over: the model has no run any more. Those that survived still lack their
+    /// reasons.
     Run finish(Time end);
 
   private:

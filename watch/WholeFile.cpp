@@ -65,6 +65,9 @@ UniqueFd openBeside(const std::string& path, std::string& name) {
     return file;
 }
 
+/// Pieces are gathered until they are worth a write.
+constexpr std::size_t kWorthAWrite = 16384;
+
 bool writeAll(int file, std::string_view text) {
     while (!text.empty()) {
         const ssize_t written = ::write(file, text.data(), text.size());
@@ -74,6 +77,31 @@ bool writeAll(int file, std::string_view text) {
         text.remove_prefix(written < 0 ? 0 : static_cast<std::size_t>(written));
     }
     return true;
+}
+
+/// What went wrong first stays in errno: nothing is written after that.
+bool writePieces(int file, const std::function<void(const Sink&)>& produce) {
+    std::string pending;
+    int error = 0;
+    const auto write = [&](std::string_view text) {
+        if (error == 0 && !writeAll(file, text)) {
+            error = errno;
+        }
+    };
+    produce([&](std::string_view piece) {
+        if (pending.size() + piece.size() > kWorthAWrite) {
+            write(pending);
+            pending.clear();
+        }
+        if (piece.size() > kWorthAWrite) {
+            write(piece);
+        } else {
+            pending += piece;
+        }
+    });
+    write(pending);
+    errno = error;
+    return error == 0;
 }
 
 } // namespace
@@ -102,6 +130,10 @@ std::string WholeFile::choose(const std::string& path) {
 }
 
 std::string WholeFile::write(std::string_view text) const {
+    return write([&](const Sink& sink) { sink(text); });
+}
+
+std::string WholeFile::write(const std::function<void(const Sink&)>& produce) const {
     // Somebody may have put something else there meanwhile. A link would be replaced, not followed.
     std::string why = refusal(m_path);
     if (!why.empty()) {
@@ -112,7 +144,7 @@ std::string WholeFile::write(std::string_view text) const {
     if (!file) {
         return reason(errno);
     }
-    const bool written = writeAll(file.get(), text) && ::fsync(file.get()) == 0;
+    const bool written = writePieces(file.get(), produce) && ::fsync(file.get()) == 0;
     if (!written || ::close(file.release()) != 0 || std::rename(temporary.c_str(), m_path.c_str()) != 0) {
         const int error = errno;
         ::unlink(temporary.c_str());

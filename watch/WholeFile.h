@@ -1,8 +1,11 @@
 /// A file that is there whole, or not at all.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
+
+#include "Sink.h"
 
 namespace watch {
 
@@ -19,6 +22,9 @@ class WholeFile {
     /// Writes all of `text` under a temporary name in the same folder, brings it to the disk and gives it its name.
     /// Returns an empty text, or why not; the file is then what it was before, and the temporary one is gone.
     [[nodiscard]] std::string write(std::string_view text) const;
+
+    /// The same with a text that `produce` hands over piece by piece, so that it need not stand in memory as a whole.
+    [[nodiscard]] std::string write(const std::function<void(const Sink&)>& produce) const;
 
     /// Whether a path was chosen.
     explicit operator bool() const { return !m_path.empty(); }

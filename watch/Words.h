@@ -1,9 +1,12 @@
 /// The words that stand for the run's enums, in JSON, report and picture alike. The schema has them once more.
 #pragma once
 
+#include <algorithm>
 #include <string_view>
+#include <vector>
 
 #include "Run.h"
+#include "cvcategories.h"
 
 namespace watch {
 
@@ -49,6 +52,21 @@ constexpr std::string_view wordOf(const Word<Enum> (&table)[count], Enum value) 
         }
     }
     return {};
+}
+
+/// Why a process that was spared was left alone.
+inline std::string_view whyLeftAlone(const Process& process) {
+    return process.excluded ? "excluded" : process.category == CAT_OTHER_THIRD_PARTY ? "only listed" : "not asked";
+}
+
+/// Whether it is a guess that each of the requests was for this process: so is then what came of them.
+inline bool isGuess(const std::vector<Asked>& asked) {
+    return std::any_of(asked.begin(), asked.end(), [](const Asked& request) { return !request.certain; });
+}
+
+/// Whether at least one request was for this process beyond doubt.
+inline bool isSurelyAsked(const std::vector<Asked>& asked) {
+    return std::any_of(asked.begin(), asked.end(), [](const Asked& request) { return request.certain; });
 }
 
 } // namespace watch

@@ -14,6 +14,7 @@
 #include "ProgramPath.h"
 #include "Redraw.h"
 #include "Report.h"
+#include "Svg.h"
 #include "Watch.h"
 #include "WholeFile.h"
 #include "cvpaths.h"
@@ -88,10 +89,10 @@ int runAndTell(const CommandLine& line, const watch::Inherited& inherited) {
     if (line.report && watch::readProgramArguments(line.arguments).shutsDown) {
         std::fputs(watch::reportOf(watched.run).c_str(), stderr);
     }
-    const std::string told = watch::toJson(watched.run);
-    sayUnwritten(line.json, json ? json.write(told) : "");
-    // The picture that --draw would make of the JSON.
-    sayUnwritten(line.svg, svg ? watch::draw(told, svg) : "");
+    const auto tell = [&](const watch::Sink& sink) { watch::writeJson(watched.run, sink); };
+    sayUnwritten(line.json, json ? json.write(tell) : "");
+    // The picture that --draw would make of the JSON, which holds the whole run.
+    sayUnwritten(line.svg, svg ? svg.write(watch::toSvg(watched.run)) : "");
     watch::endLike(watched.ending);
 }
 

@@ -5,7 +5,7 @@ import signal
 import pytest
 
 from box import ALL, ALL_SPECIFIED, BIN, CVSTOP, LOG, WATCH, WATCHED, assert_ends, until_ended, watch
-from watching import Watched, assert_asked_as_logged, assert_outcomes
+from watching import REFUSE_PIDFD, Watched, assert_asked_as_logged, assert_outcomes, lateness
 
 LIBRARY = "/usr/quarn/corvane/lib/libsampled.so"
 
@@ -153,24 +153,9 @@ def test_kernel_without_pidfd_is_exact_to_100_ms(host):
     assert seen.run["resolution"] == 0.1
     assert seen.outcomes() == {"momuhe": "ended", "strayd": "ended"}
     assert_asked_as_logged(result, seen)
-    for line in here.file("journal").splitlines():
-        time, kind, pid, *_ = line.split("\t")
-        if kind == "end":
-            assert -0.001 < seen.at(seen.processes[int(pid)]["ended"]) - float(time) < 1
-
-
-# A filter of system calls that answers pidfd_open as a kernel before 5.3 does (seccomp(2)).
-REFUSE_PIDFD = """
-import ctypes, errno, os, struct, sys
-libc = ctypes.CDLL(None, use_errno=True)
-load, equal, give = 0x20, 0x15, 0x06
-program = b"".join(struct.pack("HBBI", *line) for line in (
-    (load, 0, 0, 0), (equal, 0, 1, 434), (give, 0, 0, 0x00050000 | errno.ENOSYS), (give, 0, 0, 0x7fff0000)))
-buffer = ctypes.create_string_buffer(program)
-filter = struct.pack("HxxxxxxP", 4, ctypes.addressof(buffer))
-assert libc.prctl(38, 1, 0, 0, 0) == 0 and libc.prctl(22, 2, ctypes.c_char_p(filter)) == 0, ctypes.get_errno()
-os.execv(sys.argv[1], sys.argv[1:])
-"""
+    late = lateness(here, seen)
+    # Beside everything else that keeps this machine busy; test_watch_exact.py has the figure.
+    assert late and all(-0.001 < one < 1 for one in late.values()), late
 
 
 # --- the log

@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include "TempFolder.h"
@@ -82,6 +83,21 @@ TEST_F(LogFileTest, NoLogAtFirst) {
     append(record(22, "one"));
     EXPECT_TRUE(log.find());
     EXPECT_THAT(names(log), ElementsAre("one"));
+}
+
+TEST_F(LogFileTest, ReadThatFailsOnceLosesNothing) {
+    LogFile log(path());
+    append(record(22, "one"));
+    ASSERT_TRUE(log.find());
+    rlimit before{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none{0, before.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    EXPECT_THAT(names(log), IsEmpty());
+    EXPECT_THAT(log.trouble(), ElementsAre(HasSubstr("cannot be read: ")));
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+    EXPECT_THAT(names(log), ElementsAre("one"));
+    EXPECT_THAT(log.trouble(), IsEmpty());
 }
 
 TEST_F(LogFileTest, RotatedLogIsFollowedUnderItsNewName) {

@@ -26,14 +26,17 @@ cvstop-watch: client.example: 6 processes in 64.8 s, 2 ended, 1 ended before it 
   wait after the kill  29.0 s  mamegok (104)
   third parties        1.00 s
 
-  longest           took  asked at     ended at  how
-  mamegok (104)   63.9 s    0.90 s  still there  SIGTERM, SIGKILL (a guess)
-  stray (103)     31.0 s    3.50 s       34.5 s  SIGINT, SIGTERM, SIGQUIT, SIGKILL
-  kuror (102)     2.24 s    1.01 s       3.25 s  kuror -terminate
-  nuwezato (101)  0.24 s    0.26 s       0.50 s  nuwezato -terminate
+  longest            took  asked at     ended at  how
+  mamegok (104)   63.9 s?    0.90 s  still there  SIGTERM, SIGKILL (a guess)
+  stray (103)      31.0 s    3.50 s       34.5 s  SIGINT, SIGTERM, SIGQUIT, SIGKILL
+  kuror (102)      2.24 s    1.01 s       3.25 s  kuror -terminate
+  nuwezato (101)   0.24 s    0.26 s       0.50 s  nuwezato -terminate
 
   still there    why
   mamegok (104)  sleeping uninterruptibly in nfs_wait_bit_killable, traced by gdb (77), started 1 h 1 min ago, parent systemd (1), unit corvane-mamegok.service
+
+  left alone
+  a\b?"<&>?バ (106)  excluded, parent systemd (1)
 
   came back
   kuror (130)  at 4.25 s, parent systemd (1), unit kuror.service
@@ -77,6 +80,22 @@ TEST(Report, NamesTheTenThatTookLongest) {
     EXPECT_THAT(text, Not(HasSubstr("d12 (12)")));
 }
 
+TEST(Report, NamesUnitAndParentOfWhoWasLeftAlone) {
+    watch::Run run = sample::run();
+    run.processes.clear();
+    for (int pid = 1; pid <= 22; ++pid) {
+        run.processes.push_back(sample::process(pid, "d", 1, watch::Outcome::spared));
+    }
+    run.processes[0].excluded = true;
+    run.processes[0].unit = "d.service";
+    run.processes[1].category = 4;
+    const std::string text = watch::reportOf(run);
+    EXPECT_THAT(text, HasSubstr("\n  left alone\n  d (1)       excluded, parent systemd (1), unit d.service\n"
+                                "  d (2)       only listed, parent systemd (1)\n"
+                                "  d (3)       not asked, parent systemd (1)\n"));
+    EXPECT_THAT(text, HasSubstr("\n  d (20)      not asked, parent systemd (1)\n  and 2 more\n"));
+}
+
 TEST(Report, KeepsTheOrderOfEqualOnes) {
     watch::Run run = sample::run();
     run.processes = {sample::ended(8, "b", 1, 1, 2), sample::ended(9, "a", 1, 1, 2)};
@@ -112,6 +131,9 @@ TEST(Report, ExplainsEachKindOfSurvivor) {
     }
     process.parent = {};
     process.unit.clear();
+    process.asked.pop_back();
+    EXPECT_THAT(watch::reportOf(run), HasSubstr("unknown, started 0 s ago, asked: a guess\n"));
+    process.asked[0].certain = true;
     EXPECT_THAT(watch::reportOf(run), HasSubstr("unknown, started 0 s ago\n"));
     process.ended = sample::at(1);
     EXPECT_THAT(watch::reportOf(run), HasSubstr("63.9 s    0.90 s  still there"));

@@ -170,6 +170,16 @@ TEST(RunModel, RowThatDoesNotWaitWaitedForNobody) {
     EXPECT_THAT(run.finish(at(2)).stages.at(1).waitedFor, IsEmpty());
 }
 
+TEST(RunModel, RecordOfARowAmongTheKillsLeavesTheStagesWhole) {
+    RunModel run = model({process(5, "momuhe")});
+    run.read(event(1, "Main", "Attempting to kill remaining 1 process(es) "));
+    run.read(course::rowDone(2, "momuhe"));
+    run.read(course::signal(3, run.processes()[0].path, 4));
+    const auto told = run.finish(at(4));
+    ASSERT_THAT(kinds(told), ElementsAre(Kind::gathering, Kind::kill, Kind::waitAfterKill, Kind::row));
+    EXPECT_EQ(told.stages[3].end, at(2));
+}
+
 TEST(RunModel, SweepOfTwoIsOneStage) {
     RunModel run = model({process(5, "stray"), process(6, "dog")});
     run.read(course::sweepBegins(1));
@@ -230,6 +240,15 @@ TEST(RunModel, PathWithAByteThatIsNoUtf8IsTheProcessOfThatPath) {
     RunModel run = model({odd});
     run.read(event(1, "Main", "Attempting to kill remaining 1 process(es) "));
     run.read(course::signal(2, "/opt/\\xff/odd", 4));
+    EXPECT_EQ(run.finish(at(3)).processes[0].asked.size(), 1U);
+}
+
+TEST(RunModel, PathWithABackslashOfItsOwnIsTheProcessOfThatPath) {
+    Process odd = process(5, "odd", 2);
+    odd.path = "/opt/\\xff/odd";
+    RunModel run = model({odd});
+    run.read(event(1, "Main", "Attempting to kill remaining 1 process(es) "));
+    run.read(course::signal(2, odd.path, 4));
     EXPECT_EQ(run.finish(at(3)).processes[0].asked.size(), 1U);
 }
 

@@ -117,6 +117,11 @@ TEST(Lane, SaysWhatBecameOfEach) {
     EXPECT_EQ(watch::outcomeText(process), "ended, not asked");
     EXPECT_EQ(watch::outcomeText(sample::ended(1, "a", 1, 10, 12)), "ended 2.00 s");
     EXPECT_EQ(watch::outcomeText(sample::killed(1, "a")), "killed 31.0 s");
+    watch::Process guessed = sample::ended(1, "a", 1, 10, 12);
+    guessed.asked[0].certain = false;
+    EXPECT_EQ(watch::outcomeText(guessed), "ended 2.00 s?");
+    guessed.outcome = watch::Outcome::survived;
+    EXPECT_EQ(watch::outcomeText(guessed), "still there, asked?");
     process.outcome = Outcome::killed;
     EXPECT_EQ(watch::outcomeText(process), "killed");
 }

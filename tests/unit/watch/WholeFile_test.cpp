@@ -53,6 +53,20 @@ TEST_F(WholeFile, IsWrittenWholeAndLeavesNothingBeside) {
     EXPECT_EQ(count(), 1U);
 }
 
+TEST_F(WholeFile, PiecesStayInTheirOrder) {
+    ASSERT_EQ(file.choose(path), "");
+    std::string whole;
+    const auto produce = [&](const watch::Sink& sink) {
+        for (const std::size_t length : {1U, 16'384U, 0U, 3U, 100'000U, 9'000U, 9'000U, 2U}) {
+            const std::string piece(length, static_cast<char>('a' + whole.size() % 26));
+            whole += piece;
+            sink(piece);
+        }
+    };
+    EXPECT_EQ(file.write(produce), "");
+    EXPECT_EQ(contentOf(path), whole);
+}
+
 TEST_F(WholeFile, IsReadableAsTheUmaskSays) {
     const mode_t before = ::umask(027);
     ASSERT_EQ(file.choose(path), "");
