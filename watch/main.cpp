@@ -54,6 +54,15 @@ void sayUnwritten(const std::string& path, const std::string& error) {
     }
 }
 
+void report(const CommandLine& line, const watch::Run& run) {
+    if (line.report) {
+        std::fputs(watch::reportOf(run).c_str(), stderr);
+    } else if (!run.observed && line.json.empty()) {
+        // Nothing else says it.
+        say(run.notes.front());
+    }
+}
+
 int drawAgain(const CommandLine& line) {
     const std::string error = watch::redraw(line.draw, line.svg);
     if (!error.empty()) {
@@ -85,8 +94,8 @@ int runAndTell(const CommandLine& line, const watch::Inherited& inherited) {
         return watched.error == ENOENT ? kNotFound : kCannotExecute;
     }
     // A listing has nothing to report.
-    if (line.report && watch::readProgramArguments(line.arguments).shutsDown) {
-        std::fputs(watch::reportOf(watched.run).c_str(), stderr);
+    if (watch::readProgramArguments(line.arguments).shutsDown) {
+        report(line, watched.run);
     }
     const std::string told = watch::toJson(watched.run);
     sayUnwritten(line.json, json ? json.write(told) : "");

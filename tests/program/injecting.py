@@ -11,10 +11,11 @@ def cases(faults, parts):
     return [(call, error, part) for call, error in faults for part in range(parts.get(call, 1))]
 
 
-def inject(here, *arguments, command=None):
-    """What inject.py tells of each of its runs, of the program or of another command."""
+def inject(here, *arguments, command=None, terminal=False):
+    """What inject.py tells of each of its runs, of the program or of another command; on a terminal or not."""
     here.install(INSIDE, "/opt/inject.py")
     options = ["--env", f"INJECT_INTO={command}"] if command else []
+    options += ["--env", "INJECT_TERMINAL=yes"] if terminal else []
     box = here.shell("/usr/bin/python3 /opt/inject.py " + shlex.join(arguments), options, timeout=900)
     assert box.returncode == 0, box.stderr.decode()
     return [json.loads(line) for line in box.stdout.decode().splitlines()]
