@@ -49,6 +49,7 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
 set(CPACK_RPM_FILE_NAME RPM-DEFAULT)
 set(CPACK_RPM_COMPONENT_INSTALL ON)
+# What is linked in besides is named in debian/copyright.
 set(CPACK_RPM_PACKAGE_LICENSE "LicenseRef-Proprietary")
 set(CPACK_RPM_PACKAGE_SUMMARY "Shuts down the Corvane backup software on a client host")
 set(CPACK_RPM_PACKAGE_DESCRIPTION ${CPACK_PACKAGE_DESCRIPTION})
@@ -63,7 +64,7 @@ set(CPACK_RPM_SPEC_MORE_DEFINE
 set(CPACK_RPM_CHANGELOG_FILE ${CMAKE_CURRENT_BINARY_DIR}/rpm-changelog)
 set(CPACK_RPM_USER_FILELIST "%config(noreplace) /etc/logrotate.d/cvstop" "%doc /usr/share/doc/cvstop/copyright"
     "%doc /usr/share/doc/cvstop/CHANGELOG.md" "%doc /usr/share/doc/cvstop/shutdown-plan.md"
-    "%doc /usr/share/doc/cvstop/watch-schema.json")
+    "%doc /usr/share/doc/cvstop/watch-schema.json" "%doc /usr/share/doc/cvstop/LGPL-2.1")
 foreach(language IN LISTS CVSTOP_LANGUAGES)
   list(APPEND CPACK_RPM_USER_FILELIST
        "%lang(${language}) ${CPACK_PACKAGING_INSTALL_PREFIX}/locale/${language}/LC_MESSAGES/cvstop.mo")

@@ -19,8 +19,14 @@ struct ProcState {
 /// Nothing where the process is gone, or /proc is not there.
 std::optional<ProcState> readProcState(int pid);
 
-/// The kernel's function that the process sleeps in, or empty.
-std::string readKernelFunction(int pid);
+struct Activity {
+    State state = State::unknown;
+    /// The kernel's function that it sleeps in, or empty.
+    std::string function;
+};
+
+/// What keeps the process: where it sleeps, what that of its threads does which heeds the least.
+Activity readActivity(int pid);
 
 /// The process that traces it, if one does.
 std::optional<Peer> readTracer(int pid);

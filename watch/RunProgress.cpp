@@ -62,16 +62,8 @@ void showWaiting(const View& view, const std::vector<std::size_t>& places, Progr
 }
 
 std::vector<std::size_t> present(const View& view, const Stage& stage) {
-    std::vector<std::size_t> places;
-    for (std::size_t place = 0; place < view.lives.processes.size(); ++place) {
-        const Process& process = view.lives.processes[place];
-        const bool isMeant = stage.kind == Stage::Kind::row
-                                 ? process.row == stage.row
-                                 : isHandled(process, view.sparings.excluded[place], view.askings.of[place]);
-        if (isMeant && !view.lives.gone[place]) {
-            places.push_back(place);
-        }
-    }
+    std::vector<std::size_t> places = waitedFor(stage, view.lives, view.askings, view.sparings);
+    std::erase_if(places, [&](std::size_t place) { return view.lives.gone[place].has_value(); });
     return places;
 }
 

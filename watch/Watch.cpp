@@ -96,6 +96,10 @@ Started Watch::start() {
 void Watch::describe() {
     std::map<int, Peer> parents;
     for (std::size_t place = 0; place < m_model->processes().size(); ++place) {
+        if (!m_observation->isThere(place)) {
+            // The pid may be another process's by now.
+            continue;
+        }
         const int parent = m_observation->parentOf(place);
         const auto [known, isNew] = parents.try_emplace(parent);
         if (isNew && parent != 0) {
@@ -118,7 +122,9 @@ Run Watch::settle() {
     }
     if (run.observed) {
         explainSurvivors(run);
-        run.cameBack = findCameBack(run, m_path, commands);
+        // The listing needs descriptors of its own.
+        m_observation->close();
+        findCameBack(run, *m_observation, m_path, commands);
     }
     return run;
 }

@@ -34,6 +34,7 @@ PROCESSOR = subprocess.run(["dpkg", "--print-architecture"], capture_output=True
 MACHINE = os.uname().machine
 # Its byte order is the other one, where this machine is none of its kind.
 FOREIGN, FOREIGN_MACHINE = ("s390x", "s390x") if PROCESSOR != "s390x" else ("amd64", "x86_64")
+PROGRAMS = ("/usr/quarn/corvane/bin/cvstop", "/usr/sbin/cvstop-watch")
 
 
 @pytest.fixture(scope="session")

@@ -1,11 +1,12 @@
 """The archive for hosts without a package of ours: installed, used, upgraded, removed. It stops nothing and loses nothing, and
-what is damaged changes nothing. And the archive of object files, which makes the program again."""
-import subprocess
+what is damaged changes nothing. And the archive of object files, which makes the programs again."""
+import re
+import shutil
 
 import pytest
 
 from box import LOG
-from conftest import MACHINE, only
+from conftest import MACHINE, PROGRAMS, only, run
 from test_package import (BIN, EXCLUDE_LIST, FLEET, HOST_CONF, READ_ONLY_USR, RUNNING, START, USAGE, configure, files_of_deb,
                           install)
 
@@ -92,19 +93,62 @@ def test_read_only_usr_is_told_and_nothing_is_lost(root, tarball):
     assert root.contents("/usr/quarn") == before
 
 
-def test_host_with_a_package_is_left_to_its_package_manager(root, tarball, deb):
-    told = root.run(install(root, deb) + unpack(root, tarball) + INSTALL.replace("\n", " 2>&1 || echo refused\n"))
+def lay_rpm(root):
+    """Puts this machine's rpm into a root of the same Debian."""
+    libraries = re.findall(r"(/\S+) \(0x", run(["ldd", "/usr/bin/rpm"]).stdout)
+    for file in ["/usr/bin/rpm", *libraries]:
+        target = root.inside(file)
+        if not target.exists():
+            target.parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy(file, target)
+    shutil.copytree("/usr/lib/rpm", root.inside("/usr/lib/rpm"), dirs_exist_ok=True)
+
+
+@pytest.fixture(params=["deb", "rpm"])
+def packaged(request, root):
+    """Shell text that installs the package, and text that fails where a file of its is missing or changed."""
+    package = request.getfixturevalue(request.param)
+    if request.param == "deb":
+        return install(root, package), "dpkg -V cvstop\n"
+    lay_rpm(root)
+    return install(root, package, "cvstop.rpm").replace("dpkg -i", "rpm -i --nodeps"), "rpm -V --nodeps cvstop\n"
+
+
+@pytest.mark.parametrize("where", ["", " /"])
+def test_host_with_a_package_is_left_to_its_package_manager(root, tarball, packaged, where):
+    told = root.run(packaged[0] + unpack(root, tarball) + INSTALL.replace("\n", f"{where} 2>&1 || echo refused\n"))
     assert "belongs to a package" in told and told.endswith("refused\n")
     assert not root.inside("/usr/quarn/corvane/share").exists()
 
 
-def test_program_can_be_linked_again(root, packages, deb, tmp_path):
+def test_removal_leaves_the_files_of_a_later_package(root, tarball, packaged):
+    root.run(unpack(root, tarball) + INSTALL + CLEAN + packaged[0])
+    configure(root)
+    told = root.run(REMOVE)
+    assert "these files belong to a package now, and stay:\n" in told and f"\n  {BIN}/cvstop\n" in told
+    assert not root.inside(REMOVE).exists() and REMOVE not in told
+    assert root.run(packaged[1] + "cvstop -h") == USAGE.format("cvstop")
+
+
+def test_removal_from_another_system_asks_its_package_manager(root, tarball, deb):
+    root.run(unpack(root, tarball) + INSTALL + CLEAN + install(root, deb))
+    configure(root)
+    told = run([root.inside(REMOVE), root.path]).stdout
+    assert f"\n  {root.path}{BIN}/cvstop\n" in told
+    assert root.run("dpkg -V cvstop; cvstop -h") == USAGE.format("cvstop")
+
+
+def test_programs_can_be_linked_again(root, packages, deb, tmp_path):
     archive = only(packages, f"cvstop-*-linux-{MACHINE}-objects.tar.gz")
-    subprocess.run(["tar", "-xzf", archive, "-C", tmp_path], check=True)
-    subprocess.run([tmp_path / archive.name.removesuffix(".tar.gz") / "link", "again"], cwd=tmp_path, check=True)
+    again = tmp_path / "again"
+    again.mkdir()
+    run(["tar", "-xzf", archive, "-C", tmp_path])
+    run([tmp_path / archive.name.removesuffix(".tar.gz") / "link", "again"], cwd=tmp_path)
     root.run(install(root, deb))
     configure(root)
-    program = root.inside(f"{BIN}/cvstop")
-    assert (tmp_path / "again").read_bytes() != program.read_bytes()
-    program.write_bytes((tmp_path / "again").read_bytes())
+    for shipped in PROGRAMS:
+        program, made = root.inside(shipped), again / shipped.rpartition("/")[2]
+        assert made.read_bytes() != program.read_bytes()
+        program.write_bytes(made.read_bytes())
     assert root.run("cvstop -h") == USAGE.format("cvstop")
+    assert root.run("cvstop-watch --no-report cvstop -h") == USAGE.format("cvstop")

@@ -16,7 +16,21 @@ TEST(ProcTexts, Stat) {
     EXPECT_EQ(stat->name, "mo) m (uhe");
     EXPECT_EQ(stat->state, 'S');
     EXPECT_EQ(stat->parent, 77);
+    EXPECT_EQ(stat->threads, 1);
     EXPECT_EQ(stat->start, 345678U);
+}
+
+TEST(ProcTexts, ZombieHasNoThreadButItsFirst) {
+    const auto stateIn = [](const std::string& state, const std::string& threads) {
+        const std::string text = "1 (a) " + state + " 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 " + threads + " 0 1";
+        const auto stat = parseProcStat(text);
+        return stat ? stateOf(*stat) : State::unknown;
+    };
+    EXPECT_EQ(stateIn("Z", "1"), State::zombie);
+    EXPECT_EQ(stateIn("Z", "0"), State::zombie);
+    EXPECT_EQ(stateIn("Z", "2"), State::sleeping);
+    EXPECT_EQ(stateIn("D", "2"), State::uninterruptible);
+    EXPECT_EQ(stateIn("Z", "x"), State::unknown);
 }
 
 TEST(ProcTexts, StatThatIsNone) {
