@@ -7,7 +7,7 @@ INSIDE = pathlib.Path(__file__).with_name("inject.py")
 
 
 def cases(faults, parts):
-    """(call, error, part) of each fault; `parts` tells of the calls with many occurrences among how many tests they are shared."""
+    """(call, error, part) of each fault; `parts` tells of the calls with many occurrences among how many tests these are."""
     return [(call, error, part) for call, error in faults for part in range(parts.get(call, 1))]
 
 
