@@ -55,6 +55,15 @@ void sayUnwritten(const std::string& path, const std::string& error) {
     }
 }
 
+void report(const CommandLine& line, const watch::Run& run) {
+    if (line.report) {
+        std::fputs(watch::reportOf(run).c_str(), stderr);
+    } else if (!run.observed && line.json.empty()) {
+        // Nothing else says it.
+        say(run.notes.front());
+    }
+}
+
 int drawAgain(const CommandLine& line) {
     const std::string error = watch::redraw(line.draw, line.svg);
     if (!error.empty()) {
@@ -86,8 +95,8 @@ int runAndTell(const CommandLine& line, const watch::Inherited& inherited) {
         return watched.error == ENOENT ? kNotFound : kCannotExecute;
     }
     // A listing has nothing to report.
-    if (line.report && watch::readProgramArguments(line.arguments).shutsDown) {
-        std::fputs(watch::reportOf(watched.run).c_str(), stderr);
+    if (watch::readProgramArguments(line.arguments).shutsDown) {
+        report(line, watched.run);
     }
     const auto tell = [&](const watch::Sink& sink) { watch::writeJson(watched.run, sink); };
     sayUnwritten(line.json, json ? json.write(tell) : "");

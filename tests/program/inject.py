@@ -1,5 +1,5 @@
 """Runs in the box: shuts the fleet down once for each occurrence of a system call, which fails that once. INJECT_INTO is the
-command line, in words, of another program to try.
+command line, in words, of another program to try; with INJECT_TERMINAL set its streams are a terminal.
 
     inject.py CALL ERRNO PART PARTS     a line of JSON a run; of PARTS that share the occurrences, this one's
     inject.py --calls                   the calls that the program makes after main has begun, as {CALL: [before main, in all]}
@@ -7,10 +7,13 @@ command line, in words, of another program to try.
 import collections
 import json
 import os
+import pty
+import select
 import shutil
 import signal
 import subprocess
 import sys
+import time
 
 PROGRAM = os.environ.get("INJECT_INTO", "/usr/quarn/corvane/bin/cvstop -k -3").split()
 LOG = "/usr/quarn/corvane/logs/cvstop/cvstop.log"
@@ -53,8 +56,29 @@ def end_fleet():
         pass
 
 
+def run_on_terminal(words):
+    """The status of a command whose terminal's other end is written down."""
+    pid, terminal = pty.fork()
+    if pid == 0:
+        os.execvpe(words[0], words, {**os.environ, "TERM": "xterm"})
+    deadline = time.monotonic() + LONGEST_RUN
+    with open(OUTPUT, "wb") as output:
+        while select.select([terminal], [], [], max(0, deadline - time.monotonic()))[0]:
+            try:
+                output.write(os.read(terminal, 65536))
+            except OSError:
+                # The last one that had it open has gone.
+                os.close(terminal)
+                return os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1])
+    os.kill(pid, signal.SIGKILL)
+    os.waitpid(pid, 0)
+    return STUCK
+
+
 def trace(*options):
     """Traces every thread of the program, but not the commands that it starts. Calls are counted by thread."""
+    if os.environ.get("INJECT_TERMINAL"):
+        return run_on_terminal(["strace", "-f", "-b", "execve", "-o", TRACE, *options, *PROGRAM])
     with open(OUTPUT, "w") as output:
         try:
             return subprocess.run(["strace", "-f", "-b", "execve", "-o", TRACE, *options, *PROGRAM],

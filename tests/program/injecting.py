@@ -7,14 +7,15 @@ INSIDE = pathlib.Path(__file__).with_name("inject.py")
 
 
 def cases(faults, parts):
-    """(call, error, part) of each fault; `parts` tells of the calls with many occurrences among how many tests they are shared."""
+    """(call, error, part) of each fault; `parts` tells of the calls with many occurrences among how many tests these are."""
     return [(call, error, part) for call, error in faults for part in range(parts.get(call, 1))]
 
 
-def inject(here, *arguments, command=None):
-    """What inject.py tells of each of its runs, of the program or of another command."""
+def inject(here, *arguments, command=None, terminal=False):
+    """What inject.py tells of each of its runs, of the program or of another command; on a terminal or not."""
     here.install(INSIDE, "/opt/inject.py")
     options = ["--env", f"INJECT_INTO={command}"] if command else []
+    options += ["--env", "INJECT_TERMINAL=yes"] if terminal else []
     box = here.shell("/usr/bin/python3 /opt/inject.py " + shlex.join(arguments), options, timeout=900)
     assert box.returncode == 0, box.stderr.decode()
     return [json.loads(line) for line in box.stdout.decode().splitlines()]

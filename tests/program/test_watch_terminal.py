@@ -110,7 +110,8 @@ def test_resized_in_the_middle(host):
     narrow = [line for line in shown.bytes[first:].split(REWRITE)[1:] if b" ended " in line]
     assert any(len(line.split(b"\r")[0]) < 50 for line in narrow)
     # The emulator cuts the lines that are there when it becomes narrow.
-    assert [line[:50].rstrip() for line in shown.screen().splitlines()] == [line[:50].rstrip() for line in written(5).splitlines()]
+    cut = [[line[:50].rstrip() for line in text.splitlines()] for text in (shown.screen(), written(5))]
+    assert cut[0] == cut[1]
     assert written(5).splitlines()[-1] in shown.screen()
 
 
@@ -212,7 +213,8 @@ def test_wide_characters_are_known():
     text = (REPO / "watch/Text.cpp").read_text()
     ranges = re.findall(r"{0x(\w+), 0x(\w+)}", re.search(r"kWide\[\] = {(.*?)};", text, re.S)[1])
     known = {chr(code) for first, last in ranges for code in range(int(first, 16), int(last, 16) + 1)}
-    assigned = {chr(code) for code in range(sys.maxunicode + 1) if unicodedata.category(chr(code)) not in ("Cn", "Co", "Mn", "Me")}
+    assigned = {character for character in map(chr, range(sys.maxunicode + 1))
+                if unicodedata.category(character) not in ("Cn", "Co", "Mn", "Me")}
     wide = {character for character in assigned if unicodedata.east_asian_width(character) in "WF"}
     assert wide <= known
     lately = {*map(chr, [*range(0x2630, 0x2638), *range(0x268A, 0x2690), *range(0x4DC0, 0x4E00), *range(0x1D300, 0x1D377)])}
