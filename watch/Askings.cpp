@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <utility>
 
 #include "cvcategories.h"
 #include "cvshutdown.h"
@@ -127,22 +128,39 @@ std::vector<std::size_t> named(const Lives& lives, const std::string& name) {
     return found;
 }
 
-} // namespace
-
-bool waitsForAll(const Stage& stage) {
-    return stage.kind == Stage::Kind::wait || stage.kind == Stage::Kind::waitAfterKill;
+bool isAskedByRow(const std::vector<Dated>& asked) {
+    return std::any_of(asked.begin(), asked.end(), [](const Dated& dated) { return dated.byRow; });
 }
+
+} // namespace
 
 bool isHandled(const Process& process, bool excluded, const std::vector<Dated>& asked) {
     if (excluded || process.category == CAT_OTHER_THIRD_PARTY) {
         return false;
     }
-    const bool byRow = std::any_of(asked.begin(), asked.end(), [](const Dated& dated) { return dated.byRow; });
-    return process.category == CAT_CORVANE || byRow || (process.row != 0 && onlyMarks(rowAt(process.row)));
+    return process.category == CAT_CORVANE || isAskedByRow(asked) ||
+           (process.row != 0 && onlyMarks(rowAt(process.row)));
 }
 
 bool rowWaits(int row) {
     return row != 0 && rowAt(row).waitType != WAIT_NONE;
+}
+
+std::vector<std::size_t> waitedFor(const Stage& stage, const Lives& lives, const Askings& askings,
+                                   const Sparings& sparings) {
+    const bool waitsForAll = stage.kind == Stage::Kind::wait || stage.kind == Stage::Kind::waitAfterKill;
+    bool isFirst = true;
+    std::vector<std::size_t> places;
+    for (std::size_t place = 0; place < lives.processes.size(); ++place) {
+        const Process& process = lives.processes[place];
+        const std::vector<Dated>& asked = askings.of[place];
+        const bool isOfRow =
+            rowWaits(stage.row) && process.row == stage.row && (std::exchange(isFirst, false) || isAskedByRow(asked));
+        if (isOfRow || (waitsForAll && isHandled(process, sparings.excluded[place], asked))) {
+            places.push_back(place);
+        }
+    }
+    return places;
 }
 
 Askings settleAskings(const Lives& lives, const LogStory& story) {

@@ -43,13 +43,15 @@ struct Sparings {
 
 Sparings settleSparings(const Lives& lives, const LogStory& story, const Askings& askings);
 
-/// Whether the stage waits for everything that was handled.
-bool waitsForAll(const Stage& stage);
-
-/// Whether such a wait is for that process: the program has handled it, by a request or by a mark alone.
+/// Whether a wait for all is for that process: the program has handled it, by a request or by a mark alone.
 bool isHandled(const Process& process, bool excluded, const std::vector<Dated>& asked);
 
-/// Whether the row of that place, from 1, waits for its processes.
+/// Whether the row of that place, from 1, waits.
 bool rowWaits(int row);
+
+/// The processes that a stage waits for, as places in the snapshot: a row for those that it asked and for the first of
+/// its name, asked or not; the waits for all for each one that was handled; any other stage for none.
+std::vector<std::size_t> waitedFor(const Stage& stage, const Lives& lives, const Askings& askings,
+                                   const Sparings& sparings);
 
 } // namespace watch

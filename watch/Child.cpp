@@ -20,6 +20,10 @@ namespace {
 constexpr int kCannotExecute = 126;
 constexpr int kNotFound = 127;
 
+/// What the child is told.
+constexpr char kGo = 'g';
+constexpr char kDoNot = 'n';
+
 /// Both ends are -1 where it could not be made.
 struct Pipe {
     Pipe() {
@@ -57,9 +61,12 @@ void redirect(const Streams& streams) {
 /// In the child, where only what signal-safety(7) names may be called.
 [[noreturn]] void becomeProgram(const char* path, char* const* words, const Streams& streams,
                                 const Inherited& inherited, int reason, int go) {
-    char byte = 0;
+    char byte = kGo;
     // The watcher has let go of the streams; or has gone itself.
     while (::read(go, &byte, 1) < 0 && errno == EINTR) {
+    }
+    if (byte == kDoNot) {
+        ::_exit(kCannotExecute);
     }
     redirect(streams);
     inherited.restore();
@@ -76,6 +83,7 @@ Started startProgram(const Program& program, const Streams& streams, const Inher
     const std::vector<char*> words = pointersTo(program.words);
     Pipe reason;
     Pipe go;
+    inherited.holdInterrupts();
     const pid_t pid = ::fork();
     if (pid == 0) {
         // Its own copy would keep the pipe from ending.
@@ -83,14 +91,20 @@ Started startProgram(const Program& program, const Streams& streams, const Inher
         becomeProgram(program.path.c_str(), words.data(), streams, inherited, reason.writing.get(), go.reading.get());
     }
     if (pid < 0) {
-        return {-1, errno, {}};
+        return {-1, errno, {}, {}};
     }
     letGo();
+    if (const std::optional<int> interrupt = inherited.heldInterrupt()) {
+        static_cast<void>(!::write(go.writing.get(), &kDoNot, 1));
+        ::waitpid(pid, nullptr, 0);
+        return {-1, 0, interrupt, {}};
+    }
+    inherited.ignoreInterrupts();
     // Both a byte and the end of the pipe: neither way may fail alone and leave the program waiting.
-    static_cast<void>(!::write(go.writing.get(), "g", 1));
+    static_cast<void>(!::write(go.writing.get(), &kGo, 1));
     go.writing.reset();
     ::fcntl(reason.reading.get(), F_SETFL, O_NONBLOCK);
-    return {pid, 0, std::move(reason.reading)};
+    return {pid, 0, {}, std::move(reason.reading)};
 }
 
 int whyItNeverRan(const Started& started) {

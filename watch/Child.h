@@ -29,11 +29,14 @@ struct Started {
     pid_t pid = -1;
     /// 0, or the errno value for which there is no process.
     int error = 0;
+    /// The interrupt that came first, so that there is no process either: the watcher has to end by it.
+    std::optional<int> interrupt;
     /// Where it says why it could not become the program, if it could not.
     UniqueFd reason;
 };
 
-/// `letGo` is run in the watcher when the program has its streams, and before it can look around.
+/// `letGo` is run in the watcher when the program has its streams, and before it can look around. An interrupt that
+/// reaches the watcher until then is held; one that reaches both is the program's.
 Started startProgram(const Program& program, const Streams& streams, const Inherited& inherited,
                      const std::function<void()>& letGo);
 

@@ -25,8 +25,10 @@ inline Time sinceBoot() {
 }
 
 /// The kernel tells them to user space in hundredths of a second on every architecture (USER_HZ).
+inline constexpr Time kTick = kSecond / 100;
+
 inline Time ofTicks(std::uint64_t ticks) {
-    return static_cast<Time>(ticks) * (kSecond / 100);
+    return static_cast<Time>(ticks) * kTick;
 }
 
 } // namespace watch

@@ -1,5 +1,6 @@
 #include "CommandLine.h"
 
+#include <filesystem>
 #include <iterator>
 #include <string_view>
 
@@ -59,6 +60,12 @@ std::string readOption(CommandLine& line, Words::const_iterator& word, const Wor
 }
 
 std::string findContradiction(const CommandLine& line, bool namesProgram) {
+    const auto isSame = [](const std::filesystem::path& left, const std::filesystem::path& right) {
+        return left.lexically_normal() == right.lexically_normal();
+    };
+    if (!line.json.empty() && isSame(line.json, line.svg)) {
+        return "--json and --svg need a file each";
+    }
     if (line.draw.empty()) {
         return "";
     }

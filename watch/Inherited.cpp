@@ -8,6 +8,16 @@
 
 namespace watch {
 
+namespace {
+
+void setAction(int number, void (*handler)(int)) {
+    struct sigaction action = {};
+    action.sa_handler = handler;
+    ::sigaction(number, &action, nullptr);
+}
+
+} // namespace
+
 Inherited::Inherited() {
     for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
         if (::fcntl(descriptor, F_GETFD) == -1 && errno == EBADF) {
@@ -28,15 +38,51 @@ Inherited::Inherited() {
 }
 
 void Inherited::prepareWatcher() const {
-    struct sigaction action = {};
-    for (const int number : kSignals) {
-        action.sa_handler = number == SIGCHLD ? SIG_DFL : SIG_IGN;
-        ::sigaction(number, &action, nullptr);
+    setAction(SIGPIPE, SIG_IGN);
+    setAction(SIGCHLD, SIG_DFL);
+    sigset_t blocked;
+    ::sigemptyset(&blocked);
+    ::sigaddset(&blocked, SIGCHLD);
+    ::sigaddset(&blocked, SIGTTOU);
+    ::sigprocmask(SIG_BLOCK, &blocked, nullptr);
+}
+
+sigset_t Inherited::interrupts() {
+    sigset_t set;
+    ::sigemptyset(&set);
+    for (std::size_t place = 0; place < kInterrupts; ++place) {
+        ::sigaddset(&set, kSignals[place]);
     }
-    sigset_t child;
-    ::sigemptyset(&child);
-    ::sigaddset(&child, SIGCHLD);
-    ::sigprocmask(SIG_BLOCK, &child, nullptr);
+    return set;
+}
+
+void Inherited::holdInterrupts() const {
+    const sigset_t set = interrupts();
+    ::sigprocmask(SIG_BLOCK, &set, nullptr);
+}
+
+std::optional<int> Inherited::heldInterrupt() const {
+    sigset_t held;
+    if (::sigpending(&held) != 0) {
+        return std::nullopt;
+    }
+    for (std::size_t place = 0; place < kInterrupts; ++place) {
+        // While it is blocked, one that is ignored waits as well.
+        const bool isIgnored = m_actions[place].sa_handler == SIG_IGN;
+        const bool wasBlocked = ::sigismember(&m_mask, kSignals[place]) == 1;
+        if (::sigismember(&held, kSignals[place]) == 1 && !isIgnored && !wasBlocked) {
+            return kSignals[place];
+        }
+    }
+    return std::nullopt;
+}
+
+void Inherited::ignoreInterrupts() const {
+    for (std::size_t place = 0; place < kInterrupts; ++place) {
+        setAction(kSignals[place], SIG_IGN);
+    }
+    const sigset_t set = interrupts();
+    ::sigprocmask(SIG_UNBLOCK, &set, nullptr);
 }
 
 std::size_t Inherited::raiseDescriptorLimit(std::size_t wanted) const {

@@ -98,7 +98,7 @@ class Reader {
         process.row = optional(member(place, "row"), row).value_or(0);
         process.parent = peer(member(place, "parent"));
         process.unit = textOrEmpty(member(place, "unit"));
-        process.start = moment(member(place, "start"));
+        process.start = optional(member(place, "start"), [&](const Place& value) { return moment(value); });
         process.asked = asked(member(place, "asked"));
         process.ended = optional(member(place, "ended"), [&](const Place& value) { return moment(value); });
         process.outcome = oneOf(kOutcomeWords, member(place, "outcome"));

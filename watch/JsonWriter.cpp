@@ -95,7 +95,7 @@ class Writer {
                 {"row", rowOrNull(process.row)},
                 {"parent", peer(process.parent)},
                 {"unit", textOrNull(process.unit)},
-                {"start", since(process.start)},
+                {"start", process.start ? Json(since(*process.start)) : Json()},
                 {"asked", asked(process.asked)},
                 {"ended", process.ended ? Json(since(*process.ended)) : Json()},
                 {"outcome", wordOf(kOutcomeWords, process.outcome)},

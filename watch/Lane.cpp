@@ -106,7 +106,7 @@ std::string bar(const Process& process, double from, double to) {
 }
 
 std::string course(const Process& process, const Run& run, const Axis& axis) {
-    const double begin = axis.x(process.start);
+    const double begin = axis.x(process.start.value_or(run.begin));
     const double end = axis.x(process.ended.value_or(run.end));
     if (process.asked.empty()) {
         return alive(begin, end);

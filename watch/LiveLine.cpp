@@ -25,13 +25,16 @@ std::string roundedUp(Time time) {
 }
 
 std::string bar(const Progress& progress) {
+    if (!progress.observed) {
+        return "";
+    }
     const std::size_t full = progress.total == 0 ? kBarWidth : progress.ended * kBarWidth / progress.total;
     return "[" + std::string(full, '#') + std::string(kBarWidth - full, '-') + "] ";
 }
 
 std::string count(const Progress& progress) {
-    return std::to_string(progress.ended) + " of " + std::to_string(progress.total) + " ended  " +
-           seconds(progress.elapsed);
+    const std::string ended = std::to_string(progress.ended) + " of " + std::to_string(progress.total) + " ended  ";
+    return (progress.observed ? ended : "") + seconds(progress.elapsed);
 }
 
 /// What stands before the name, where there is one, and else for all.
@@ -48,6 +51,7 @@ std::string activity(Doing doing) {
     case Doing::thirdParties:
         return "ending third parties";
     case Doing::silent:
+    case Doing::unknown:
     case Doing::over:
         break;
     }

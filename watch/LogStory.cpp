@@ -31,8 +31,10 @@ int rowNamed(const std::string& name) {
     return 0;
 }
 
-LogStory::LogStory(Time begin) : m_former(begin), m_commandsEarliest(begin) {
-    open(Stage::Kind::gathering, begin);
+LogStory::LogStory(Time begin, bool asks) : m_former(begin), m_commandsEarliest(begin) {
+    if (!asks) {
+        open(Stage::Kind::gathering, begin);
+    }
 }
 
 void LogStory::open(Stage::Kind kind, Time begin, int row, const std::string& name) {
@@ -143,7 +145,9 @@ void LogStory::thirdParty(const LogEvent& event) {
 void LogStory::read(const LogEvent& event) {
     switch (event.kind) {
     case Kind::listing:
-        m_hasListed = true;
+        if (!std::exchange(m_hasListed, true) && !m_present) {
+            open(Stage::Kind::gathering, event.time);
+        }
         break;
     case Kind::commandStarts:
         m_commandsEarliest = m_commands.empty() ? m_former : m_commandsEarliest;

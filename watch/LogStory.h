@@ -28,7 +28,8 @@ struct Direct {
 
 class LogStory {
   public:
-    explicit LogStory(Time begin);
+    /// `asks`: the program asks a question first, and gathers nothing until it is answered.
+    explicit LogStory(Time begin, bool asks = false);
 
     /// The next record of the log.
     void read(const LogEvent& event);

@@ -39,18 +39,17 @@ Observation::Pinned Observation::pin(int pid, Time taken, bool mayOpen) {
         pinned.fd = openPidfd(pid);
     }
     const std::optional<ProcState> state = readProcState(pid);
-    if (state) {
-        pinned.start = state->start;
-        pinned.parent = state->parent;
-    }
     if ((state && state->start > taken) || (!state && !isInProc(pid))) {
         pinned.life = Life::gone;
         pinned.fd.reset();
+    } else if (state) {
+        pinned.start = state->start;
+        pinned.parent = state->parent;
     }
     return pinned;
 }
 
-Observation::Observation(const std::vector<int>& pids, Time taken, std::size_t descriptors) {
+Observation::Observation(const std::vector<int>& pids, Time taken, std::size_t descriptors) : m_taken(taken) {
     m_pinned.reserve(pids.size());
     for (const int pid : pids) {
         m_pinned.push_back(pin(pid, taken, descriptors > 0));
@@ -107,6 +106,12 @@ Observation::Life Observation::lookAt(const Pinned& pinned) {
         return Life::gone;
     }
     return state->state == State::zombie ? Life::ended : pinned.life;
+}
+
+void Observation::close() {
+    for (Pinned& pinned : m_pinned) {
+        pinned.fd.reset();
+    }
 }
 
 std::vector<LifeEvent> Observation::look() {

@@ -36,9 +36,12 @@ class Observation {
     /// younger process by now has ended. At most `descriptors` are opened.
     Observation(const std::vector<int>& pids, Time taken, std::size_t descriptors);
 
-    /// When the process started, since the machine's start; nothing where it could not be read.
+    /// When the process started, since the machine's start; nothing where it could not be read, or
+    /// had gone before it was pinned.
     [[nodiscard]] std::optional<Time> startOf(std::size_t place) const { return m_pinned[place].start; }
     [[nodiscard]] int parentOf(std::size_t place) const { return m_pinned[place].parent; }
+    /// When the listing was over.
+    [[nodiscard]] Time taken() const { return m_taken; }
 
     /// What to wait for: poll sets `revents`, and hands the same part of the list to `polled`.
     void appendTo(std::vector<pollfd>& waiting) const;
@@ -56,6 +59,14 @@ class Observation {
     /// Whether the process is there, as signal 0 sees it.
     [[nodiscard]] bool isThere(std::size_t place) const { return m_pinned[place].life != Life::gone; }
 
+    /// Whether a process of the same pid that started at `start`, since the machine's start, is that very one.
+    [[nodiscard]] bool isThat(std::size_t place, Time start) const {
+        return isThere(place) && m_pinned[place].start.value_or(start) == start;
+    }
+
+    /// Closes every pidfd: no end is seen any more.
+    void close();
+
   private:
     enum class Life { running, ended, gone };
     struct Pinned {
@@ -71,6 +82,7 @@ class Observation {
     static bool needsLook(const Pinned& pinned);
     void expectLook(Time due);
 
+    Time m_taken;
     std::vector<Pinned> m_pinned;
     std::optional<Time> m_lookDue;
     bool m_coarse = false;

@@ -1,7 +1,8 @@
 #include "ProcFiles.h"
 
 #include <array>
-#include <charconv>
+#include <filesystem>
+#include <system_error>
 
 #include <fcntl.h>
 
@@ -16,8 +17,12 @@ namespace {
 /// Enough for every file that is read whole; arguments are cut there.
 constexpr std::size_t kLongestText = 16384;
 
-std::string readText(int pid, const char* file) {
-    const UniqueFd fd(::open(("/proc/" + std::to_string(pid) + '/' + file).c_str(), O_RDONLY | O_CLOEXEC));
+std::string folderOf(int pid) {
+    return "/proc/" + std::to_string(pid);
+}
+
+std::string readText(const std::string& path) {
+    const UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     std::string text;
     std::array<char, 4096> buffer;
     ssize_t got = 0;
@@ -25,6 +30,31 @@ std::string readText(int pid, const char* file) {
         text.append(buffer.data(), static_cast<std::size_t>(got));
     }
     return text;
+}
+
+std::string readText(int pid, const char* file) {
+    return readText(folderOf(pid) + '/' + file);
+}
+
+/// "0" for a thread that sleeps nowhere, and for a reader that may not know.
+std::string readKernelFunction(const std::string& folder) {
+    const std::string function = readText(folder + "/wchan");
+    return function == "0" ? "" : function;
+}
+
+/// How much a thread's state explains of why its process is there: uninterruptible sleep heeds nothing.
+int weightOf(State state) {
+    switch (state) {
+    case State::zombie:
+    case State::unknown:
+        return 0;
+    case State::sleeping:
+        return 1;
+    case State::uninterruptible:
+        return 3;
+    default:
+        return 2;
+    }
 }
 
 } // namespace
@@ -35,13 +65,26 @@ std::optional<ProcState> readProcState(int pid) {
     if (!stat) {
         return std::nullopt;
     }
-    return ProcState{std::string(stat->name), stateOf(stat->state), stat->parent, ofTicks(stat->start)};
+    return ProcState{std::string(stat->name), stateOf(*stat), stat->parent, ofTicks(stat->start)};
 }
 
-std::string readKernelFunction(int pid) {
-    const std::string function = readText(pid, "wchan");
-    // "0" for a process that sleeps nowhere, and for a reader that may not know.
-    return function == "0" ? "" : function;
+Activity readActivity(int pid) {
+    const std::optional<ProcState> process = readProcState(pid);
+    if (!process || process->state != State::sleeping) {
+        return {process ? process->state : State::unknown, readKernelFunction(folderOf(pid))};
+    }
+    Activity activity;
+    std::error_code error;
+    std::filesystem::directory_iterator thread(folderOf(pid) + "/task", error);
+    for (; !error && thread != std::filesystem::directory_iterator(); thread.increment(error)) {
+        const std::string text = readText(thread->path().string() + "/stat");
+        const std::optional<ProcStat> stat = parseProcStat(text);
+        const State state = stat ? stateOf(stat->state) : State::unknown;
+        if (weightOf(state) > weightOf(activity.state)) {
+            activity = {state, readKernelFunction(thread->path().string())};
+        }
+    }
+    return activity;
 }
 
 std::optional<Peer> readTracer(int pid) {
@@ -60,11 +103,8 @@ std::string readCommandLine(int pid) {
     return commandLineIn(readText(pid, "cmdline"));
 }
 
-long readSystemCall(int pid) {
-    const std::string text = readText(pid, "syscall");
-    long number = -1;
-    std::from_chars(text.data(), text.data() + text.size(), number);
-    return number;
+bool sleepsForATime(int pid) {
+    return sleepsForATime(readText(pid, "syscall"), readKernelFunction(folderOf(pid)));
 }
 
 Peer peerOf(int pid) {

@@ -19,8 +19,14 @@ struct ProcState {
 /// Nothing where the process is gone, or /proc is not there.
 std::optional<ProcState> readProcState(int pid);
 
-/// The kernel's function that the process sleeps in, or empty.
-std::string readKernelFunction(int pid);
+struct Activity {
+    State state = State::unknown;
+    /// The kernel's function that it sleeps in, or empty.
+    std::string function;
+};
+
+/// What keeps the process: where it sleeps, what that of its threads does which heeds the least.
+Activity readActivity(int pid);
 
 /// The process that traces it, if one does.
 std::optional<Peer> readTracer(int pid);
@@ -31,8 +37,8 @@ std::string readUnit(int pid);
 /// Its arguments with blanks between them.
 std::string readCommandLine(int pid);
 
-/// The system call that the process is in (PID/syscall), or -1 where it is in none or the kernel does not say.
-long readSystemCall(int pid);
+/// Whether the process sleeps for a time at the moment.
+bool sleepsForATime(int pid);
 
 /// A process with its name, which is empty where it is gone.
 Peer peerOf(int pid);

@@ -4,12 +4,16 @@
 #include <array>
 #include <charconv>
 
+#include <sys/syscall.h>
+
 namespace watch {
 
 namespace {
 
-/// The words after the name are counted from the state on: proc_pid_stat(5) has it third, the start 22nd.
+/// The words after the name are counted from the state on: proc_pid_stat(5) has it third, the number of threads 20th,
+/// the start 22nd.
 constexpr std::size_t kParent = 1;
+constexpr std::size_t kThreads = 17;
 constexpr std::size_t kStart = 19;
 
 std::string_view takeWord(std::string_view& text) {
@@ -63,6 +67,7 @@ std::optional<ProcStat> parseProcStat(std::string_view text) {
     for (std::size_t position = kParent; position <= kStart; ++position) {
         const std::string_view word = takeWord(rest);
         if ((position == kParent && !parseWhole(word, stat.parent)) ||
+            (position == kThreads && !parseWhole(word, stat.threads)) ||
             (position == kStart && !parseWhole(word, stat.start))) {
             return std::nullopt;
         }
@@ -89,6 +94,11 @@ State stateOf(char letter) {
     default:
         return State::unknown;
     }
+}
+
+State stateOf(const ProcStat& stat) {
+    const State state = stateOf(stat.state);
+    return state == State::zombie && stat.threads > 1 ? State::sleeping : state;
 }
 
 int tracerIn(std::string_view status) {
@@ -127,6 +137,15 @@ std::string commandLineIn(std::string_view cmdline) {
     std::string line(cmdline);
     std::replace(line.begin(), line.end(), '\0', ' ');
     return line;
+}
+
+bool sleepsForATime(std::string_view syscall, std::string_view wchan) {
+    if (syscall.empty()) {
+        return wchan == "hrtimer_nanosleep" || wchan == "do_nanosleep";
+    }
+    long number = -1;
+    std::from_chars(syscall.data(), syscall.data() + syscall.size(), number);
+    return number == SYS_clock_nanosleep;
 }
 
 } // namespace watch

@@ -15,14 +15,22 @@ struct ProcStat {
     std::string_view name;
     char state = '?';
     int parent = 0;
+    /// Of a process that is over at most 1.
+    int threads = 0;
     /// Ticks of the kernel since the machine's start.
     std::uint64_t start = 0;
 };
 
+/// Of a process, or of one of its threads (PID/task/TID/stat).
+///
 /// Reads "PID (NAME) STATE PPID ...". A name may hold blanks and brackets: the last ')' ends it.
 std::optional<ProcStat> parseProcStat(std::string_view text);
 
 State stateOf(char letter);
+
+/// What the process is doing as a whole, as far as its first thread tells: one whose first thread has exited is a
+/// zombie only if no other thread is left; else it sleeps.
+State stateOf(const ProcStat& stat);
 
 /// The pid behind "TracerPid:" in PID/status; 0 for none.
 int tracerIn(std::string_view status);
@@ -33,5 +41,9 @@ std::string unitIn(std::string_view cgroup);
 
 /// PID/cmdline with blanks between the arguments.
 std::string commandLineIn(std::string_view cmdline);
+
+/// Whether a process sleeps for a time, as PID/syscall tells it; where that is empty, because the kernel tells it
+/// nobody, as PID/wchan, the kernel's function that it sleeps in.
+bool sleepsForATime(std::string_view syscall, std::string_view wchan);
 
 } // namespace watch

@@ -6,13 +6,14 @@ namespace watch {
 
 namespace {
 
+/// An `exact` of nullptr: there is no such spelling.
 bool isSpelled(const std::string& argument, const char* exact, const char* anyCase) {
-    return argument == exact || strcasecmp(argument.c_str(), anyCase) == 0;
+    return (exact != nullptr && argument == exact) || strcasecmp(argument.c_str(), anyCase) == 0;
 }
 
 bool takesFile(const std::string& argument) {
-    return isSpelled(argument, "-b", "-blacklist") || isSpelled(argument, "", "-e") ||
-           isSpelled(argument, "", "-excludelist");
+    return isSpelled(argument, "-b", "-blacklist") || isSpelled(argument, nullptr, "-e") ||
+           isSpelled(argument, nullptr, "-excludelist");
 }
 
 } // namespace

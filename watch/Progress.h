@@ -14,6 +14,8 @@ struct Progress {
         /// Its question is on the screen and nothing else should be; or it may be no shutdown yet, but a bad command
         /// line.
         silent,
+        /// There is no log to tell.
+        unknown,
         gathering,
         /// Goes through the table, without a wait.
         table,
@@ -26,6 +28,8 @@ struct Progress {
     };
 
     Doing doing = Doing::gathering;
+    /// Whether the processes could be listed; nobody counted them otherwise.
+    bool observed = true;
     /// Of the processes that the program has to end.
     std::size_t ended = 0;
     std::size_t total = 0;

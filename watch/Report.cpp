@@ -177,7 +177,8 @@ std::string strangers(const Run& run) {
 }
 
 std::string notes(const Run& run) {
-    std::string text;
+    const std::string exact = exactness(run);
+    std::string text = exact.empty() ? "" : "  Note: " + exact + "\n";
     for (const std::string& note : run.notes) {
         text += "  Note: " + harmless(note) + "\n";
     }

@@ -90,8 +90,8 @@ struct Process {
     Peer parent;
     /// The systemd unit that it belongs to (/proc/PID/cgroup); empty if none does.
     std::string unit;
-    /// When it started, to a tick of the kernel (10 ms).
-    Time start = 0;
+    /// When it started, to a tick of the kernel (10 ms); nothing if it was gone before it was looked at.
+    std::optional<Time> start;
     /// In the order of their times.
     std::vector<Asked> asked;
     /// When it ended, exact to Run::resolution; nothing if it was running when the program had ended.

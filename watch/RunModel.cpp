@@ -45,21 +45,9 @@ Time goneAt(const Lives& lives, std::size_t place) {
     return gone - ended < kAtOnce ? ended : gone;
 }
 
-bool isWaitedFor(const Stage& stage, const Process& process, bool excluded, const std::vector<Dated>& asked) {
-    if (stage.kind == Stage::Kind::row) {
-        return rowWaits(stage.row) && process.row == stage.row;
-    }
-    return waitsForAll(stage) && isHandled(process, excluded, asked);
-}
-
 void fillWaitedFor(Stage& stage, const Lives& lives, const Askings& askings, const Sparings& sparings) {
-    std::vector<std::size_t> places;
-    for (std::size_t place = 0; place < lives.processes.size(); ++place) {
-        if (goneAt(lives, place) > stage.begin &&
-            isWaitedFor(stage, lives.processes[place], sparings.excluded[place], askings.of[place])) {
-            places.push_back(place);
-        }
-    }
+    std::vector<std::size_t> places = waitedFor(stage, lives, askings, sparings);
+    std::erase_if(places, [&](std::size_t place) { return goneAt(lives, place) <= stage.begin; });
     std::stable_sort(places.begin(), places.end(),
                      [&](std::size_t left, std::size_t right) { return goneAt(lives, left) > goneAt(lives, right); });
     for (const std::size_t place : places) {
@@ -82,7 +70,7 @@ std::vector<Process> settleProcesses(const Lives& lives, const Askings& askings,
 
 } // namespace
 
-RunModel::RunModel(Run run, bool asks) : m_run(std::move(run)), m_story(m_run.begin), m_asks(asks) {
+RunModel::RunModel(Run run, bool asks) : m_run(std::move(run)), m_story(m_run.begin, asks), m_asks(asks) {
     m_lives.processes = std::exchange(m_run.processes, {});
     m_lives.gone.resize(m_lives.processes.size());
     for (Process& process : m_lives.processes) {
@@ -109,9 +97,18 @@ std::vector<std::string> RunModel::commands() const {
     return found;
 }
 
+const RunModel::Settled& RunModel::settled() const {
+    if (!m_settled) {
+        Askings askings = settleAskings(m_lives, m_story);
+        Sparings sparings = settleSparings(m_lives, m_story, askings);
+        m_settled = Settled{std::move(askings), std::move(sparings)};
+    }
+    return *m_settled;
+}
+
 std::vector<bool> RunModel::killed() const {
     std::vector<bool> killed;
-    for (const std::vector<Dated>& asked : settleAskings(m_lives, m_story).of) {
+    for (const std::vector<Dated>& asked : settled().askings.of) {
         killed.push_back(std::any_of(asked.begin(), asked.end(), isKill));
     }
     return killed;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,13 +20,23 @@ class RunModel {
     RunModel(Run run, bool asks);
 
     /// The next record of the log.
-    void read(const LogEvent& event) { m_story.read(event); }
+    void read(const LogEvent& event) {
+        m_story.read(event);
+        m_hasRead = true;
+        m_settled.reset();
+    }
 
     /// The process of that place in the snapshot ended.
-    void ended(std::size_t place, Time when) { m_lives.processes[place].ended = when; }
+    void ended(std::size_t place, Time when) {
+        m_lives.processes[place].ended = when;
+        m_settled.reset();
+    }
 
     /// Signal 0 no longer finds it: it ended, and its parent took note.
-    void gone(std::size_t place, Time when) { m_lives.gone[place] = when; }
+    void gone(std::size_t place, Time when) {
+        m_lives.gone[place] = when;
+        m_settled.reset();
+    }
 
     /// More of a process than the snapshot knows.
     void describe(std::size_t place, const Peer& parent, const std::string& unit);
@@ -45,10 +56,20 @@ class RunModel {
     Run finish(Time end);
 
   private:
+    struct Settled {
+        Askings askings;
+        Sparings sparings;
+    };
+    [[nodiscard]] const Settled& settled() const;
+
     Run m_run;
     Lives m_lives;
     LogStory m_story;
+    /// What the log and the lives say so far; nothing when either has gone on since. A line is rewritten much more
+    /// often.
+    mutable std::optional<Settled> m_settled;
     bool m_asks;
+    bool m_hasRead = false;
 };
 
 } // namespace watch

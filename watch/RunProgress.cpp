@@ -62,16 +62,8 @@ void showWaiting(const View& view, const std::vector<std::size_t>& places, Progr
 }
 
 std::vector<std::size_t> present(const View& view, const Stage& stage) {
-    std::vector<std::size_t> places;
-    for (std::size_t place = 0; place < view.lives.processes.size(); ++place) {
-        const Process& process = view.lives.processes[place];
-        const bool isMeant = stage.kind == Stage::Kind::row
-                                 ? process.row == stage.row
-                                 : isHandled(process, view.sparings.excluded[place], view.askings.of[place]);
-        if (isMeant && !view.lives.gone[place]) {
-            places.push_back(place);
-        }
-    }
+    std::vector<std::size_t> places = waitedFor(stage, view.lives, view.askings, view.sparings);
+    std::erase_if(places, [&](std::size_t place) { return view.lives.gone[place].has_value(); });
     return places;
 }
 
@@ -126,13 +118,13 @@ void showStage(const View& view, const Stage& stage, const LogStory& story, Prog
 } // namespace
 
 Progress RunModel::progress(Time now) const {
-    const Askings askings = settleAskings(m_lives, m_story);
-    const Sparings sparings = settleSparings(m_lives, m_story, askings);
+    const Settled& settled = this->settled();
     Progress progress;
+    progress.observed = m_run.observed;
     progress.elapsed = now - m_run.begin;
     for (std::size_t place = 0; place < m_lives.processes.size(); ++place) {
         const Process& process = m_lives.processes[place];
-        if (process.category != CAT_OTHER_THIRD_PARTY && !sparings.excluded[place]) {
+        if (process.category != CAT_OTHER_THIRD_PARTY && !settled.sparings.excluded[place]) {
             ++progress.total;
             progress.ended += process.ended ? 1U : 0U;
         }
@@ -140,8 +132,10 @@ Progress RunModel::progress(Time now) const {
     progress.doing = m_story.hasSwept() ? Doing::over : Doing::table;
     if (!m_story.hasListed() && (m_asks || progress.elapsed < kUntilItIsOne)) {
         progress.doing = Doing::silent;
+    } else if (!m_hasRead) {
+        progress.doing = Doing::unknown;
     } else if (m_story.present()) {
-        showStage({m_lives, askings, sparings, now}, *m_story.present(), m_story, progress);
+        showStage({m_lives, settled.askings, settled.sparings, now}, *m_story.present(), m_story, progress);
     }
     return progress;
 }

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <optional>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -26,21 +27,40 @@ bool knowsSequences() {
     return terminal != nullptr && *terminal != '\0' && std::string_view(terminal) != "dumb";
 }
 
+/// The terminal itself, whatever name it was opened by: /dev/tty is any of them.
+std::optional<unsigned int> terminalOf(int fd) {
+    unsigned int device = 0;
+    return ::ioctl(fd, TIOCGDEV, &device) == 0 ? std::optional(device) : std::nullopt;
+}
+
 bool isSameTerminal() {
+    const std::optional<unsigned int> output = terminalOf(STDOUT_FILENO);
+    return output && output == terminalOf(STDERR_FILENO);
+}
+
+/// Whether what the program prints may come to the terminal by a way that does not lead through here: a pipe to tee, or
+/// a terminal that is shown within another.
+bool isOutOfReach() {
     struct stat output {};
-    struct stat error {};
-    return ::isatty(STDOUT_FILENO) == 1 && ::fstat(STDOUT_FILENO, &output) == 0 &&
-           ::fstat(STDERR_FILENO, &error) == 0 && output.st_rdev == error.st_rdev;
+    if (::fstat(STDOUT_FILENO, &output) != 0) {
+        return false;
+    }
+    return S_ISFIFO(output.st_mode) || S_ISSOCK(output.st_mode) || (::isatty(STDOUT_FILENO) == 1 && !isSameTerminal());
 }
 
 } // namespace
 
 Screen::Screen(bool quiet) {
-    if (quiet || ::isatty(STDERR_FILENO) != 1 || !knowsSequences() || !isInForeground()) {
+    if (quiet || ::isatty(STDERR_FILENO) != 1 || !knowsSequences() || !isInForeground() || isOutOfReach()) {
         return;
     }
     m_terminal.reset(::open("/proc/self/fd/2", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     m_takesStandardOutput = isLive() && isSameTerminal();
+}
+
+void Screen::giveUp() {
+    m_terminal.reset();
+    m_takesStandardOutput = false;
 }
 
 std::size_t Screen::width() const {

@@ -17,10 +17,13 @@ class Screen {
     /// Looks what standard error is. With `quiet` nothing is ever shown.
     explicit Screen(bool quiet);
 
-    /// Whether the line can be shown on it.
+    /// Whether the line can be shown on it, and nothing else can come between.
     [[nodiscard]] bool isLive() const { return static_cast<bool>(m_terminal); }
     /// Whether standard output goes to the same terminal, and has to be piped as well.
     [[nodiscard]] bool takesStandardOutput() const { return m_takesStandardOutput; }
+
+    /// There will be no line: the program's output cannot be piped. Nothing was shown yet.
+    void giveUp();
 
     /// In columns; that of a terminal that does not know is 80.
     [[nodiscard]] std::size_t width() const;

@@ -8,10 +8,12 @@ namespace watch {
 
 namespace {
 
-std::string counted(const Run& run, Outcome outcome, const char* words) {
+constexpr Time kMillisecond = kSecond / 1000;
+
+std::string counted(const Run& run, Outcome outcome, const char* words, const char* ofOne = nullptr) {
     const auto count = std::count_if(run.processes.begin(), run.processes.end(),
                                      [&](const Process& process) { return process.outcome == outcome; });
-    return count == 0 ? "" : ", " + std::to_string(count) + words;
+    return count == 0 ? "" : ", " + std::to_string(count) + (count == 1 && ofOne != nullptr ? ofOne : words);
 }
 
 std::string lastComponent(const std::string& path) {
@@ -26,7 +28,7 @@ std::string headline(const Run& run) {
     text += run.observed ? std::to_string(count) + (count == 1 ? " process" : " processes") : "processes not seen";
     text += " in " + inSeconds(run.end - run.begin);
     text += counted(run, Outcome::ended, " ended") +
-            counted(run, Outcome::endedUnasked, " ended before they were asked") +
+            counted(run, Outcome::endedUnasked, " ended before they were asked", " ended before it was asked") +
             counted(run, Outcome::killed, " killed") + counted(run, Outcome::survived, " still there") +
             counted(run, Outcome::spared, " spared");
     return text + (run.status ? "; status " + std::to_string(*run.status)
@@ -40,7 +42,12 @@ std::string commandLine(const Run& run) {
     }
     const std::string began = date(run.begin);
     text += ", " + began.substr(0, 10) + " " + began.substr(11, 8) + " UTC";
-    return run.resolution == 0 ? text : text + "; ends are exact to " + inSeconds(run.resolution);
+    const std::string exact = exactness(run);
+    return exact.empty() ? text : text + "; " + exact;
+}
+
+std::string exactness(const Run& run) {
+    return run.resolution == 0 ? "" : "ends are exact to " + std::to_string(run.resolution / kMillisecond) + " ms";
 }
 
 } // namespace watch

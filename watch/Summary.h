@@ -14,4 +14,7 @@ std::string headline(const Run& run);
 /// that is not to the instant.
 std::string commandLine(const Run& run);
 
+/// "ends are exact to 100 ms"; empty where they are exact to the instant.
+std::string exactness(const Run& run);
+
 } // namespace watch

@@ -1,11 +1,13 @@
 #include "Survivors.h"
 
 #include <algorithm>
-#include <cstdlib>
+#include <cstring>
+#include <utility>
 
 #include "Clock.h"
 #include "ProcFiles.h"
 #include "Snapshot.h"
+#include "StopCommands.h"
 
 namespace watch {
 
@@ -17,18 +19,12 @@ Reason reasonOf(const Process& process) {
     if (!state) {
         return reason;
     }
-    reason.state = state->state;
-    reason.function = readKernelFunction(process.pid);
+    Activity activity = readActivity(process.pid);
+    reason.state = activity.state;
+    reason.function = std::move(activity.function);
     reason.tracer = readTracer(process.pid);
     reason.age = sinceBoot() - state->start;
     return reason;
-}
-
-/// A script's interpreter stands before it.
-bool isStopCommand(int pid, const std::vector<std::string>& commands) {
-    const std::string line = ' ' + readCommandLine(pid);
-    return std::any_of(commands.begin(), commands.end(),
-                       [&](const std::string& command) { return line.ends_with(' ' + command); });
 }
 
 CameBack cameBack(const Process& process, const ProcState& state) {
@@ -43,11 +39,12 @@ CameBack cameBack(const Process& process, const ProcState& state) {
     return back;
 }
 
-/// Whether the run's snapshot has that very process: its pid, and its start to a tick.
-bool wasThere(const Run& run, int pid, Time start) {
-    return std::any_of(run.processes.begin(), run.processes.end(), [&](const Process& process) {
-        return process.pid == pid && (process.start == 0 || std::abs(process.start - start) < kSecond / 10);
-    });
+/// Whether the run's snapshot has that very process: its pid, and its start to the tick.
+bool wasThere(const Run& run, const Observation& observation, int pid, Time start) {
+    const auto known = std::lower_bound(run.processes.begin(), run.processes.end(), pid,
+                                        [](const Process& process, int wanted) { return process.pid < wanted; });
+    return known != run.processes.end() && known->pid == pid &&
+           observation.isThat(static_cast<std::size_t>(known - run.processes.begin()), start);
 }
 
 } // namespace
@@ -64,20 +61,19 @@ void explainSurvivors(Run& run) {
     }
 }
 
-std::vector<CameBack> findCameBack(const Run& run, const std::string& program,
-                                   const std::vector<std::string>& commands) {
-    std::vector<CameBack> found;
-    for (const Process& process : takeSnapshot(false, program).processes) {
+void findCameBack(Run& run, const Observation& observation, const std::string& program,
+                  const std::vector<std::string>& commands) {
+    StopCommands stopCommands(commands, observation.taken());
+    const Snapshot snapshot = takeSnapshot(false, program);
+    if (snapshot.error != 0) {
+        run.notes.push_back(std::string("who came back is not known: ") + std::strerror(snapshot.error));
+    }
+    for (const Process& process : snapshot.processes) {
         const std::optional<ProcState> state = readProcState(process.pid);
-        if (!state || isStopCommand(process.pid, commands)) {
-            continue;
-        }
-        const CameBack back = cameBack(process, *state);
-        if (!wasThere(run, back.pid, back.start)) {
-            found.push_back(back);
+        if (state && !wasThere(run, observation, process.pid, state->start) && !stopCommands.include(process.pid)) {
+            run.cameBack.push_back(cameBack(process, *state));
         }
     }
-    return found;
 }
 
 } // namespace watch

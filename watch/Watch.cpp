@@ -51,9 +51,8 @@ std::string logPath() {
 Watch::Watch(const Program& program, const Inherited& inherited, bool showsLines)
     : m_program(program), m_inherited(inherited),
       m_asked(readProgramArguments({program.words.begin() + 1, program.words.end()})), m_path(resolved(program.path)),
-      m_screen(m_asked.quiet || !m_asked.shutsDown),
-      m_showsLines(showsLines && !m_asked.quiet && m_asked.shutsDown && !m_screen.isLive()), m_log(logPath()),
-      m_childSignal(openChildSignal()) {}
+      m_screen(m_asked.quiet || !m_asked.shutsDown), m_showsLines(showsLines && !m_asked.quiet && m_asked.shutsDown),
+      m_log(logPath()), m_childSignal(openChildSignal()) {}
 
 void Watch::observe() {
     Snapshot snapshot = takeSnapshot(m_asked.thirdParty, m_path);
@@ -85,6 +84,8 @@ Started Watch::start() {
         m_output.reset(ends[0]);
         writing.reset(ends[1]);
         ::fcntl(ends[0], F_SETFL, O_NONBLOCK);
+    } else {
+        m_screen.giveUp();
     }
     m_start.begin = timeNow();
     m_begin = steady();
@@ -95,6 +96,10 @@ Started Watch::start() {
 void Watch::describe() {
     std::map<int, Peer> parents;
     for (std::size_t place = 0; place < m_model->processes().size(); ++place) {
+        if (!m_observation->isThere(place)) {
+            // The pid may be another process's by now.
+            continue;
+        }
         const int parent = m_observation->parentOf(place);
         const auto [known, isNew] = parents.try_emplace(parent);
         if (isNew && parent != 0) {
@@ -117,7 +122,9 @@ Run Watch::settle() {
     }
     if (run.observed) {
         explainSurvivors(run);
-        run.cameBack = findCameBack(run, m_path, commands);
+        // The listing needs descriptors of its own.
+        m_observation->close();
+        findCameBack(run, *m_observation, m_path, commands);
     }
     return run;
 }
@@ -125,6 +132,9 @@ Run Watch::settle() {
 Watched Watch::run() {
     observe();
     const Started started = start();
+    if (started.interrupt) {
+        endLike({std::nullopt, started.interrupt});
+    }
     if (started.error != 0) {
         m_streams.takeBack();
         return {started.error, {}, {}};

@@ -37,10 +37,10 @@ struct Watched {
 
 class Watch {
   public:
-    /// Where standard error is no terminal, `showsLines` says whether it gets a line now and then.
+    /// Where no line can be rewritten, `showsLines` says whether standard error gets a whole one now and then.
     Watch(const Program& program, const Inherited& inherited, bool showsLines);
 
-    /// Runs the program to its end.
+    /// Runs the program to its end. An interrupt before its beginning ends the watcher.
     Watched run();
 
   private:
@@ -50,7 +50,9 @@ class Watch {
     void loop();
     void waitForSomething(Time most);
     void tick();
-    void showLine();
+    void look();
+    void show(Time now);
+    void showLine(Time now);
     void forwardOutput();
     [[nodiscard]] bool mayReadLog();
     void readLog();
@@ -81,6 +83,7 @@ class Watch {
     Time m_begin = 0;
     Time m_end = 0;
     Time m_nextShow = 0;
+    Time m_nextFind = 0;
     Time m_nextLine = 0;
     bool m_mayReadLog = false;
 };

@@ -2,10 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <ctime>
 
 #include <poll.h>
 #include <sys/signalfd.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include "LiveLine.h"
@@ -20,13 +21,18 @@ namespace {
 constexpr Time kShowPeriod = kSecond / 4;
 /// Without a line to show, the log is read so often, so that a rotation is not missed.
 constexpr Time kIdlePeriod = kSecond;
-/// Until there is a log to follow, it is looked for so often.
+/// Until there is a log to follow, it is looked for so often; after the first seconds, in which a program begins it, no
+/// more than is looked into it.
 constexpr Time kFindPeriod = kSecond / 50;
+constexpr Time kUntilBegun = 3 * kSecond;
 /// The first whole line, and how often others follow.
 constexpr Time kFirstLine = 2 * kSecond;
 constexpr Time kLinePeriod = 10 * kSecond;
 /// Third parties are killed at the very end, and nobody waits for them.
 constexpr Time kGrace = kSecond / 4;
+/// Before a wait that failed is tried again.
+constexpr timespec kPause = {0, 10'000'000};
+
 } // namespace
 
 void Watch::tell(const std::vector<LifeEvent>& events) {
@@ -43,7 +49,7 @@ void Watch::tell(const std::vector<LifeEvent>& events) {
 /// has looked. It sleeps only afterwards.
 bool Watch::mayReadLog() {
     if (!m_mayReadLog) {
-        m_mayReadLog = !m_asked.thirdParty || m_ending || readSystemCall(m_pid) == SYS_clock_nanosleep;
+        m_mayReadLog = !m_asked.thirdParty || m_ending || sleepsForATime(m_pid);
     }
     return m_mayReadLog;
 }
@@ -66,31 +72,39 @@ void Watch::forwardOutput() {
     }
 }
 
-void Watch::showLine() {
-    const Time now = steady();
-    const std::string line = plainLine(m_model->progress(timeNow()));
-    if (now < m_nextLine || line.empty()) {
+void Watch::showLine(Time now) {
+    const std::string line = now < m_nextLine ? "" : plainLine(m_model->progress(timeNow()));
+    if (line.empty()) {
         return;
     }
-    m_nextLine += kLinePeriod;
+    // From now: lines that there was a reason not to show are not made up for.
+    m_nextLine = now + kLinePeriod;
     m_streams.takeBack();
     writeAtOnce("cvstop-watch: " + line + "\n");
     m_streams.letGo();
 }
 
-void Watch::tick() {
-    const Time now = steady();
-    if (now < m_nextShow) {
-        return;
-    }
-    m_nextShow = now + (!m_log.find() ? kFindPeriod : m_screen.isLive() ? kShowPeriod : kIdlePeriod);
-    if (mayReadLog()) {
-        readLog();
-    }
+void Watch::show(Time now) {
     if (m_screen.isLive() && !m_screen.isLost()) {
         m_screen.show(liveLine(m_model->progress(timeNow()), m_screen.width() - 1));
-    } else if (m_showsLines && m_mayReadLog) {
-        showLine();
+    } else if (m_showsLines && m_mayReadLog && !m_screen.isLive()) {
+        // Where standard error is a file of the product's tree, the program must not see the watcher at it.
+        showLine(now);
+    }
+}
+
+void Watch::tick() {
+    const Time now = steady();
+    if (now >= m_nextFind) {
+        const bool mayBeginSoon = !m_log.find() && now - m_begin < kUntilBegun;
+        m_nextFind = now + (mayBeginSoon ? kFindPeriod : kIdlePeriod);
+    }
+    if (now >= m_nextShow) {
+        m_nextShow = now + (m_screen.isLive() ? kShowPeriod : kIdlePeriod);
+        if (mayReadLog()) {
+            readLog();
+        }
+        show(now);
     }
 }
 
@@ -101,7 +115,12 @@ void Watch::waitForSomething(Time most) {
     const std::size_t own = waiting.size();
     m_observation->appendTo(waiting);
     const int milliseconds = static_cast<int>((std::max<Time>(most, 0) + 999'999) / 1'000'000);
-    if (::poll(waiting.data(), waiting.size(), milliseconds) <= 0) {
+    const int ready = ::poll(waiting.data(), waiting.size(), milliseconds);
+    if (ready < 0 && errno != EINTR) {
+        // Without memory, say: it must not become a loop that takes a core.
+        ::nanosleep(&kPause, nullptr);
+    }
+    if (ready <= 0) {
         return;
     }
     tell(m_observation->polled(waiting.data() + own, waiting.data() + waiting.size()));
@@ -115,7 +134,7 @@ void Watch::waitForSomething(Time most) {
 }
 
 Time Watch::untilNext() const {
-    Time next = m_nextShow;
+    Time next = std::min(m_nextShow, m_nextFind);
     if (const std::optional<Time> due = m_observation->lookDue()) {
         next = std::min(next, *due);
     }

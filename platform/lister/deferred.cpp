@@ -34,12 +34,29 @@ struct DeferredJudge::Batch {
     std::atomic<bool> isOver = false;
 };
 
-/// False if the next process did not answer in time.
-bool DeferredJudge::run(const std::shared_ptr<Batch>& batch) {
+DeferredJudge::~DeferredJudge() {
+    if (!m_batch) {
+        return;
+    }
+    m_batch->isOver = true;
+    try {
+        static_cast<void>(m_worker->finish(m_patience));
+    } catch (...) {
+        // The scan has failed already, and says why.
+    }
+}
+
+void DeferredJudge::begin(const std::shared_ptr<Batch>& batch) {
     if (!m_worker) {
         m_worker.emplace();
     }
-    if (m_worker->run([batch] { batch->workOff(); }, m_patience)) {
+    m_worker->start([batch] { batch->workOff(); });
+    m_batch = batch;
+}
+
+/// False if the next process did not answer in time.
+bool DeferredJudge::awaitEnd() {
+    if (m_worker->finish(m_patience)) {
         return true;
     }
     m_worker.reset();
@@ -47,20 +64,27 @@ bool DeferredJudge::run(const std::shared_ptr<Batch>& batch) {
     return false;
 }
 
-std::vector<Verdict> DeferredJudge::judge(const std::shared_ptr<const Judge>& judge,
-                                          const std::shared_ptr<const std::vector<Deferred>>& processes) {
+void DeferredJudge::start(const std::shared_ptr<const Judge>& judge,
+                          const std::shared_ptr<const std::vector<Deferred>>& processes) {
+    if (!processes->empty()) {
+        begin(std::make_shared<Batch>(judge, processes, 0));
+    }
+}
+
+std::vector<Verdict> DeferredJudge::finish() {
     std::vector<Verdict> verdicts;
-    verdicts.reserve(processes->size());
-    while (verdicts.size() < processes->size()) {
-        const auto batch = std::make_shared<Batch>(judge, processes, verdicts.size());
-        const bool isWhole = run(batch);
+    while (const std::shared_ptr<Batch> batch = std::exchange(m_batch, nullptr)) {
+        const bool isWhole = awaitEnd();
         // Read `done` first: the thread may wake and go on.
         const std::size_t done = batch->done;
         batch->isOver = true;
         std::move(batch->verdicts.begin(), batch->verdicts.begin() + static_cast<std::ptrdiff_t>(done),
                   std::back_inserter(verdicts));
         if (!isWhole && done < batch->verdicts.size()) {
-            verdicts.push_back({0, Reason::Stuck, (*processes)[verdicts.size()].link});
+            verdicts.push_back({0, Reason::Stuck, (*batch->processes)[verdicts.size()].link});
+        }
+        if (verdicts.size() < batch->processes->size()) {
+            begin(std::make_shared<Batch>(batch->judge, batch->processes, verdicts.size()));
         }
     }
     return verdicts;

@@ -27,16 +27,27 @@ struct Deferred {
 /// Judges on a thread that is left behind where a process does not answer.
 class DeferredJudge {
   public:
-    /// The verdicts in the order of the processes; Reason::Stuck for one that gave no answer for a second. Every such
-    /// process halves the patience with the next, down to 20 ms: anybody can make many of them. Throws
-    /// ScanFailure and std::bad_alloc.
-    std::vector<Verdict> judge(const std::shared_ptr<const Judge>& judge,
-                               const std::shared_ptr<const std::vector<Deferred>>& processes);
+    DeferredJudge() = default;
+    /// What is being judged is given up after the process that it is at, or with it where it does not answer.
+    ~DeferredJudge();
+    DeferredJudge(const DeferredJudge&) = delete;
+    DeferredJudge& operator=(const DeferredJudge&) = delete;
+
+    /// Begins to judge these; the ones before must be finished. Throws ScanFailure.
+    void start(const std::shared_ptr<const Judge>& judge,
+               const std::shared_ptr<const std::vector<Deferred>>& processes);
+
+    /// The verdicts in the order of the processes, none where nothing was started; Reason::Stuck for one that gave no
+    /// answer for a second. Every such process halves the patience with the next, down to 20 ms: anybody can make many
+    /// of them. Throws ScanFailure and std::bad_alloc.
+    std::vector<Verdict> finish();
 
   private:
     struct Batch;
-    bool run(const std::shared_ptr<Batch>& batch);
+    void begin(const std::shared_ptr<Batch>& batch);
+    bool awaitEnd();
 
+    std::shared_ptr<Batch> m_batch;
     std::optional<Worker> m_worker;
     std::chrono::milliseconds m_patience = std::chrono::seconds(1);
 };

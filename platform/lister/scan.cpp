@@ -54,12 +54,17 @@ int Scan::run(RecordList& records) {
             m_metPid1 = m_metPid1 || *pid == 1;
             visit(name, *pid, 0);
         }
+        if (m_deferred.size() >= kBatch) {
+            handOver();
+        }
         return true;
     });
     if (error != 0) {
         return error;
     }
-    judgeDeferred();
+    while (!m_deferred.empty() || m_inJudgement) {
+        handOver();
+    }
     return isWhole() ? 0 : EACCES;
 }
 
@@ -108,23 +113,28 @@ bool Scan::visitLink(const char* folder, pid_t pid, std::string_view link, int l
 void Scan::defer(const char* folder, pid_t pid, std::string_view link, int look) {
     m_deferred.reserve(kBatch);
     m_deferred.push_back({folder, pid, std::string(link), look});
-    if (m_deferred.size() == kBatch) {
-        judgeDeferred();
+}
+
+/// One batch is judged while the next one's links are read.
+void Scan::handOver() {
+    const auto next = std::make_shared<const std::vector<Deferred>>(std::exchange(m_deferred, {}));
+    takeJudged();
+    if (!next->empty()) {
+        m_deferredJudge.start(theJudge(), next);
+        m_inJudgement = next;
     }
 }
 
 /// One that vanished may have lost its first thread alone, or have executed another program from another thread.
-void Scan::judgeDeferred() {
-    while (!m_deferred.empty()) {
-        const auto processes = std::make_shared<const std::vector<Deferred>>(std::exchange(m_deferred, {}));
-        const std::vector<Verdict> verdicts = m_deferredJudge.judge(theJudge(), processes);
-        for (std::size_t at = 0; at < verdicts.size(); ++at) {
-            const Deferred& process = (*processes)[at];
-            if (verdicts[at].reason != Reason::Vanished) {
-                take(process.pid, verdicts[at]);
-            } else if (process.look < kMostRevisits) {
-                visit(std::to_string(process.pid).c_str(), process.pid, process.look + 1);
-            }
+void Scan::takeJudged() {
+    const auto processes = std::exchange(m_inJudgement, nullptr);
+    const std::vector<Verdict> verdicts = m_deferredJudge.finish();
+    for (std::size_t at = 0; at < verdicts.size(); ++at) {
+        const Deferred& process = (*processes)[at];
+        if (verdicts[at].reason != Reason::Vanished) {
+            take(process.pid, verdicts[at]);
+        } else if (process.look < kMostRevisits) {
+            visit(std::to_string(process.pid).c_str(), process.pid, process.look + 1);
         }
     }
 }

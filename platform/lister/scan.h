@@ -35,7 +35,8 @@ class Scan {
     bool visitThreads(const char* task, pid_t pid, int look);
     void visitUnreadable(pid_t pid, int error);
     void defer(const char* folder, pid_t pid, std::string_view link, int look);
-    void judgeDeferred();
+    void handOver();
+    void takeJudged();
     void take(pid_t pid, const Verdict& verdict);
     void log(pid_t pid, const Verdict& verdict) const;
     [[nodiscard]] bool isWhole();
@@ -51,7 +52,9 @@ class Scan {
     UniqueFd m_proc;
     RecordList* m_records = nullptr;
     std::shared_ptr<const Judge> m_judge;
+    /// Those that wait to be handed over, and those that are being judged.
     std::vector<Deferred> m_deferred;
+    std::shared_ptr<const std::vector<Deferred>> m_inJudgement;
     DeferredJudge m_deferredJudge;
     bool m_metPid1 = false;
     bool m_wasDenied = false;

@@ -47,6 +47,7 @@ struct Worker::Thread {
     std::atomic<pid_t> tid = 0;
 
     void work();
+    void leaveBehind();
     [[nodiscard]] std::chrono::nanoseconds processorTime() const;
     [[nodiscard]] bool isRunnable() const;
     [[nodiscard]] bool awaitEnd(std::unique_lock<std::mutex>& lock, std::chrono::milliseconds patience);
@@ -84,6 +85,11 @@ void Worker::Thread::work() {
     }
 }
 
+void Worker::Thread::leaveBehind() {
+    isLeftBehind = true;
+    pthread_detach(id);
+}
+
 std::chrono::nanoseconds Worker::Thread::processorTime() const {
     clockid_t clock = {};
     timespec time = {};
@@ -119,7 +125,7 @@ bool Worker::Thread::awaitEnd(std::unique_lock<std::mutex>& lock, std::chrono::m
 }
 
 Worker::Worker() : m_thread(std::make_shared<Thread>()) {
-    // The threads take turns: an arena of its own would cost the second one memory for nothing (mallopt(3)).
+    // Neither thread allocates much: an arena of its own would cost the second one memory for nothing (mallopt(3)).
     mallopt(M_ARENA_MAX, 1);
     auto shared = std::make_unique<std::shared_ptr<Thread>>(m_thread);
     pthread_attr_t attributes = {};
@@ -136,6 +142,9 @@ Worker::Worker() : m_thread(std::make_shared<Thread>()) {
 Worker::~Worker() {
     const bool wasLeftBehind = [this] {
         const std::lock_guard<std::mutex> lock(m_thread->mutex);
+        if (m_thread->isWorking && !m_thread->isLeftBehind) {
+            m_thread->leaveBehind();
+        }
         m_thread->isEnding = true;
         m_thread->changed.notify_all();
         return m_thread->isLeftBehind;
@@ -145,14 +154,17 @@ Worker::~Worker() {
     }
 }
 
-bool Worker::run(std::function<void()> job, std::chrono::milliseconds patience) {
-    std::unique_lock<std::mutex> lock(m_thread->mutex);
+void Worker::start(std::function<void()> job) {
+    const std::lock_guard<std::mutex> lock(m_thread->mutex);
     m_thread->job = std::move(job);
     m_thread->isWorking = true;
     m_thread->changed.notify_all();
+}
+
+bool Worker::finish(std::chrono::milliseconds patience) {
+    std::unique_lock<std::mutex> lock(m_thread->mutex);
     if (!m_thread->awaitEnd(lock, patience)) {
-        m_thread->isLeftBehind = true;
-        pthread_detach(m_thread->id);
+        m_thread->leaveBehind();
         return false;
     }
     m_thread->job = nullptr;

@@ -13,15 +13,18 @@ class Worker {
   public:
     /// Throws ScanFailure where no thread can be had.
     Worker();
-    /// Ends the thread, unless it was left behind.
+    /// Ends the thread; one that is still at work is left behind.
     ~Worker();
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
 
-    /// Does the job and throws what it threw. Returns false where it used next to no processor time for as long as
-    /// `patience`, and did not wait for a processor either: then it may still go on at any later time, so it must own
-    /// whatever it uses, and the worker takes no other job.
-    [[nodiscard]] bool run(std::function<void()> job, std::chrono::milliseconds patience);
+    /// Begins a job, and the one before must be finished. It may go on after the worker's end: it must own whatever it
+    /// uses.
+    void start(std::function<void()> job);
+
+    /// Waits until the job is done and throws what it threw. Returns false where it used next to no processor time for
+    /// as long as `patience`, and did not wait for a processor either: then the worker takes no other job.
+    [[nodiscard]] bool finish(std::chrono::milliseconds patience);
 
   private:
     struct Thread;

@@ -29,7 +29,6 @@ interpreter_python = /usr/bin/python3
 remote_user = root
 local_tmp = {folder}/local
 [ssh_connection]
-pipelining = true
 ssh_common_args = -F {folder}/ssh_config -o ControlPath=none
 """
 SSH = """\

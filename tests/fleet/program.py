@@ -5,9 +5,11 @@
               a file that says so; a line each, tabs in between
   status      the exit status of every run, where it is to be another than 0 or 1
   says        what is printed instead of a listing
+  spoils, removes     the folder of Ansible's jobs: a shutdown makes sure that no result can be written, or removes it
   calls       what it was called with and in which language, a line each: it is written here
 """
 import os
+import shutil
 import sys
 import time
 
@@ -44,6 +46,12 @@ def shut_down(rows, third_party):
     out = b"Gathering process information.\n"
     kept = []
     time.sleep(float(read("takes", b"0")))
+    if folder := read("spoils").decode():
+        for name in os.listdir(folder):
+            # Where async_wrapper writes its draft.
+            os.mkdir(os.path.join(folder, name + ".tmp"))
+    if folder := read("removes"):
+        shutil.rmtree(folder)
     for row in rows:
         if row[3] == b"Third Party" and not third_party:
             kept.append(row)

@@ -1,6 +1,8 @@
 """Real clients, a dozen at once, each a box with an sshd of its own: what the report says of each is what its journal says."""
 import json
+import os
 import re
+import signal
 import subprocess
 
 import pytest
@@ -149,6 +151,16 @@ def test_the_outcome_is_what_the_journal_says(run, name):
 
 
 @pytest.mark.xdist_group("course")
+def test_the_outcome_where_nothing_runs_and_where_something_comes_back(run):
+    assert run.touched["idle"] == [] and run.records["idle"]["found"] == []
+    client, record = run.fleet["phoenix"], run.records["phoenix"]
+    assert client.ended() == {"halvd": 1} and not client.running()
+    # What comes back is no daemon of the box and keeps no journal.
+    assert names(record["stopped"]) == ["halvd", "phoenix"]
+    assert [(process["name"], process["new"]) for process in record["survivors"]] == [("phoenix", True)]
+
+
+@pytest.mark.xdist_group("course")
 def test_what_was_spared(run):
     assert names(run.records["keeping"]["spared"]) == ["koka"]
     assert run.fleet["keeping"].running() == {"koka": 1}
@@ -205,7 +217,7 @@ def test_nothing_is_left_behind_on_the_clients(run):
     for name in ("clean", "busy", "keeping"):
         left = {line.rsplit(" ", 1)[0] for line in files(run.fleet[name]).splitlines()}
         new = left - {line.rsplit(" ", 1)[0] for line in run.before[name].splitlines()}
-        known = re.compile(r"/usr/quarn/sandbox/|/run/quarn\.corvane-|/root/\.ansible_async$|/root/\.ansible/tmp$|/run/sshd")
+        known = re.compile(r"/usr/quarn/sandbox/|/root/\.ansible_async$|/root/\.ansible/tmp$|/run/sshd")
         assert not [path for path in new if not known.match(path)]
 
 
@@ -287,6 +299,10 @@ def test_the_role_in_a_play_of_ones_own(make_fleet):
     assert (fleet.folder / "own/failed.txt").read_text() == "second\n"
 
 
+def stop_commands(client, name):
+    return [words for words in client.touched() if words[1] == "start" and words[3].endswith(f"/{name}")]
+
+
 def test_two_controllers_at_once(make_fleet):
     fleet = make_fleet("two")
     client = fleet.add("client", f"{B}/halvd stop=3\n{B}/koka\n")
@@ -296,8 +312,7 @@ def test_two_controllers_at_once(make_fleet):
                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT) for report in reports]
     outputs = [process.communicate()[0] for process in runs]
     assert [process.returncode for process in runs] == [0, 0], outputs
-    asked = [words for words in client.touched() if words[1] == "start" and words[3].endswith("/halvd")]
-    assert len(asked) == 1 and not client.running()
+    assert len(stop_commands(client, "halvd")) == 1 and not client.running()
 
 
 def test_ctrl_c_on_the_controller(make_fleet):
@@ -307,13 +322,16 @@ def test_ctrl_c_on_the_controller(make_fleet):
     process = subprocess.Popen(fleet.command("shutdown", *QUICK), env=fleet.environment(), cwd=fleet.folder, text=True,
                                stdout=subprocess.PIPE, stderr=subprocess.STDOUT, start_new_session=True)
     wait_for(client.touched, "the shutdown to begin")
-    process.send_signal(2)
+    # As a terminal does: to Ansible, to its workers, and to ssh.
+    os.killpg(process.pid, signal.SIGINT)
     output = process.communicate()[0]
     assert "User interrupted execution" in output and process.returncode == 99
+    assert records(fleet)["client"]["outcome"] == "unfinished"
+    wait_for(lambda: not client.running(), "the daemons to end")
     again = fleet.play("shutdown", *QUICK)
     assert again.returncode == 0, again.stdout
-    assert not client.running() and records(fleet)["client"]["outcome"] in ("nothing", "stopped")
-    assert recap(again.stdout)["client"]["failed"] == "0"
+    assert records(fleet)["client"]["outcome"] in ("nothing", "stopped") and recap(again.stdout)["client"]["failed"] == "0"
+    assert len(stop_commands(client, "halvd")) == 1
 
 
 def test_without_become(make_fleet):

@@ -5,12 +5,17 @@ import shutil
 import subprocess
 
 import pytest
+from local import Fleet as LocalFleet
 from test_fleet import make_fleet, recap  # noqa: F401  (a fixture)
 
 import box
 
 B = "/usr/quarn/corvane/bin"
 CONF = "/usr/quarn/corvane/host.conf"
+# Below /var, which is each box's own.
+EDITED = "/var/lib/cvstop/rotate"
+# What a test makes to have an installation fail.
+UNLESS_BROKEN = "[ ! -e /tmp/broken ]"
 OWN_VAR = ("mkdir /tmp/upper /tmp/work && mount -t overlay -o lowerdir=/var,upperdir=/tmp/upper,workdir=/tmp/work overlay "
            f"/var && rm {B}/cvstop")
 DEBIAN_NAME = {"x86_64": "amd64", "aarch64": "arm64", "ppc64le": "ppc64el"}.get(platform.machine(), platform.machine())
@@ -30,17 +35,23 @@ mkdir -p %{{buildroot}} && cp -a {files}/usr %{{buildroot}}
 """
 
 
-def lay_files(folder, version):
-    """What a package of this version holds: the program, which tells its version to whoever reads the file."""
-    target = folder / f"files-{version}{B}"
+def lay_files(folder, version, build):
+    """What a package of this version holds: the program, which tells version and build to whoever reads the file."""
+    target = folder / f"files-{version}{build}{B}"
     target.mkdir(parents=True)
-    (target / "cvstop").write_bytes((box.BUILD / "src/cvstop").read_bytes() + f"version {version}".encode())
+    (target / "cvstop").write_bytes((box.BUILD / "src/cvstop").read_bytes() + f"version {version}{build}".encode())
     (target / "cvstop").chmod(0o755)
-    return folder / f"files-{version}"
+    return folder / f"files-{version}{build}"
 
 
 def make_deb(folder, files, version):
+    """With a file of configuration that differs from version to version, as the real package's for logrotate."""
     (files / "DEBIAN").mkdir()
+    (files / "DEBIAN/conffiles").write_text(f"{EDITED}\n")
+    (files / EDITED[1:]).parent.mkdir(parents=True)
+    (files / EDITED[1:]).write_text(f"# of {version}\n")
+    (files / "DEBIAN/preinst").write_text(f"#!/bin/sh\n{UNLESS_BROKEN}\n")
+    (files / "DEBIAN/preinst").chmod(0o755)
     (files / "DEBIAN/control").write_text(f"Package: cvstop\nVersion: {version}\nArchitecture: {DEBIAN_NAME}\nMaintainer: x\n"
                                           "Description: a test\n")
     subprocess.run(["dpkg-deb", "-Znone", "--build", files, folder / f"cvstop_{version}_{DEBIAN_NAME}.deb"], check=True,
@@ -58,13 +69,19 @@ def make_rpm(folder, files, version):
 
 def make_archive(folder, files, version):
     name = f"cvstop-{version}-linux-{platform.machine()}"
-    (files / "install").write_text(f"#!/bin/sh\nset -e\nmkdir -p {B}\ncp ${{0%/*}}{B}/cvstop {B}/new\nmv {B}/new {B}/cvstop\n")
+    (files / "install").write_text(f"#!/bin/sh\nset -e\n{UNLESS_BROKEN}\nmkdir -p {B}\ncp ${{0%/*}}{B}/cvstop {B}/new\nmv {B}/new {B}/cvstop\n")
     (files / "install").chmod(0o755)
     subprocess.run(["tar", "-C", files, "-czf", folder / f"{name}.tar.gz", f"--transform=s,^,{name}/,", "usr", "install"],
                    check=True)
 
 
 KINDS = {"deb": make_deb, "rpm": make_rpm, "tar.gz": make_archive}
+
+
+def on(client, *command):
+    """Runs a command on the client; its standard output."""
+    return subprocess.run(["nsenter", "--target", str(client.inside), "--mount", "--pid", "--root", *command],
+                          capture_output=True, text=True, check=True).stdout
 
 
 def installed(client):
@@ -80,8 +97,11 @@ class Course:
         self.packages.mkdir()
         self.fresh = fleet.add("fresh", f"{B}/halvd\n", setup=f"{OWN_VAR} && rm {CONF}")
 
-    def build(self, version):
-        KINDS[self.kind](self.packages, lay_files(self.folder, version), version)
+    def build(self, version, build=""):
+        """Puts a package of this version into the folder, in place of others."""
+        for path in self.packages.glob("cvstop*"):
+            path.unlink()
+        KINDS[self.kind](self.packages, lay_files(self.folder, version, build), version)
 
     def install(self, *arguments):
         variables = {"install_packages": str(self.packages), "install_kinds": {"apt": self.kind},
@@ -121,9 +141,84 @@ def test_configuration_is_kept_and_made(make_fleet, tmp_path):  # noqa: F811
     assert installed(kept) == "1.0" and not server.host.inside(f"{B}/cvstop").exists()
     assert server.host.inside(CONF).read_text() == "; ours\n[host]\n role=server\n"
     assert kept.host.inside(CONF).read_text() == "[host]\nrole = client\nname = mine\n"
+    assert course.install("--limit", "server", "-e", "install_name=other").returncode == 2
+    assert server.host.inside(CONF).read_text() == "; ours\n[host]\n role=server\n"
     assert "role = client" in fresh.host.inside(CONF).read_text()
     assert f"{B}/koka\n" in fresh.host.inside(f"{B}/excludelist.conf").read_text()
     assert course.fleet.play("preview", "--limit", "fresh,kept").returncode == 0
+
+
+def test_a_file_of_configuration_that_was_edited_on_the_client(make_fleet, tmp_path):  # noqa: F811
+    course = Course(make_fleet("install-edited"), tmp_path, "deb")
+    course.fleet.start()
+    course.build("1.0")
+    assert course.install().returncode == 0
+    on(course.fresh, "sh", "-c", f"echo mine >{EDITED}")
+    course.build("1.1")
+    for _ in range(2):
+        upgrade = course.install()
+        assert upgrade.returncode == 0, upgrade.stdout
+        assert on(course.fresh, "dpkg-query", "-W", "-f", "${db:Status-Status} ${Version}", "cvstop") == "installed 1.1"
+    assert on(course.fresh, "cat", EDITED) == "mine\n" and installed(course.fresh) == "1.1"
+
+
+def test_a_package_that_was_removed_is_installed_again(make_fleet, tmp_path):  # noqa: F811
+    course = Course(make_fleet("install-removed"), tmp_path, "deb")
+    course.fleet.start()
+    course.build("1.0")
+    assert course.install().returncode == 0
+    on(course.fresh, "dpkg", "-r", "cvstop")
+    assert not course.fresh.host.inside(f"{B}/cvstop").exists()
+    again = course.install()
+    assert again.returncode == 0 and installed(course.fresh) == "1.0", again.stdout
+
+
+def test_an_installation_that_cannot_work_is_a_failure(make_fleet, tmp_path):  # noqa: F811
+    """The program takes an address for telemetry, and no name."""
+    course = Course(make_fleet("install-useless"), tmp_path, "deb")
+    course.fleet.start()
+    course.build("1.0")
+    useless = course.install("-e", "install_statsd=stats.example:8125")
+    assert useless.returncode == 2 and "Failed to read Master Config" in useless.stdout
+    mended = course.install("-e", "install_statsd=127.0.0.1:8125", "-e", "install_name=its-name")
+    assert mended.returncode == 0, mended.stdout
+    text = course.fresh.host.inside(CONF).read_text()
+    assert "statsd = 127.0.0.1:8125\n" in text and "name = its-name\n" in text
+    backups = [path.read_text() for path in course.fresh.host.inside(CONF).parent.glob("host.conf.*~")]
+    assert len(backups) == 1 and "stats.example" in backups[0]
+
+
+@pytest.mark.parametrize("kind", ["deb", "tar.gz"])
+def test_an_installation_that_failed_is_tried_again(make_fleet, tmp_path, kind):  # noqa: F811
+    """Another build of the same version: that its file has reached the client already must not pass for an installation."""
+    course = Course(make_fleet(f"install-again-{kind}"), tmp_path, kind)
+    course.fleet.start()
+    course.build("1.0")
+    assert course.install().returncode == 0
+    course.build("1.0", "b")
+    on(course.fresh, "touch", "/tmp/broken")
+    for _ in range(2):
+        assert course.install().returncode == 2 and installed(course.fresh) == "1.0"
+    on(course.fresh, "rm", "/tmp/broken")
+    again = course.install()
+    assert again.returncode == 0 and installed(course.fresh) == "1.0b", again.stdout
+
+
+def test_which_package_fits(make_fleet, tmp_path):  # noqa: F811
+    course = Course(make_fleet("install-choice"), tmp_path, "deb")
+    course.fleet.start()
+    course.build("1.10.0")
+    foreign = {"amd64", "arm64", "ppc64el", "s390x"} - {DEBIAN_NAME}
+    for word in foreign:
+        (course.packages / f"cvstop_2.0_{word}.deb").write_text("for another processor")
+    for word in ("rpm", "tar.gz"):
+        (course.packages / f"cvstop-2.0-1.{platform.machine()}.{word}").write_text("of another kind")
+    first = course.install()
+    assert first.returncode == 0 and installed(course.fresh) == "1.10.0", first.stdout
+    (course.packages / f"cvstop_1.9.0_{DEBIAN_NAME}.deb").write_text("an older one")
+    both = course.install()
+    assert both.returncode == 2 and installed(course.fresh) == "1.10.0"
+    assert f"cvstop_1.10.0_{DEBIAN_NAME}.deb" in both.stdout and f"cvstop_1.9.0_{DEBIAN_NAME}.deb" in both.stdout
 
 
 def test_a_processor_without_a_package(make_fleet, tmp_path):  # noqa: F811
@@ -132,3 +227,10 @@ def test_a_processor_without_a_package(make_fleet, tmp_path):  # noqa: F811
     fleet.start()
     result = fleet.play("install", "-e", f"install_packages={tmp_path}")
     assert result.returncode == 2 and "Build them with scripts/package." in result.stdout
+
+
+def test_what_no_exclude_list_can_hold(tmp_path):
+    fleet = LocalFleet(tmp_path, client="")
+    for path in ("koka", "/opt/blank ", "/opt/a\n", "/opt/a\n/opt/b"):
+        result = fleet.play("install", variables={"install_packages": str(tmp_path), "install_exclude": [f"{B}/koka", path]})
+        assert result.returncode == 2 and "install_exclude: no absolute paths" in result.stdout

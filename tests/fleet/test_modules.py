@@ -171,6 +171,14 @@ def test_excluded_by_a_file_and_by_another_name_of_the_executable(client):
     assert client.call("cvstop_info", exclude_file=str(client.folder / "list"))["processes"][0]["excluded"] is True
 
 
+def test_excluded_by_a_path_from_the_root_folder(client):
+    """The program runs there, whatever folder Ansible starts the module in."""
+    kept = client.program_at("kept", "")
+    (client.folder / "list").write_text(f"{kept[1:]}\n")
+    client.runs((kept, 812, "stays"))
+    assert names(client.call("cvstop", exclude_file=str(client.folder / "list"))["spared"]) == ["kept"]
+
+
 @pytest.mark.parametrize("path", ["koka", "/opt/a\n/opt/b", "/opt/blank "])
 def test_paths_that_a_list_cannot_hold(client, path):
     client.runs((f"{B}/koka", 812, "ends"))
@@ -284,6 +292,14 @@ def test_a_cvstop_watch_that_fails_after_the_shutdown(client):
     assert result["outcome"] == "stopped" and [call.split()[0] for call in client.calls].count("-k") == 1
 
 
+def test_a_cvstop_watch_that_dies_after_the_shutdown(client):
+    """Its status is none of the program's, and no reason to fail the client."""
+    client.runs((f"{B}/koka", 812, "ends"))
+    result = client.call("cvstop", **watch(client, 'shift 3; "$@"; kill -SEGV $$'))
+    assert (result["outcome"], result["rc"], names(result["stopped"])) == ("stopped", 0, ["koka"])
+    assert "left no report" in result["warnings"][0] and f"Signaling process {B}/koka" in result["output"]
+
+
 def test_a_cvstop_watch_or_a_program_for_another_processor(client):
     client.runs((f"{B}/koka", 812, "ends"))
     alien = client.program_at("alien", "")
@@ -315,6 +331,7 @@ def test_two_at_once_wait_for_each_other(client):
         assert run.wait() == 0
     assert sorted(result["outcome"] for result in results) == ["nothing", "stopped"]
     assert [call.split()[0] for call in client.calls] == ["-l", "-k", "-l", "-l"]
+    assert not list(pathlib.Path("/run").glob("quarn.corvane" + str(client.program).replace("/", "-") + "*"))
 
 
 @pytest.mark.skipif(os.geteuid() != 0, reason="only root becomes another user")
@@ -339,12 +356,28 @@ def test_what_runs_on_clients_is_python_3_6_and_its_standard_library(path):
             assert node.module == "ansible.module_utils.basic"
 
 
-@pytest.mark.parametrize("path", CLIENT_SIDE, ids=lambda path: path.name)
+@pytest.mark.parametrize("path", sorted((COLLECTION / "plugins").rglob("*.py")), ids=lambda path: path.name)
 def test_no_shell_anywhere(path):
     tree = ast.parse(path.read_text())
     called = {ast.unparse(node.func) for node in ast.walk(tree) if isinstance(node, ast.Call)}
     assert not called & {"os.system", "os.popen", "subprocess.run", "subprocess.Popen", "subprocess.call", "eval", "exec"}
     assert not [node for node in ast.walk(tree) if isinstance(node, ast.keyword) and node.arg in ("use_unsafe_shell", "shell")]
+
+
+def tasks_in(value):
+    """Every dictionary in a file of YAML."""
+    if isinstance(value, dict):
+        yield value
+    for entry in value.values() if isinstance(value, dict) else value if isinstance(value, list) else []:
+        yield from tasks_in(entry)
+
+
+@pytest.mark.parametrize("path", sorted([*COLLECTION.glob("playbooks/*.yml"), *COLLECTION.glob("roles/*/tasks/*.yml")]),
+                         ids=lambda path: "/".join(path.parts[-3:]))
+def test_no_shell_in_tasks_either(path):
+    tasks = list(tasks_in(yaml.safe_load(path.read_text())))
+    assert not [task for task in tasks for key in task if key.rsplit(".", 1)[-1] in ("shell", "raw", "script", "expect")]
+    assert all(set(task[key]) == {"argv"} for task in tasks for key in task if key.rsplit(".", 1)[-1] == "command")
 
 
 def test_documentation_and_arguments_agree():

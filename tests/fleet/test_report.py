@@ -1,4 +1,5 @@
 """The report: what it says of each client, its size, and that nothing that a client says can do harm."""
+import html
 import html.parser
 import json
 import os
@@ -11,9 +12,10 @@ import time
 import pytest
 import reports
 from ansible_collections.quarn.corvane.plugins.plugin_utils import page, record, table, timeline
+from conftest import REPO
 
 MOMENT = "2026-11-21T20:00:00+00:00"
-HOSTILE = "x\x1b[31m\u202e<script>alert(1)</script>\"'&{{7*7}}\n"
+HOSTILE = "x\x1b[31m\u202e\u061c<script>alert(1)</script>\"'&{{7*7}}\n"
 
 
 def records(results):
@@ -60,6 +62,8 @@ class Checker(html.parser.HTMLParser):
     ({"failed": False, "rc": 127, "msg": "MODULE FAILURE\nSee stdout", "module_stdout": "/bin/sh: 1: python3: not found\n"},
      "failed", True),
     ({"outcome": "<b>"}, "failed", True),
+    ({"outcome": ["stopped"]}, "failed", True),
+    ({"outcome": "untouched"}, "failed", True),
     ({}, "failed", True)])
 def test_what_a_result_means(result, outcome, failed):
     made = record.make("client", result, MOMENT)
@@ -113,19 +117,56 @@ def test_hostile_words_do_no_harm():
     made = record.make(HOSTILE, result, MOMENT)
     text = page.page([made], MOMENT)
     for line in [*table.table([made]), *text.splitlines()]:
-        assert "\x1b" not in line and "\u202e" not in line
+        assert not set("\x1b\u202e\u061c") & set(line)
+    assert not set("\x1b\u202e\u061c") & set(made["message"]), "Ansible shows it as it is"
     checker = Checker(text)
     assert "script" not in checker.tags and not [name for name in checker.attributes if name.startswith("on")]
     assert "<script>alert(1)</script>" in "".join(checker.text), "it is shown as what it is"
 
 
 @pytest.mark.parametrize("damage", [
-    {"run": {}}, {"run": {"end": "soon"}}, {"stages": None}, {"stages": [{}]}, {"processes": [7]},
-    {"processes": [{"asked": [{}]}]}])
+    {"run": {}}, {"run": {"end": "soon"}}, {"run": {"end": float("nan")}}, {"run": {"end": float("inf")}},
+    {"stages": None}, {"stages": [{}]}, {"processes": [7]}, {"processes": [{"asked": [{}]}]}])
 def test_a_report_that_is_none_costs_only_its_picture(damage):
     result = {"outcome": "stopped", "stopped": [], "watch": {**reports.report(random.Random(1)), **damage}}
     text = page.page([record.make("client", result, MOMENT)], MOMENT)
     assert "<svg" not in text and "client" in text
+
+
+def spoiled(chance, value):
+    """A copy of a result with some of its values replaced by others, of any type that JSON has."""
+    if chance.random() < 0.04:
+        return chance.choice([None, True, -1, 10 ** 400, float("nan"), float("inf"), "", "x\ud800", [], [1], [[]], {}, {"a": []}])
+    if isinstance(value, dict):
+        return {key: spoiled(chance, entry) for key, entry in value.items()}
+    return [spoiled(chance, entry) for entry in value] if isinstance(value, list) else value
+
+
+def test_no_result_of_a_client_ends_the_report(tmp_path, seed):
+    chance = random.Random(seed)
+    made = []
+    for number in range(1000):
+        result = spoiled(chance, reports.stopped(chance, 2, number % 2))
+        if isinstance(result, dict):
+            made.append(record.make(f"client{number}", result, MOMENT))
+            record.save(str(tmp_path), made[-1])
+            (tmp_path / "other.json").write_text(json.dumps(spoiled(chance, made[-1])))
+            read = [record.load(str(tmp_path), "other"), record.load(str(tmp_path), f"client{number}")]
+            assert read[1], "its own record cannot be read again"
+            both = [made[-1], *filter(None, read)]
+            assert page.page(both, MOMENT).encode() and table.table(both), f"CVSTOP_TEST_SEED={seed}"
+    assert len(made) > 900
+    assert "client10" in page.page(made, MOMENT) and table.table(made)
+
+
+def test_a_record_is_no_inventory():
+    """Read as one, a client's own words would be variables: how to connect, and to where."""
+    hosts = {"web1": {"ansible_connection": "local"}}
+    made = record.make("client", {"outcome": "stopped", "hosts": hosts, "watch": {"hosts": hosts, "vars": hosts, "stages": []}},
+                       MOMENT)
+    assert made["watch"] == {"stages": []} and "hosts" not in made
+    schema = json.loads((REPO / "watch/schema.json").read_text())
+    assert set(record.WATCHED) == set(schema["properties"])
 
 
 def test_the_time_line():
@@ -154,18 +195,39 @@ def test_the_page_of_five_hundred(fleet):
 CHROMIUM = shutil.which("chromium")
 
 
+def browse(folder, text, probe, *options):
+    """What a browser's console has of a page: the value of a script's expression once everything is laid out."""
+    path = folder / "index.html"
+    script = f"<script>addEventListener('load',()=>{{document.body.offsetHeight;document.title='found '+({probe})+' end'}})</script>"
+    path.write_text(text.replace("<title>", script + "<title>", 1))
+    run = subprocess.run(
+        [CHROMIUM, "--headless", "--no-sandbox", "--disable-gpu", f"--user-data-dir={folder}/profile", *options, "--dump-dom",
+         f"file://{path}"], capture_output=True, text=True, check=True, timeout=120)
+    return re.search(r"<title>found (.*) end</title>", run.stdout).group(1)
+
+
 @pytest.mark.skipif(CHROMIUM is None, reason="chromium is not installed")
 def test_the_page_opens_in_two_seconds(fleet, tmp_path):
     """By the browser's own clock, from the start of the navigation until everything is laid out."""
-    path = tmp_path / "index.html"
-    probe = ("<script>addEventListener('load',()=>{document.body.offsetHeight;"
-             "document.title='took '+performance.now()})</script>")
-    path.write_text(page.page(fleet, MOMENT).replace("<title>", probe + "<title>", 1))
-    run = subprocess.run(
-        [CHROMIUM, "--headless", "--no-sandbox", "--disable-gpu", f"--user-data-dir={tmp_path}/profile", "--dump-dom",
-         f"file://{path}"], capture_output=True, text=True, check=True, timeout=120)
-    took = float(re.search(r"took ([0-9.]+)", run.stdout).group(1))
+    took = float(browse(tmp_path, page.page(fleet, MOMENT), "performance.now()"))
     assert took < 2000, f"{took} ms"
+
+
+@pytest.mark.skipif(CHROMIUM is None, reason="chromium is not installed")
+@pytest.mark.parametrize("width", [400, 1400])
+@pytest.mark.parametrize("scheme, back", [(0, "rgb(13, 17, 23)"), (1, "rgb(255, 255, 255)")])
+def test_the_page_fits_the_window(fleet, tmp_path, width, scheme, back):
+    """Whatever the words: a name without a blank may be as long as a path."""
+    long = record.make("client" * 20, {"outcome": "failed", "msg": "/usr" * 60}, MOMENT)
+    # In a frame: no window of the browser's is narrower than 500 pixels.
+    inside = html.escape(page.page([long, *fleet[:50]], MOMENT))
+    around = ('<!doctype html><meta name="color-scheme" content="light dark"><title></title>'
+              f'<iframe style="border:0;height:900px;width:{width}px" srcdoc="{inside}"></iframe>')
+    probe = ("(f=>[f.innerWidth,f.document.documentElement.scrollWidth,f.getComputedStyle(f.document.body).backgroundColor]"
+             ".join(';'))(frames[0])")
+    found = browse(tmp_path, around, probe, "--window-size=1500,1000", f"--blink-settings=preferredColorScheme={scheme}")
+    inner, scroll, colour = found.split(";")
+    assert (int(inner), colour) == (width, back) and int(scroll) <= width
 
 
 def test_the_page_is_made_in_no_time(fleet):

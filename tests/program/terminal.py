@@ -3,13 +3,16 @@
     terminal.py SPEC COMMAND ARGUMENT...
 
 SPEC is JSON: `size` [rows, columns]; `steps`, a list of [TEXT, ACTION, VALUE]: when the terminal has shown TEXT (since the step
-before), it is resized to VALUE, VALUE is typed, or it goes away. /opt/shown gets the bytes, /opt/ended the wait status, and
-/opt/times the second of each read.
+before), it is resized to VALUE, VALUE is typed, or it goes away; or each process of the file VALUE is killed. /opt/shown gets the
+bytes, /opt/ended the wait status, /opt/times the second of each read, and /opt/resizes how many bytes were there at each, and the
+size.
 """
 import fcntl
 import json
 import os
+import pathlib
 import pty
+import signal
 import struct
 import sys
 import termios
@@ -27,6 +30,16 @@ def read(terminal):
         return b""
 
 
+def kill(path):
+    for exe in pathlib.Path("/proc").glob("[0-9]*/exe"):
+        try:
+            is_it = os.readlink(exe) == path
+        except OSError:
+            continue
+        if is_it:
+            os.kill(int(exe.parent.name), signal.SIGKILL)
+
+
 def main():
     spec, command = json.loads(sys.argv[1]), sys.argv[2:]
     ready, go = os.pipe()
@@ -38,7 +51,7 @@ def main():
         os.execv(command[0], command)
     resize(terminal, *spec["size"])
     os.write(go, b"g")
-    steps, shown, since, times = spec.get("steps", []), b"", 0, []
+    steps, shown, since, times, resizes = spec.get("steps", []), b"", 0, [], []
     while data := read(terminal):
         shown += data
         times.append((time.monotonic(), len(shown)))
@@ -47,6 +60,9 @@ def main():
             since = place + len(text.encode())
             if action == "resize":
                 resize(terminal, *value)
+                resizes.append((len(shown), value))
+            elif action == "kill":
+                kill(value)
             elif action == "type":
                 os.write(terminal, value.encode())
             elif action == "leave":
@@ -58,6 +74,8 @@ def main():
         file.write(shown)
     with open("/opt/times", "w") as file:
         json.dump(times, file)
+    with open("/opt/resizes", "w") as file:
+        json.dump(resizes, file)
     with open("/opt/ended", "w") as file:
         file.write(str(os.waitpid(pid, 0)[1]))
 

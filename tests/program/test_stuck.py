@@ -5,27 +5,13 @@ import re
 import pytest
 
 from box import ALL_SPECIFIED, BIN, CVSTOP, assert_ends, initiating, rows_of_listing
+from stuck_host import BEFORE, SANDBOX, skip_without_file_server
 
 HERE = pathlib.Path(__file__).parent
-SANDBOX = "/usr/quarn/sandbox"
 WITNESS = (f"{BIN}/momuhe", "Corvane")
 # Beside everything that else keeps this machine busy, the time is the program's own.
 AT_ONCE = "nice -n -19 timeout -s KILL 5"
 
-# A process is stuck when it waits for its own memory lock, and so does who asks for its arguments.
-BEFORE = f"""
-mkdir /tmp/stuck
-/usr/bin/python3 /opt/stuckfs.py /tmp/stuck /opt/starter/start >/tmp/mounted 2>&1 &
-server=$!
-until test -s /tmp/mounted || ! kill -0 $server; do :; done
-grep -q mounted /tmp/mounted || {{ cp /tmp/mounted {SANDBOX}/unmountable; exit 0; }}
-is_stuck() {{
-  test "$(sed 's/.*) //; s/ .*//' /proc/$1/stat)" = D && ! timeout 1 cat /proc/$1/cmdline >/dev/null
-}}
-start_stuck() {{
-  "$1" /tmp/stuck/silent & until is_stuck $!; do kill -0 $! || exit 98; done; echo $! >>{SANDBOX}/stuck
-}}
-"""
 STARTS = {"a script of the product": [f"{BIN}/worker"], "another script": ["/opt/worker"],
           "three": [f"{BIN}/worker", "/opt/worker", f"{BIN}/worker"]}
 
@@ -42,8 +28,7 @@ class StuckHost:
 
     def run(self, command, after=""):
         result = self.here.run(command=command, before=self.before, after=after)
-        if (self.here.quarn / "sandbox/unmountable").exists():
-            pytest.skip(f"no file server can be mounted here: {self.here.file('unmountable')}")
+        skip_without_file_server(self.here)
         return result
 
     def pids(self):

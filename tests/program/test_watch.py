@@ -283,3 +283,14 @@ def test_no_proc(host):
     assert (through.stdout, through.status) == (plain.stdout, plain.status)
     seen = Watched(here.inside(WATCHED).read_text())
     assert seen.run["observed"] is False and "cannot be listed" in seen.run["notes"][0]
+
+
+def test_process_table_that_goes_away(host):
+    """Who came back is not known then, and that is said."""
+    here = host(f"{BIN}/momuhe\n")
+    here.write("/opt/x/hide", "#!/bin/sh\nexec mount -t tmpfs none /proc\n")
+    here.inside("/opt/x/hide").chmod(0o755)
+    here.run(command=f"unshare --mount {WATCH} --no-report --json {WATCHED} /opt/x/hide")
+    seen = Watched(here.inside(WATCHED).read_text())
+    assert seen.run["status"] == 0 and seen.json["came_back"] == []
+    assert any(note.startswith("who came back is not known: ") for note in seen.run["notes"])

@@ -5,6 +5,7 @@ import pathlib
 import pytest
 
 from box import BIN, LOG, WATCH, WATCHED, watch
+from stuck_host import BEFORE, skip_without_file_server
 from watching import Watched, assert_asked_as_logged
 
 HERE = pathlib.Path(__file__).parent
@@ -86,8 +87,7 @@ until grep -q request_wait_answer /proc/$stuck/wchan; do kill -0 $stuck || exit 
 """
     here.write("/opt/interrupt.py", INTERRUPT)
     here.run(before=before, command="/usr/bin/python3 /opt/interrupt.py 'Waiting for'", after="kill $server\n")
-    if (here.quarn / "sandbox/unmountable").exists():
-        pytest.skip(f"no file server can be mounted here: {here.file('unmountable')}")
+    skip_without_file_server(here)
     survivor = Watched(here.inside(WATCHED).read_text()).named("momuhe")
     assert survivor["outcome"] == "survived" and survivor["reason"]["state"] == "sleeping uninterruptibly"
     assert survivor["reason"]["function"] == "request_wait_answer"
@@ -108,9 +108,29 @@ def test_who_came_back(host):
 
 
 def test_stop_command_that_is_still_at_work_has_not_come_back(host):
+    """Nor has the product's process that it uses."""
     here = host(f"{BIN}/dbsrv17 life=2\n")
-    here.write(f"{BIN}/duzahi_start_stop", "#!/bin/sh\nsleep 30\n")
+    here.install("/bin/sleep", f"{BIN}/helper")
+    here.write(f"{BIN}/duzahi_start_stop", f"#!/bin/sh\n{BIN}/helper 30\n:\n")
     here.inside(f"{BIN}/duzahi_start_stop").chmod(0o755)
     result, seen = watch(here, "-k", "-q")
     assert seen.asked("dbsrv17") == [f"{BIN}/duzahi_start_stop stop"]
     assert result.status == 1 and seen.json["came_back"] == []
+
+
+@pytest.mark.skipif(os.geteuid() != 0, reason="an ordinary user's box mounts no file server")
+def test_survivor_that_cannot_be_asked_for_its_arguments(host):
+    """A reader of its command line never comes back."""
+    here = host()
+    here.install(HERE / "stuckfs.py", "/opt/stuckfs.py")
+    here.install(HERE / "stuck.py", "/opt/stuck.py")
+    here.install("/usr/bin/python3", f"{BIN}/momuhe")
+    here.write(f"{BIN}/excludelist.conf", f"{BIN}/momuhe\n")
+    before = (f"{BEFORE}PYTHONHOME=/usr {BIN}/momuhe /opt/stuck.py /tmp/stuck/silent & stuck=$!\n"
+              "until is_stuck $stuck; do kill -0 $stuck || exit 98; done\n")
+    command = f"timeout -s KILL 20 {WATCH} --no-report --json {WATCHED} -- -k -q"
+    result = here.run(before=before, command=command, after="kill $server\n")
+    skip_without_file_server(here)
+    assert (result.status, result.stderr) == (1, "")
+    seen = Watched(here.inside(WATCHED).read_text())
+    assert seen.outcomes() == {"momuhe": "spared"} and seen.json["came_back"] == [] and seen.run["notes"] == []

@@ -5,11 +5,13 @@ import os
 import pathlib
 import re
 import shlex
+import sys
+import unicodedata
 
 import pyte
 import pytest
 
-from box import ALL_SPECIFIED, BIN, CVSTOP, GATHERING, LOG, WATCH, initiating
+from box import ALL_SPECIFIED, BIN, CVSTOP, GATHERING, LOG, REPO, WATCH, initiating, until_ended
 
 HERE = pathlib.Path(__file__).parent
 FLEET = f"{BIN}/kuror stop=3\n{BIN}/momuhe count=3\n{BIN}/strayd ignore=INT\n"
@@ -24,16 +26,17 @@ class Shown:
         self.bytes = here.inside("/opt/shown").read_bytes()
         self.text = self.bytes.decode()
         self.times = json.loads(here.inside("/opt/times").read_text())
+        self.resizes = json.loads(here.inside("/opt/resizes").read_text())
         self.status = os.waitstatus_to_exitcode(int(here.inside("/opt/ended").read_text()))
         self.result = result
         self.size = size
 
-    def screen(self, resizes=()):
+    def screen(self):
         rows, columns = self.size
         screen = pyte.HistoryScreen(columns, rows, history=1000)
         stream = pyte.ByteStream(screen)
         done = 0
-        for place, (lines, width) in resizes:
+        for place, (lines, width) in self.resizes:
             stream.feed(self.bytes[done:place])
             screen.resize(lines, width)
             done = place
@@ -103,10 +106,12 @@ def test_resized_in_the_middle(host):
     here = host(FLEET)
     shown = on_terminal(here, [*QUIETLY, "-k"], steps=steps)
     first = shown.text.encode().find(b"waiting for kuror") + len("waiting for kuror")
-    narrow = [line for line in shown.bytes[first:].split(REWRITE)[1:] if b"47 of" in line or b" ended " in line]
+    assert len(shown.resizes) == 2
+    narrow = [line for line in shown.bytes[first:].split(REWRITE)[1:] if b" ended " in line]
     assert any(len(line.split(b"\r")[0]) < 50 for line in narrow)
+    # The emulator cuts the lines that are there when it becomes narrow.
+    assert [line[:50].rstrip() for line in shown.screen().splitlines()] == [line[:50].rstrip() for line in written(5).splitlines()]
     assert written(5).splitlines()[-1] in shown.screen()
-    assert "waiting for" not in shown.screen().replace("Waiting", "")
 
 
 @pytest.mark.parametrize("text", ["waiting for kuror", "signalling strayd"])
@@ -115,6 +120,18 @@ def test_terminal_that_goes_away(host, text):
     here = host(FLEET)
     shown = on_terminal(here, [*QUIETLY, "-k"], steps=[[text, "leave", None]])
     assert shown.status == 1
+    assert "All Corvane processes terminated normally." in [record.text for record in shown.result.log]
+    assert not any(shown.result.is_alive(name) for name in ("kuror", "momuhe", "strayd"))
+
+
+@pytest.mark.parametrize("text", ["waiting for kuror", "signalling strayd"])
+def test_watcher_that_is_killed_while_the_line_stands(host, text):
+    """The program's output went through the watcher: it meets a reader that has gone, and goes on to its end."""
+    here = host(FLEET)
+    # The first process of the terminal stays: with it, the terminal would go away as well.
+    here.write("/opt/x/first", f"{WATCH} --no-report -- -k\n{until_ended(CVSTOP)}")
+    shown = on_terminal(here, ["/bin/sh", "/opt/x/first"], steps=[[text, "kill", WATCH]])
+    assert text in shown.text
     assert "All Corvane processes terminated normally." in [record.text for record in shown.result.log]
     assert not any(shown.result.is_alive(name) for name in ("kuror", "momuhe", "strayd"))
 
@@ -134,9 +151,9 @@ def test_silent_while_the_question_stands(host, answer, text):
 def test_nothing_is_added_where_nothing_is_wanted(host, arguments):
     here = host(f"{BIN}/kuror stop=2\n")
     shown = on_terminal(here, [*QUIETLY, *arguments])
-    alone = on_terminal(here, [WATCH, "--no-report", CVSTOP, *arguments])
+    alone = on_terminal(here, [CVSTOP, *arguments])
     assert b"\x1b" not in shown.bytes
-    assert alone.status == shown.status
+    assert (shown.screen(), shown.status) == (alone.screen(), alone.status)
 
 
 def test_dumb_terminal_gets_whole_lines(host):
@@ -160,3 +177,43 @@ def test_lines_in_a_file(host):
     assert [int(re.search(r"ended  (\d+) s", line)[1]) for line in lines] == [2, 12]
     quick = here.run(command=f"{WATCH} -- -k -q", before=f"rm -f {LOG}\n")
     assert "ended  2 s" not in quick.stderr
+
+
+def test_background_of_a_terminal_that_stops_writers(host):
+    """The program writes to a file; the watcher's own lines stop neither of the two, and none is rewritten."""
+    here = host(FLEET)
+    here.write("/opt/x/job", f"stty tostop\nset -m\n{WATCH} -- -k >/opt/output &\nwait $!\necho ended with $?\n")
+    shown = on_terminal(here, ["/usr/bin/timeout", "--foreground", "-s", "KILL", "60", "/bin/sh", "/opt/x/job"])
+    assert here.inside("/opt/output").read_text() == written(5)
+    assert re.search(r"^cvstop-watch: 3 of 5 ended  2 s  waiting for kuror ", shown.screen(), re.M), shown.text
+    assert "5 processes in" in shown.screen() and "ended with 1" in shown.screen()
+    assert b"\x1b" not in shown.bytes
+
+
+@pytest.mark.parametrize("way, is_live", [("| cat", False), (">/dev/tty", True), (">/dev/null", True)])
+def test_standard_output_elsewhere(host, way, is_live):
+    """What comes to the terminal by another way would stand in the middle of the line: there is none then."""
+    here = host(FLEET)
+    shown, alone = (on_terminal(here, ["/bin/sh", "-c", f"{' '.join(command)} -k {way}"]) for command in (QUIETLY, [CVSTOP]))
+    assert shown.screen() == alone.screen() and bool(shown.lines()) == is_live
+    assert is_live or b"\x1b" not in shown.bytes
+
+
+def test_whole_lines_are_not_made_up_for(host):
+    """None while the question stands, and afterwards one in ten seconds."""
+    here = host(f"{BIN}/kuror stop=5\n")
+    result = here.run(command=f"(sleep 13; echo y) | {WATCH}")
+    ended = re.findall(r"^cvstop-watch: 0 of 1 ended  (\d+) s", result.stderr, re.M)
+    assert len(ended) == 1 and int(ended[0]) >= 13, result.stderr
+
+
+def test_wide_characters_are_known():
+    """One that is taken for narrow would make the line longer than the terminal is wide. Some have become wide only lately."""
+    text = (REPO / "watch/Text.cpp").read_text()
+    ranges = re.findall(r"{0x(\w+), 0x(\w+)}", re.search(r"kWide\[\] = {(.*?)};", text, re.S)[1])
+    known = {chr(code) for first, last in ranges for code in range(int(first, 16), int(last, 16) + 1)}
+    assigned = {chr(code) for code in range(sys.maxunicode + 1) if unicodedata.category(chr(code)) not in ("Cn", "Co", "Mn", "Me")}
+    wide = {character for character in assigned if unicodedata.east_asian_width(character) in "WF"}
+    assert wide <= known
+    lately = {*map(chr, [*range(0x2630, 0x2638), *range(0x268A, 0x2690), *range(0x4DC0, 0x4E00), *range(0x1D300, 0x1D377)])}
+    assert known & assigned <= wide | lately

@@ -33,9 +33,9 @@ class DeferredJudgement : public MadeUpProcess {
     std::vector<Reason> reasons(std::vector<Deferred> processes) {
         DeferredJudge deferred;
         std::vector<Reason> found;
-        for (const Verdict& verdict :
-             deferred.judge(std::make_shared<const Judge>(m_roots, false),
-                            std::make_shared<const std::vector<Deferred>>(std::move(processes)))) {
+        deferred.start(std::make_shared<const Judge>(m_roots, false),
+                       std::make_shared<const std::vector<Deferred>>(std::move(processes)));
+        for (const Verdict& verdict : deferred.finish()) {
             found.push_back(verdict.reason);
         }
         return found;
@@ -59,6 +59,31 @@ TEST_F(DeferredJudgement, NothingIsJudgedWhereNothingWaits) {
 TEST_F(DeferredJudgement, StuckProcessesAreReportedAndTheOthersJudged) {
     EXPECT_EQ(reasons({script("75"), stuck("76"), stuck("77"), script("78"), stuck("79")}),
               (std::vector{Reason::ProductScript, Reason::Stuck, Reason::Stuck, Reason::ProductScript, Reason::Stuck}));
+}
+
+/// A scan that fails meanwhile must not wait for it for ever, and nothing of it goes on afterwards.
+TEST_F(DeferredJudgement, WhatIsBeingJudgedIsGivenUpAtTheEnd) {
+    const auto judge = std::make_shared<const Judge>(m_roots, false);
+    const auto processes = std::make_shared<const std::vector<Deferred>>(std::vector{script("76"), script("77")});
+    {
+        DeferredJudge deferred;
+        deferred.start(judge, processes);
+    }
+    EXPECT_EQ(judge.use_count(), 1);
+    DeferredJudge deferred;
+    deferred.start(judge, std::make_shared<const std::vector<Deferred>>(std::vector{stuck("78")}));
+}
+
+TEST_F(DeferredJudgement, BatchesAreJudgedOneAfterTheOther) {
+    DeferredJudge deferred;
+    const auto judge = std::make_shared<const Judge>(m_roots, false);
+    EXPECT_TRUE(deferred.finish().empty());
+    for (const char* pid : {"76", "77", "78"}) {
+        deferred.start(judge, std::make_shared<const std::vector<Deferred>>(std::vector{script(pid)}));
+        const std::vector<Verdict> verdicts = deferred.finish();
+        ASSERT_EQ(verdicts.size(), 1U);
+        EXPECT_EQ(verdicts[0].reason, Reason::ProductScript);
+    }
 }
 
 TEST_F(DeferredJudgement, StuckProcessIsPassedOverByAWholeListing) {

@@ -2,8 +2,10 @@
 
 #include <atomic>
 #include <ctime>
+#include <functional>
 #include <future>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 #include <unistd.h>
@@ -17,11 +19,17 @@ namespace {
 
 using std::chrono::milliseconds;
 
+bool run(Worker& worker, std::function<void()> job, milliseconds patience) {
+    worker.start(std::move(job));
+    return worker.finish(patience);
+}
+
 TEST(Worker, DoesOneJobAfterTheOther) {
     Worker worker;
     std::vector<int> done;
     for (int job = 0; job < 100; ++job) {
-        ASSERT_TRUE(worker.run([&done, job] { done.push_back(job); }, milliseconds(1000)));
+        ASSERT_TRUE(run(
+            worker, [&done, job] { done.push_back(job); }, milliseconds(1000)));
         EXPECT_EQ(done.back(), job);
     }
     EXPECT_EQ(done.size(), 100U);
@@ -29,10 +37,15 @@ TEST(Worker, DoesOneJobAfterTheOther) {
 
 TEST(Worker, ThrowsWhatTheJobThrewAndTakesAnother) {
     Worker worker;
-    EXPECT_THROW(static_cast<void>(worker.run([] { throw ScanFailure{5}; }, milliseconds(1000))), ScanFailure);
-    EXPECT_THROW(static_cast<void>(worker.run([] { throw std::bad_alloc(); }, milliseconds(1000))), std::bad_alloc);
+    EXPECT_THROW(static_cast<void>(run(
+                     worker, [] { throw ScanFailure{5}; }, milliseconds(1000))),
+                 ScanFailure);
+    EXPECT_THROW(static_cast<void>(run(
+                     worker, [] { throw std::bad_alloc(); }, milliseconds(1000))),
+                 std::bad_alloc);
     bool isDone = false;
-    EXPECT_TRUE(worker.run([&isDone] { isDone = true; }, milliseconds(1000)));
+    EXPECT_TRUE(run(
+        worker, [&isDone] { isDone = true; }, milliseconds(1000)));
     EXPECT_TRUE(isDone);
 }
 
@@ -43,7 +56,8 @@ TEST(Worker, StuckJobIsLeftBehind) {
     std::future<int> left = end->get_future();
     {
         Worker worker;
-        EXPECT_FALSE(worker.run(
+        EXPECT_FALSE(run(
+            worker,
             [gate = release.get_future().share(), end] {
                 gate.wait();
                 end->set_value(42);
@@ -59,7 +73,8 @@ TEST(Worker, JobThatIsFedInDripsIsLeftBehind) {
     const auto isOver = std::make_shared<std::atomic<bool>>(false);
     {
         Worker worker;
-        EXPECT_FALSE(worker.run(
+        EXPECT_FALSE(run(
+            worker,
             [isOver] {
                 while (!*isOver) {
                     usleep(1000);
@@ -80,7 +95,8 @@ double processorSeconds() {
 TEST(Worker, BusyJobIsWaitedFor) {
     Worker worker;
     std::atomic<bool> isDone = false;
-    EXPECT_TRUE(worker.run(
+    EXPECT_TRUE(run(
+        worker,
         [&isDone] {
             for (const double begin = processorSeconds(); processorSeconds() < begin + 0.5;) {
             }

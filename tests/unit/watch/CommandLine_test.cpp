@@ -79,6 +79,8 @@ INSTANTIATE_TEST_SUITE_P(
                     std::pair(Words{"--json="}, "--json needs a file"),
                     std::pair(Words{"--svg", ""}, "--svg needs a file"),
                     std::pair(Words{"--no-report=yes"}, "--no-report takes no value"),
+                    std::pair(Words{"--json", "a", "--svg=a"}, "--json and --svg need a file each"),
+                    std::pair(Words{"--json", "./a", "--svg=b/../a"}, "--json and --svg need a file each"),
                     std::pair(Words{"--draw", "a"}, "--draw needs --svg"),
                     std::pair(Words{"--draw", "a", "--svg", "b", "cvstop"}, "--draw runs no program"),
                     std::pair(Words{"--draw", "a", "--svg", "b", "--json", "c"}, "--draw runs no program"),

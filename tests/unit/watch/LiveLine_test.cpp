@@ -44,6 +44,17 @@ TEST(LiveLine, LeavesOutWhatMattersLeast) {
     EXPECT_EQ(columns(liveLine(waiting(), 10)), 10U);
 }
 
+TEST(LiveLine, SaysNothingThatIsNotKnown) {
+    Progress progress = waiting();
+    progress.doing = Progress::Doing::unknown;
+    EXPECT_EQ(liveLine(progress, 80), "[########----] 47 of 70 ended  12 s");
+    EXPECT_EQ(plainLine(progress), "47 of 70 ended  12 s");
+    progress.observed = false;
+    EXPECT_EQ(liveLine(progress, 80), "12 s");
+    progress.doing = Progress::Doing::waiting;
+    EXPECT_EQ(liveLine(progress, 80), "12 s  waiting for kuror (67): asked 10 s ago, up to 50 s more  +2");
+}
+
 class EveryWidth : public testing::TestWithParam<const char*> {};
 
 TEST_P(EveryWidth, IsKeptTo) {

@@ -1,14 +1,20 @@
 #include "Observation.h"
 
 #include <csignal>
+#include <fstream>
+#include <iterator>
+#include <thread>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "Clock.h"
 #include "ProcFiles.h"
+#include "ProcTexts.h"
 
 namespace watch {
 namespace {
@@ -47,6 +53,41 @@ class Sleeper {
   private:
     pid_t m_pid;
     bool m_isReaped = false;
+};
+
+/// A child whose first thread has exited; another one goes on.
+class Headless {
+  public:
+    Headless() : m_pid(::fork()) {
+        if (m_pid == 0) {
+            std::thread([] {
+                for (;;) {
+                    ::pause();
+                }
+            }).detach();
+            ::syscall(SYS_exit, 0);
+        }
+        while (!isHeadless()) {
+        }
+    }
+    ~Headless() {
+        ::kill(m_pid, SIGKILL);
+        ::waitpid(m_pid, nullptr, 0);
+    }
+    Headless(const Headless&) = delete;
+    Headless& operator=(const Headless&) = delete;
+
+    [[nodiscard]] int pid() const { return m_pid; }
+
+  private:
+    [[nodiscard]] bool isHeadless() const {
+        std::ifstream file("/proc/" + std::to_string(m_pid) + "/stat");
+        const std::string text((std::istreambuf_iterator<char>(file)), {});
+        const auto stat = parseProcStat(text);
+        return stat && stat->state == 'Z';
+    }
+
+    pid_t m_pid;
 };
 
 std::vector<LifeEvent> pollOnce(Observation& observation) {
@@ -134,10 +175,53 @@ TEST(Observation, AYoungerProcessOfThatPidIsNotTheOneThatWasListed) {
     EXPECT_EQ(same.startOf(0), start);
     const Observation other({one.pid()}, start - 1, 10);
     EXPECT_FALSE(other.isThere(0));
+    EXPECT_FALSE(other.startOf(0));
+    EXPECT_EQ(other.parentOf(0), 0);
+    EXPECT_FALSE(other.isThat(0, start));
     std::vector<pollfd> waiting;
     other.appendTo(waiting);
     EXPECT_TRUE(waiting.empty());
     EXPECT_FALSE(other.isCoarse());
+}
+
+TEST(Observation, SameProcessHasTheSamePidAndStart) {
+    Sleeper one;
+    const Time start = readProcState(one.pid())->start;
+    Observation observation({one.pid()}, farFuture(), 10);
+    EXPECT_TRUE(observation.isThat(0, start));
+    EXPECT_FALSE(observation.isThat(0, start + kTick));
+    one.kill();
+    one.awaitEnd();
+    pollOnce(observation);
+    EXPECT_TRUE(observation.isThat(0, start));
+    one.reap();
+    observation.look();
+    EXPECT_FALSE(observation.isThat(0, start));
+}
+
+TEST(Observation, ClosesItsDescriptors) {
+    Sleeper one;
+    Observation observation({one.pid()}, farFuture(), 10);
+    std::vector<pollfd> waiting;
+    observation.appendTo(waiting);
+    ASSERT_EQ(waiting.size(), 1U);
+    observation.close();
+    EXPECT_EQ(::fcntl(waiting[0].fd, F_GETFD), -1);
+    EXPECT_TRUE(observation.isThere(0));
+}
+
+TEST(Observation, ProcessWhoseFirstThreadHasExitedIsThere) {
+    Headless one;
+    for (const std::size_t descriptors : {0U, 10U}) {
+        Observation observation({one.pid()}, farFuture(), descriptors);
+        EXPECT_TRUE(observation.look().empty());
+        EXPECT_TRUE(observation.isThere(0));
+    }
+    Activity activity = readActivity(one.pid());
+    while (activity.state == State::running) {
+        activity = readActivity(one.pid());
+    }
+    EXPECT_EQ(activity.state, State::sleeping);
 }
 
 TEST(Observation, WhoIsGoneAlreadyIsNotThere) {

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sys/syscall.h>
+
 namespace watch {
 namespace {
 
@@ -14,7 +16,21 @@ TEST(ProcTexts, Stat) {
     EXPECT_EQ(stat->name, "mo) m (uhe");
     EXPECT_EQ(stat->state, 'S');
     EXPECT_EQ(stat->parent, 77);
+    EXPECT_EQ(stat->threads, 1);
     EXPECT_EQ(stat->start, 345678U);
+}
+
+TEST(ProcTexts, ZombieHasNoThreadButItsFirst) {
+    const auto stateIn = [](const std::string& state, const std::string& threads) {
+        const std::string text = "1 (a) " + state + " 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 1 " + threads + " 0 1";
+        const auto stat = parseProcStat(text);
+        return stat ? stateOf(*stat) : State::unknown;
+    };
+    EXPECT_EQ(stateIn("Z", "1"), State::zombie);
+    EXPECT_EQ(stateIn("Z", "0"), State::zombie);
+    EXPECT_EQ(stateIn("Z", "2"), State::sleeping);
+    EXPECT_EQ(stateIn("D", "2"), State::uninterruptible);
+    EXPECT_EQ(stateIn("Z", "x"), State::unknown);
 }
 
 TEST(ProcTexts, StatThatIsNone) {
@@ -54,6 +70,18 @@ TEST(ProcTexts, Unit) {
     EXPECT_EQ(unitIn("0::/\n"), "");
     EXPECT_EQ(unitIn("0::/.service"), "");
     EXPECT_EQ(unitIn(""), "");
+}
+
+TEST(ProcTexts, SleepForATime) {
+    const std::string sleeping = std::to_string(SYS_clock_nanosleep) + " 0x0 0x0 0x7ffe 0x0 0x0 0x0 0x7ffe 0x7f\n";
+    EXPECT_TRUE(sleepsForATime(sleeping, ""));
+    EXPECT_FALSE(sleepsForATime(std::to_string(SYS_read) + " 0x0", "hrtimer_nanosleep"));
+    EXPECT_FALSE(sleepsForATime("running\n", ""));
+    EXPECT_FALSE(sleepsForATime("-1 0x7ffe 0x7f\n", ""));
+    EXPECT_TRUE(sleepsForATime("", "hrtimer_nanosleep"));
+    EXPECT_TRUE(sleepsForATime("", "do_nanosleep"));
+    EXPECT_FALSE(sleepsForATime("", "pipe_read"));
+    EXPECT_FALSE(sleepsForATime("", ""));
 }
 
 TEST(ProcTexts, CommandLine) {

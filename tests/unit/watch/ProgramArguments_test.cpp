@@ -25,6 +25,7 @@ TEST(ProgramArguments, AsTheProgramReadsThem) {
         {{"-k", "-excludelist"}, false, false, true, false},
         {{"-k", "-Q"}, false, false, true, false},
         {{"-b", "-l"}, false, false, true, false},
+        {{"", "-l"}, false, false, false, false},
     };
     for (const Row& row : table) {
         const ProgramArguments read = readProgramArguments(row.words);

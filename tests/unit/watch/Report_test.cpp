@@ -8,12 +8,13 @@
 
 namespace {
 
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 
 TEST(Report, TellsTheWholeRun) {
     EXPECT_EQ(watch::reportOf(sample::run()), R"(
-cvstop-watch: client.example: 6 processes in 64.8 s, 2 ended, 1 ended before they were asked, 1 killed, 1 still there, 1 spared; status 1
+cvstop-watch: client.example: 6 processes in 64.8 s, 2 ended, 1 ended before it was asked, 1 killed, 1 still there, 1 spared; status 1
 
   stage                  took  waited for
   gathering            0.25 s
@@ -160,9 +161,21 @@ TEST(Summary, SaysTheCommandAndHowExactItIs) {
     EXPECT_EQ(watch::commandLine(run), "cvstop -k -3, 2026-11-21 19:53:02 UTC");
     run.arguments = {"cvstop"};
     run.resolution = watch::kSecond / 10;
-    EXPECT_EQ(watch::commandLine(run), "cvstop, 2026-11-21 19:53:02 UTC; ends are exact to 0.10 s");
+    EXPECT_EQ(watch::commandLine(run), "cvstop, 2026-11-21 19:53:02 UTC; ends are exact to 100 ms");
     run.processes.resize(1);
     EXPECT_THAT(watch::headline(run), HasSubstr(": 1 process in "));
+    run.processes[0].outcome = watch::Outcome::endedUnasked;
+    EXPECT_THAT(watch::headline(run), HasSubstr(", 1 ended before it was asked;"));
+    run.processes.push_back(run.processes[0]);
+    EXPECT_THAT(watch::headline(run), HasSubstr(", 2 ended before they were asked;"));
+}
+
+TEST(Report, SaysHowExactTheEndsAre) {
+    watch::Run run = sample::run();
+    EXPECT_THAT(watch::reportOf(run), Not(HasSubstr("exact")));
+    run.notes.clear();
+    run.resolution = watch::kSecond / 10;
+    EXPECT_THAT(watch::reportOf(run), EndsWith("\n\n  Note: ends are exact to 100 ms\n"));
 }
 
 } // namespace

@@ -45,6 +45,19 @@ TEST(RunModel, WithoutALogOnlyTheEndsAreKnown) {
     EXPECT_EQ(told.processes[1].outcome, Outcome::spared);
 }
 
+TEST(RunModel, GatheringBeginsWhenTheQuestionIsAnswered) {
+    RunModel run = model({process(5, "halvd")}, true);
+    run.read(event(7, "Main", "something else"));
+    RunModel declined = run;
+    run.read(event(8, "Processes::getProcesses", "Calling find_processes_CV with verbose = 0"));
+    run.read(course::sweepBegins(9));
+    const auto told = run.finish(at(10));
+    ASSERT_THAT(kinds(told), ElementsAre(Kind::gathering, Kind::wait));
+    EXPECT_EQ(told.stages[0].begin, at(8));
+    EXPECT_EQ(told.stages[0].end, at(9));
+    EXPECT_THAT(declined.finish(at(8)).stages, IsEmpty());
+}
+
 TEST(RunModel, CommandsOfARow) {
     RunModel run = model({process(5, "halvd")});
     read(run, course::command(1, "halvd", "-terminate"));
@@ -134,6 +147,27 @@ TEST(RunModel, WholeCourse) {
     EXPECT_EQ(told.processes[3].outcome, Outcome::spared);
     EXPECT_THAT(told.strangers, IsEmpty());
     EXPECT_THAT(told.notes, IsEmpty());
+}
+
+TEST(RunModel, RowWaitsForTheFirstOfItsNameAndForTheOneThatItAsked) {
+    // The first is excluded, or a third party: the next one is asked. The row waits for that one, and then for the
+    // first.
+    RunModel run = model({process(5, "gowid", 2), process(6, "gowid"), process(7, "gowid")});
+    read(run, course::command(1, "gowid", "-terminate"));
+    run.read(course::rowDone(31, "gowid"));
+    end(run, 1, 20);
+    run.read(course::sweepBegins(61));
+    const auto told = run.finish(at(62));
+    ASSERT_THAT(kinds(told), ElementsAre(Kind::gathering, Kind::row, Kind::wait));
+    EXPECT_THAT(told.stages[1].waitedFor, ElementsAre(5, 6));
+    EXPECT_THAT(asked(told.processes[2]), IsEmpty());
+}
+
+TEST(RunModel, RowThatDoesNotWaitWaitedForNobody) {
+    RunModel run = model({process(5, "halvd")});
+    read(run, course::command(1, "halvd", "-terminate"));
+    run.read(course::rowDone(1.003, "halvd"));
+    EXPECT_THAT(run.finish(at(2)).stages.at(1).waitedFor, IsEmpty());
 }
 
 TEST(RunModel, SweepOfTwoIsOneStage) {

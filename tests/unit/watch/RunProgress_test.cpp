@@ -22,13 +22,41 @@ constexpr Time seconds(double number) {
 TEST(RunProgress, GathersAtFirst) {
     RunModel run = model({process(5, "halvd"), process(6, "vi", 4)});
     EXPECT_EQ(run.progress(at(0.5)).doing, Doing::silent);
-    EXPECT_EQ(run.progress(at(2)).doing, Doing::gathering);
     run.read(event(0.1, "Processes::getProcesses", "Calling find_processes_CV with verbose = 0"));
     const Progress progress = run.progress(at(0.5));
     EXPECT_EQ(progress.doing, Doing::gathering);
     EXPECT_EQ(progress.total, 1U);
     EXPECT_EQ(progress.ended, 0U);
     EXPECT_EQ(progress.elapsed, seconds(0.5));
+}
+
+TEST(RunProgress, WithoutALogItIsNotKnownWhatItDoes) {
+    RunModel run = model({process(5, "halvd")});
+    EXPECT_EQ(run.progress(at(1.9)).doing, Doing::silent);
+    EXPECT_EQ(run.progress(at(40)).doing, Doing::unknown);
+    EXPECT_TRUE(run.progress(at(40)).observed);
+    run.read(event(41, "Main", "whatever"));
+    EXPECT_EQ(run.progress(at(42)).doing, Doing::gathering);
+}
+
+TEST(RunProgress, SaysWhetherThereWasAListing) {
+    watch::Run run;
+    run.begin = sample::kBegin;
+    run.observed = false;
+    EXPECT_FALSE(RunModel(run, false).progress(at(3)).observed);
+}
+
+TEST(RunProgress, GoesOnWithTheLogAndTheLives) {
+    RunModel run = model({process(5, "momuhe"), process(6, "pazed")});
+    run.read(course::signal(1, run.processes()[0].path, 1));
+    EXPECT_EQ(run.progress(at(2)).doing, Doing::table);
+    run.read(course::sweepBegins(3));
+    EXPECT_EQ(run.progress(at(3)).doing, Doing::waiting);
+    EXPECT_EQ(run.progress(at(3)).askedAgo, seconds(2));
+    run.ended(0, at(4));
+    EXPECT_TRUE(run.progress(at(5)).zombie);
+    run.gone(0, at(5));
+    EXPECT_EQ(run.progress(at(6)).pid, 6);
 }
 
 TEST(RunProgress, AsksUntilItLists) {
@@ -48,7 +76,8 @@ TEST(RunProgress, RowWaitsTwice) {
     EXPECT_EQ(progress.pid, 67);
     EXPECT_EQ(progress.askedAgo, seconds(10));
     EXPECT_EQ(progress.upTo, seconds(50));
-    EXPECT_EQ(progress.more, 1U);
+    // The row asks the first of its name alone, and waits for no other.
+    EXPECT_EQ(progress.more, 0U);
     run.read(course::rowDone(32, "kuror"));
     progress = run.progress(at(35));
     EXPECT_EQ(progress.askedAgo, seconds(33));
@@ -56,11 +85,10 @@ TEST(RunProgress, RowWaitsTwice) {
     // The log is read now and then: a wait that should be over is not less than nothing.
     EXPECT_EQ(run.progress(at(70)).upTo, 0);
     end(run, 0, 36);
-    end(run, 1, 36);
     progress = run.progress(at(36.5));
     EXPECT_EQ(progress.doing, Doing::table);
     EXPECT_FALSE(progress.upTo);
-    EXPECT_EQ(progress.ended, 2U);
+    EXPECT_EQ(progress.ended, 1U);
 }
 
 TEST(RunProgress, RowWaitsOnceForTheExcluded) {

@@ -49,6 +49,12 @@ TEST(Columns, AreThoseOfATerminal) {
     EXPECT_EQ(columns("ぁ㏿"), 4U);      // the ends of a range
     EXPECT_EQ(columns("e\xCC\x81"), 1U); // an accent of its own
     EXPECT_EQ(columns("한국어"), 6U);
+    EXPECT_EQ(columns("\u2705\u23F3"), 4U);
+    EXPECT_EQ(columns("\u2764"), 1U);
+    EXPECT_EQ(columns("\u2764\uFE0F!"), 3U); // shown as a picture
+    EXPECT_EQ(columns("\u2705\uFE0F"), 2U);  // is one already
+    EXPECT_EQ(columns("\u2764\uFE0F\uFE0F"), 2U);
+    EXPECT_EQ(columns("\uFE0F"), 0U);
 }
 
 TEST(Fitted, CutsWholeCharactersAndSaysSo) {
@@ -60,6 +66,8 @@ TEST(Fitted, CutsWholeCharactersAndSaysSo) {
     EXPECT_EQ(fitted("バックアップ", 6), "バッ…"); // five columns: half a character does not fit
     EXPECT_EQ(fitted("e\xCC\x81t\xC3\xA9s", 2), "e\xCC\x81…");
     EXPECT_EQ(fitted("a\nbc", 3), "a?…");
+    EXPECT_EQ(fitted("\u2764\uFE0Fbc", 3), "\u2764\uFE0F…");
+    EXPECT_EQ(columns(fitted("\u2764\uFE0Fbc", 2)), 2U);
 }
 
 TEST(Fitted, KeepsItsWidthWhateverTheText) {

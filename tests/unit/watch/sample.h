@@ -91,6 +91,7 @@ inline watch::Run run() {
                   stage(Kind::thirdParties, 63.5, 64.5)};
     watch::Process unasked = process(105, "detd", 2, watch::Outcome::endedUnasked);
     unasked.ended = at(0.5);
+    unasked.start.reset();
     run.processes = {ended(101, "nuwezato", 8, 0.26, 0.5),
                      ended(102, "kuror", 66, 1.01, 3.25),
                      killed(103, "stray"),

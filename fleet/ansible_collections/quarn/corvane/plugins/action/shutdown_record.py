@@ -8,7 +8,7 @@ from ansible.errors import AnsibleActionFail
 from ansible.plugins.action import ActionBase
 from ansible_collections.quarn.corvane.plugins.plugin_utils import record as records_of
 
-# In the file alone: five hundred times these would fill the controller's memory.
+# In the file alone: the page takes them from there, and nothing else needs them.
 ONLY_IN_FILE = ("watch", "output")
 
 

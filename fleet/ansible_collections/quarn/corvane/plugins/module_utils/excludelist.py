@@ -42,8 +42,9 @@ def read(path):
 
 
 def _identity(path):
+    """Device and inode. The program is started in the root folder, where an entry that is no absolute path is looked up."""
     try:
-        status = os.stat(path)
+        status = os.stat(os.path.join(b'/', path))
     except (OSError, ValueError):
         return None
     return status.st_dev, status.st_ino

@@ -28,7 +28,7 @@ DASHES = re.compile(br'^(-+) (-+) (-+) (-+)$')
 # The one warning that the program prints before a listing: the run goes on without a debug log.
 WARNING = re.compile(br'^Unable to create log file\.')
 # Control characters, and those that change the direction of writing.
-UNSAFE = re.compile('[\x00-\x1f\x7f-\x9f\u200e\u200f\u2028-\u202e\u2066-\u2069]')
+UNSAFE = re.compile('[\x00-\x1f\x7f-\x9f\u061c\u200e\u200f\u2028-\u202e\u2066-\u2069]')
 # A character of UTF-8 has at most so many bytes.
 LONGEST = 4
 

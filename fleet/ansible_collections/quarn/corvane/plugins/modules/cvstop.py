@@ -195,6 +195,19 @@ ARGUMENTS = dict(
 )
 
 
+def take(path):
+    """The lock's file, held. Whoever had it before removes it, so it may be another one by the time that it is ours."""
+    while True:
+        lock = os.open(path, os.O_RDWR | os.O_CREAT | os.O_CLOEXEC | os.O_NOFOLLOW, 0o600)
+        fcntl.flock(lock, fcntl.LOCK_EX)
+        try:
+            if os.path.samestat(os.lstat(path), os.fstat(lock)):
+                return lock
+        except FileNotFoundError:
+            pass
+        os.close(lock)
+
+
 @contextlib.contextmanager
 def only_one(module):
     """Waits until no other run of this module shuts this client down. Not without root: the program refuses that itself."""
@@ -203,13 +216,13 @@ def only_one(module):
         return
     path = LOCK % module.params['executable'].replace('/', '-')
     try:
-        lock = os.open(path, os.O_RDWR | os.O_CREAT | os.O_CLOEXEC | os.O_NOFOLLOW, 0o600)
-        fcntl.flock(lock, fcntl.LOCK_EX)
+        lock = take(path)
     except OSError as error:
         module.fail_json(msg='%s cannot be locked: %s. Nothing was touched.' % (path, error.strerror))
     try:
         yield
     finally:
+        os.unlink(path)
         os.close(lock)
 
 
@@ -271,9 +284,11 @@ def stop(module, cvstop, entries):
     if watch is None:
         return cvstop.shut_down() + (None,)
     status, out, report = stop_watched(module, cvstop, watch)
-    # Whether the program ran at all is not known then. To shut down once more what is down already does no harm.
-    if report is None and verdict.split_spared(cvstop.processes(), entries)[1]:
-        status, out = cvstop.shut_down()
+    # Whether the program ran at all, and whose status this is, is not known then. To shut down once more what is down already
+    # does no harm.
+    if report is None and (status not in program.DONE or verdict.split_spared(cvstop.processes(), entries)[1]):
+        status, more = cvstop.shut_down()
+        out += more
     return status, out, report
 
 

@@ -22,7 +22,7 @@ table{border-collapse:collapse;width:100%}th{text-align:left;font-weight:600;col
 th,td{padding:.5rem .6rem;border-bottom:1px solid var(--line);vertical-align:top}
 td.w{overflow-wrap:anywhere}
 td.n{text-align:right;font-variant-numeric:tabular-nums}th.n{text-align:right}td.h{font-weight:600;max-width:18rem;overflow-wrap:break-word}
-.o{white-space:nowrap}.survivors,.failed,.unreachable{color:var(--bad)}.unfinished,.untouched,.running{color:var(--warn)}
+td.h small{display:block;font-weight:400;color:var(--soft)}.o{white-space:nowrap}.survivors,.failed,.unreachable{color:var(--bad)}.unfinished,.untouched,.running{color:var(--warn)}
 .stopped,.nothing{color:var(--good)}
 summary{cursor:pointer;color:var(--soft)}details ul{margin:.3rem 0;padding-left:1.2rem}pre{overflow:auto;max-height:20rem;
 background:var(--card);padding:.6rem;font-size:.8rem}
@@ -51,14 +51,14 @@ def listed(items):
 
 
 def process(entry):
-    return f"{escape(entry['name'])} ({int(entry['pid'])}) <span class=soft>{escape(entry['path'])}</span>"
+    return f"{escape(entry['name'])} ({entry['pid']}) <span class=soft>{escape(entry['path'])}</span>"
 
 
 def time_line(record):
     """The picture of a stop and who held it up; nothing where cvstop-watch was not there or wrote what it should not."""
     try:
         stop = timeline.Stop(record["watch"])
-    except (KeyError, TypeError, ValueError, AttributeError, IndexError):
+    except (KeyError, TypeError, ValueError, AttributeError, IndexError, OverflowError):
         return ""
     if not stop.lanes:
         return ""
@@ -93,7 +93,8 @@ def row(record):
     if outcome == "stopped" and not message:
         message = table.plural(len(record.get("stopped", [])), "process", "es")
     down = " class=down" if table.is_simply_down(record) else ""
-    return (f"<tr{down}><td class=h>{escape(record['host'])}</td><td class='o {outcome}'>{records_of.OUTCOMES[outcome]}</td>"
+    when = ("Earlier run: " if record.get("earlier") else "") + table.moment(record)
+    return (f"<tr{down}><td class=h>{escape(record['host'])}<small>{html.escape(when)}</small></td><td class='o {outcome}'>{records_of.OUTCOMES[outcome]}</td>"
             f"<td class=n>{table.seconds(record)}</td><td class=w>{message}{details(record)}{time_line(record)}</td></tr>\n")
 
 
@@ -108,7 +109,8 @@ def verdict(records):
     if waiting == 0:
         return f"All {table.plural(len(records), 'client')} are done." if len(records) != 1 else "The client is done."
     need = "needs" if waiting == 1 else "need"
-    return (f"{waiting} of {table.plural(len(records), 'client')} {need} a person. Those come first here, and are in failed.txt.")
+    return (f"{waiting} of {table.plural(len(records), 'client')} {need} a person. Those come first here; failed.txt names those of "
+            "the last run.")
 
 
 def page(records, moment):

@@ -25,6 +25,11 @@ def seconds(record):
     return f"{elapsed:.1f}" if isinstance(elapsed, (int, float)) and elapsed else ""
 
 
+def moment(record):
+    """When the record was made, to the minute, by the controller's clock."""
+    return safe(record["time"])[:16].replace("T", " ")
+
+
 def named(processes):
     """Processes as text, several of one name counted."""
     return ", ".join(f"{name} ({count})" if count > 1 else name
@@ -37,7 +42,8 @@ def what(record):
         text = f"{plural(len(record.get('found', [])), 'process', 'es')} to stop"
     else:
         text = record["message"]
-    notes = [text] if text else []
+    notes = [f"in an earlier run, {moment(record)}"] if record.get("earlier") else []
+    notes += [text] if text else []
     notes += [f"{label}: {named(record[key])}" for key, label in (("spared", "excluded"), ("listed_only", "only listed"))
               if record.get(key)]
     return "; ".join(notes)

@@ -10,23 +10,33 @@ WIDTH = 1000
 LANE = 4
 KINDS = {"ended": "e", "ended before it was asked": "e", "killed": "k", "survived": "s"}
 SLOWEST = 5
+# As far as cvstop-watch's moments reach.
+MOST = 4e9
+
+
+def moment(value):
+    """Seconds. Raises TypeError or ValueError for what is no moment, such as infinity."""
+    value = float(value)
+    if not abs(value) <= MOST:
+        raise ValueError(f"{value} is no moment")
+    return value
 
 
 class Stop:
-    """What the page needs of a report. Raises KeyError, TypeError or ValueError where the report is none of ours: it comes from
-    a client, which may be anybody's by now."""
+    """What the page needs of a report. Raises KeyError, TypeError, ValueError, AttributeError, IndexError or OverflowError where
+    the report is none of ours: it comes from a client, which may be anybody's by now."""
 
     def __init__(self, report):
-        self.end = max(float(report["run"]["end"]), 0.001)
-        self.waits = [(float(stage["begin"]), float(stage["end"]), str(stage["kind"])) for stage in report["stages"]]
+        self.end = max(moment(report["run"]["end"]), 0.001)
+        self.waits = [(moment(stage["begin"]), moment(stage["end"]), str(stage["kind"])) for stage in report["stages"]]
         self.lanes = [self._lane(process) for process in report["processes"]
                       if process["asked"] and process["outcome"] in KINDS]
         self.lanes.sort(key=lambda lane: lane["asked"])
 
     def _lane(self, process):
-        asked = float(process["asked"][0]["time"])
+        asked = moment(process["asked"][0]["time"])
         ended = process["ended"]
-        ended = self.end if ended is None else float(ended)
+        ended = self.end if ended is None else moment(ended)
         last = process["asked"][-1]
         return {"name": str(process["name"]), "pid": int(process["pid"]), "asked": asked, "ended": max(asked, ended),
                 "kind": KINDS[process["outcome"]], "by": str(last.get("signal") or "its stop command"),
@@ -55,8 +65,8 @@ def svg(stop):
     """The picture: as wide as its place, higher with each process, colours by the page's style."""
     height = LANE * (len(stop.lanes) + 1)
 
-    def at(moment):
-        return round(WIDTH * min(max(moment, 0), stop.end) / stop.end)
+    def at(when):
+        return round(WIDTH * min(max(when, 0), stop.end) / stop.end)
 
     bands = "".join(f'<path class="w" d="M{at(begin)} 0H{at(end)}V{height}H{at(begin)}z"/>'
                     for begin, end, kind in stop.waits if kind.startswith("wait"))
