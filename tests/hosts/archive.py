@@ -80,7 +80,10 @@ class Archive:
         with locked(self.folder):
             self.update()
             shown = self._apt("apt-cache", "show", "--no-all-versions", package)
-            version = re.search(r"^Version: (\S+)", shown, re.M)[1]
+            version = re.search(r"^Version: (\S+)", shown, re.M)
+            if version is None:
+                raise Missing(f"{self.suite} has no {package}")
+            version = version[1]
             target = self.folder / f"{package}_{version}"
             if not target.exists():
                 self._apt("apt-get", "-qq", "download", package, cwd=self.folder)

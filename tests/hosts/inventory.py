@@ -13,8 +13,8 @@ class Processor:
     options: tuple
     console: str
     kernel: str
-    # The suite whose qemu is run where this system's own does not do; it is not installed.
-    emulator: str = ""
+    # The package of NEWER whose qemu is run, where this system's own does not do; it is not installed.
+    newer: str = ""
 
 
 # qemu 7.2 ends programs of foreign processors with SIGILL now and then, 10.0 has not done so yet.
@@ -22,9 +22,9 @@ NEWER = "bookworm-backports"
 PROCESSORS = {p.name: p for p in (
     Processor("amd64", "x86_64", "x86_64", "qemu-system-x86", (), "ttyS0", "amd64"),
     Processor("arm64", "aarch64", "aarch64", "qemu-system-arm", ("-M", "virt", "-cpu", "cortex-a57"), "ttyAMA0", "arm64",
-              NEWER),
-    Processor("ppc64el", "ppc64le", "ppc64", "qemu-system-ppc", ("-M", "pseries"), "hvc0", "powerpc64le", NEWER),
-    Processor("s390x", "s390x", "s390x", "qemu-system-misc", (), "ttysclp0", "s390x", NEWER),
+              "qemu-system-arm"),
+    Processor("ppc64el", "ppc64le", "ppc64", "qemu-system-ppc", ("-M", "pseries"), "hvc0", "powerpc64le", "qemu-system-ppc"),
+    Processor("s390x", "s390x", "s390x", "qemu-system-misc", (), "ttysclp0", "s390x", "qemu-system-s390x"),
 )}
 
 

@@ -9,6 +9,7 @@ import tarfile
 import time
 
 from archive import Archive, native
+from inventory import NEWER
 
 MEMORY = "1024"
 # Everything takes about eight times as long as on a real host; a program's own waits do not.
@@ -23,9 +24,9 @@ class Broken(Exception):
 def emulator(processor):
     """The command that emulates the processor."""
     program, firmware = f"qemu-system-{processor.qemu}", []
-    if processor.emulator:
-        archive = Archive(processor.emulator, native())
-        program = archive.unpacked(program)[0] / "usr/bin" / program
+    if processor.newer:
+        archive = Archive(NEWER, native())
+        program = archive.unpacked(processor.newer)[0] / "usr/bin" / program
         firmware = ["-L", archive.unpacked("qemu-system-data")[0] / "usr/share/qemu"]
     return [program, *firmware, "-accel", "tcg", *processor.options]
 
