@@ -41,7 +41,7 @@ def kill(path):
 
 
 def main():
-    spec, command = json.loads(sys.argv[1]), sys.argv[2:]
+    plan, command = json.loads(sys.argv[1]), sys.argv[2:]
     ready, go = os.pipe()
     pid, terminal = pty.fork()
     if pid == 0:
@@ -49,9 +49,9 @@ def main():
         os.close(ready)
         os.close(go)
         os.execv(command[0], command)
-    resize(terminal, *spec["size"])
+    resize(terminal, *plan["size"])
     os.write(go, b"g")
-    steps, shown, since, times, resizes = spec.get("steps", []), b"", 0, [], []
+    steps, shown, since, times, resizes = plan.get("steps", []), b"", 0, [], []
     while data := read(terminal):
         shown += data
         times.append((time.monotonic(), len(shown)))

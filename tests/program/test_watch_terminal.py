@@ -52,8 +52,8 @@ class Shown:
 
 def on_terminal(here, command, size=(24, 130), steps=(), env=None, **how):
     here.install(HERE / "terminal.py", "/opt/terminal.py")
-    spec = json.dumps({"size": size, "steps": steps})
-    result = here.run(command=shlex.join(["/usr/bin/python3", "/opt/terminal.py", spec, *command]),
+    plan = json.dumps({"size": size, "steps": steps})
+    result = here.run(command=shlex.join(["/usr/bin/python3", "/opt/terminal.py", plan, *command]),
                       env={"TERM": "xterm", **(env or {})}, **how)
     return Shown(here, result, size)
 
