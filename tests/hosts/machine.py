@@ -50,7 +50,8 @@ class Machine:
         self.pending = b""
         self.said = b""
         try:
-            self._until(lambda line: line == b"ready", BOOT_SECONDS)
+            # POWER's kernel begins a line before that it does not end.
+            self._until(lambda line: line.endswith(b"ready"), BOOT_SECONDS)
         except Broken:
             self.close()
             raise
