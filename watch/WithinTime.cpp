@@ -25,7 +25,7 @@ std::optional<std::string> withinTime(std::chrono::milliseconds patience, std::f
     try {
         std::thread([answer, read = std::move(read)] {
             std::string text = read();
-            const std::scoped_lock lock(answer->mutex);
+            const std::lock_guard<std::mutex> lock(answer->mutex);
             answer->text = std::move(text);
             answer->changed.notify_all();
         }).detach();
