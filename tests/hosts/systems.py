@@ -34,8 +34,9 @@ class System:
         """How it is known that the program runs there."""
         passed = [KERNELS[name] for name in PASSED if KERNELS[name].debian == self.debian]
         booted = [p for p in self.processors if any(kernel.processor.machine == p for kernel in passed)]
-        if booted == list(self.processors):
-            return "booted"
+        missing = [p for p in self.processors if p not in booted]
+        if len(missing) < len(booted):
+            return "booted" + (f"; reckoned on {', '.join(missing)}" if missing else "")
         known = f"booted on {', '.join(booted)}" if booted else f"emulated on {FOUR[0]}" if self.kernel < WHOLE else None
         return f"{known}; else reckoned" if known else "reckoned"
 
@@ -75,8 +76,8 @@ def shown_processors(processors):
 
 
 def shown_known(known):
-    """Short enough for a manual page: its text says what is behind brackets."""
-    return known.replace(" on ", " (").replace("; else reckoned", ")")
+    """Short enough for a manual page: its text says what is behind a colon."""
+    return known.replace("booted on ", "booted: ").replace("emulated on ", "emulated: ").replace("; else reckoned", "")
 
 
 def manual():
