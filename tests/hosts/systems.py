@@ -45,9 +45,9 @@ class System:
 
 
 SYSTEMS = (
-    System("RHEL 8 and its rebuilds", (4, 18), FOUR),
-    System("RHEL 9 and its rebuilds", (5, 14), FOUR),
-    System("RHEL 10 and its rebuilds", (6, 12), FOUR),
+    System("RHEL 8 and rebuilds", (4, 18), FOUR),
+    System("RHEL 9 and rebuilds", (5, 14), FOUR),
+    System("RHEL 10 and rebuilds", (6, 12), FOUR),
     System("SLES 12 SP4, SP5", (4, 12), FOUR),
     System("SLES 15, SP1", (4, 12), FOUR),
     System("SLES 15 SP2, SP3", (5, 3), FOUR),
@@ -77,7 +77,9 @@ def shown_processors(processors):
 
 def shown_known(known):
     """Short enough for a manual page: its text says what is behind a colon."""
-    return known.replace("booted on ", "booted: ").replace("emulated on ", "emulated: ").replace("; else reckoned", "")
+    for words, short in ((" on ", ": "), ("; reckoned: ", ": not "), ("; else reckoned", "")):
+        known = known.replace(words, short)
+    return known
 
 
 def manual():
