@@ -75,7 +75,7 @@ Caller::Caller(const Roots& roots) : m_installRoot(roots.install) {
     if (!m_installFolder && isRefusal(errno)) {
         throw ScanFailure{errno};
     }
-    m_executablePath = readLinkText(requireLink(self, "exe"), m_executable).path;
+    m_executablePath = lookUpLinkText(requireLink(self, "exe"), m_executable).path;
     m_pidNamespace = requireLink(self, "ns/pid");
     m_userNamespace = requireLink(self, "ns/user");
     m_mountNamespace = requireLink(self, "ns/mnt");

@@ -33,7 +33,7 @@ bool isHostsExecutable(const Caller& caller, const PinnedProcess& process, const
 
 Verdict judgeExecutable(const Caller& caller, const PinnedProcess& process, std::string_view link) {
     const FileStatus status = required(process.executable());
-    LinkedFile file = readLinkText(std::string(link), status);
+    LinkedFile file = lookUpLinkText(std::string(link), status);
     if (!isBelow(file.path, caller.installRoot())) {
         return {0, Reason::NoRelation, ""};
     }

@@ -165,7 +165,7 @@ LinkedFile readLinkText(const std::string& link, const FileStatus& status, const
     return {std::string(*stripped), true};
 }
 
-LinkedFile readLinkText(const std::string& link, const FileStatus& status) {
+LinkedFile lookUpLinkText(const std::string& link, const FileStatus& status) {
     return readLinkText(link, status, withoutDeleted(link) ? statusOf(AT_FDCWD, link.c_str()) : std::nullopt);
 }
 

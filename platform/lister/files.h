@@ -75,10 +75,10 @@ struct LinkedFile {
     std::string path;
     bool isDeleted = false;
 };
-LinkedFile readLinkText(const std::string& link, const FileStatus& status);
-/// The same for a link of a stranger, whose file system may have a server: `found` is what lookUpWithoutWaiting gave
-/// for the whole text.
+/// `found` is the status of the file that has the whole text as its path, if there is one.
 LinkedFile readLinkText(const std::string& link, const FileStatus& status, const std::optional<FileStatus>& found);
+/// The same where the file may be looked up: not for a stranger's, whose file system may have a server.
+LinkedFile lookUpLinkText(const std::string& link, const FileStatus& status);
 
 /// The status of a running executable, looked up by its path and never waiting for a file server: nothing where
 /// only a server could tell. `hasServer` says whether there is one on the way.

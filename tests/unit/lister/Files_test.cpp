@@ -72,17 +72,17 @@ TEST_F(LinkText, EndsInDeletedOnlyWhereTheFileIsCalledSo) {
     copySleep(path);
     const std::optional<FileStatus> status = statusOf(AT_FDCWD, path.c_str());
     ASSERT_TRUE(status);
-    EXPECT_FALSE(readLinkText(path, *status).isDeleted);
+    EXPECT_FALSE(lookUpLinkText(path, *status).isDeleted);
     FileStatus other = *status;
     ++other.id.inode;
-    EXPECT_TRUE(readLinkText(path, other).isDeleted) << "another file of that name";
+    EXPECT_TRUE(lookUpLinkText(path, other).isDeleted) << "another file of that name";
     FileStatus removed = *status;
     removed.links = 0;
-    EXPECT_TRUE(readLinkText(path, removed).isDeleted);
-    EXPECT_EQ(readLinkText(path, removed).path, m_root + "/bin/x");
-    EXPECT_FALSE(readLinkText("/bin/sh", removed).isDeleted);
+    EXPECT_TRUE(lookUpLinkText(path, removed).isDeleted);
+    EXPECT_EQ(lookUpLinkText(path, removed).path, m_root + "/bin/x");
+    EXPECT_FALSE(lookUpLinkText("/bin/sh", removed).isDeleted);
     fs::remove(path);
-    EXPECT_TRUE(readLinkText(path, *status).isDeleted);
+    EXPECT_TRUE(lookUpLinkText(path, *status).isDeleted);
 }
 
 /// As mountinfo numbers it, however the kernel tells it.
