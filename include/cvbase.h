@@ -30,8 +30,10 @@ struct CV_Process_s {
 /// Lists the running processes of the given categories, in ascending pid order.
 ///
 /// Stores the first record (null for none) through `list` and returns 0; on failure stores null and returns an errno
-/// value: /proc cannot be read, memory ran out, or EACCES when the view of the process table is not whole. `verbosity`
-/// above 4 logs the verdict on each process that was looked at closely. Field `signalled` and `excluded` are left 0.
+/// value: of /proc or of what is read about the caller itself, where that cannot be read; ENOMEM, EMFILE or ENFILE
+/// where memory or descriptors ran out, EAGAIN where no thread could be had; EACCES where the view of the process table
+/// is not whole; ENOSYS where the kernel does not tell which mount a file is on. `verbosity` above 4 logs the verdict
+/// on each process that was looked at closely. The fields `signalled` and `excluded` are left 0.
 int find_processes_CV(CV_Process_s** list, Proc_categories categories, int verbosity);
 
 /// What /usr/quarn/corvane/host.conf says of this host.

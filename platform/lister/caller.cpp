@@ -14,7 +14,6 @@ namespace lister {
 
 namespace {
 
-constexpr std::size_t kStatSize = 4096;
 constexpr std::size_t kMountInfoSize = 16U << 20U;
 
 /// The initial user namespace has this number on every host (PROC_USER_INIT_INO, include/linux/proc_ns.h; Linux 3.8).
@@ -87,7 +86,7 @@ void Caller::readAncestors(int proc) {
     for (pid_t pid = getppid(); pid > 0 && !isAncestor(pid);) {
         m_ancestors.push_back(pid);
         const PinnedProcess process(proc, pid, std::to_string(pid).c_str());
-        const std::optional<std::string> text = process ? process.read("stat", kStatSize) : std::nullopt;
+        const std::optional<std::string> text = process ? process.read("stat", kSmallFileSize) : std::nullopt;
         // With a part of the ancestors unknown one of them could be stopped.
         if (!text && lostReason(errno) == Reason::Unreadable) {
             throw ScanFailure{errno};

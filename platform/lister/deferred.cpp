@@ -7,12 +7,6 @@
 
 namespace lister {
 
-namespace {
-
-constexpr std::chrono::milliseconds kLeastPatience{20};
-
-} // namespace
-
 /// Owned by the thread that works it off, too: it may be left behind with it.
 struct DeferredJudge::Batch {
     Batch(std::shared_ptr<const Judge> batchJudge, std::shared_ptr<const std::vector<Deferred>> all, std::size_t begin)
@@ -40,7 +34,7 @@ DeferredJudge::~DeferredJudge() {
     }
     m_batch->isOver = true;
     try {
-        static_cast<void>(m_worker->finish(m_patience));
+        static_cast<void>(m_worker->finish(m_patience.withOne(), m_batch->done));
     } catch (...) {
         // The scan has failed already, and says why.
     }
@@ -54,14 +48,15 @@ void DeferredJudge::begin(const std::shared_ptr<Batch>& batch) {
     m_batch = batch;
 }
 
-/// False if the next process did not answer in time.
-bool DeferredJudge::awaitEnd() {
-    if (m_worker->finish(m_patience)) {
-        return true;
+/// If it is not done, the next process did not answer in time.
+Worker::Wait DeferredJudge::awaitEnd(const Batch& batch) {
+    const Worker::Wait wait = m_worker->finish(m_patience.withOne(), batch.done);
+    m_patience.spend(wait.idle);
+    if (!wait.isDone) {
+        m_worker.reset();
+        m_patience.halve();
     }
-    m_worker.reset();
-    m_patience = std::max(m_patience / 2, kLeastPatience);
-    return false;
+    return wait;
 }
 
 void DeferredJudge::start(const std::shared_ptr<const Judge>& judge,
@@ -74,13 +69,12 @@ void DeferredJudge::start(const std::shared_ptr<const Judge>& judge,
 std::vector<Verdict> DeferredJudge::finish() {
     std::vector<Verdict> verdicts;
     while (const std::shared_ptr<Batch> batch = std::exchange(m_batch, nullptr)) {
-        const bool isWhole = awaitEnd();
-        // Read `done` first: the thread may wake and go on.
-        const std::size_t done = batch->done;
+        const Worker::Wait wait = awaitEnd(*batch);
         batch->isOver = true;
-        std::move(batch->verdicts.begin(), batch->verdicts.begin() + static_cast<std::ptrdiff_t>(done),
+        // Not `done`, which may have grown since: a thread that was left behind may wake.
+        std::move(batch->verdicts.begin(), batch->verdicts.begin() + static_cast<std::ptrdiff_t>(wait.progress),
                   std::back_inserter(verdicts));
-        if (!isWhole && done < batch->verdicts.size()) {
+        if (!wait.isDone && wait.progress < batch->verdicts.size()) {
             verdicts.push_back({0, Reason::Stuck, (*batch->processes)[verdicts.size()].link});
         }
         if (verdicts.size() < batch->processes->size()) {

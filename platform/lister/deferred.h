@@ -1,7 +1,6 @@
 /// Processes whose judgement may be held up for ever, and the thread that judges them.
 #pragma once
 
-#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -10,6 +9,7 @@
 #include <sys/types.h>
 
 #include "judge.h"
+#include "patience.h"
 #include "worker.h"
 
 namespace lister {
@@ -27,7 +27,7 @@ struct Deferred {
 /// Judges on a thread that is left behind where a process does not answer.
 class DeferredJudge {
   public:
-    DeferredJudge() = default;
+    explicit DeferredJudge(Patience patience = Patience()) : m_patience(patience) {}
     /// What is being judged is given up after the process that it is at, or with it where it does not answer.
     ~DeferredJudge();
     DeferredJudge(const DeferredJudge&) = delete;
@@ -38,18 +38,18 @@ class DeferredJudge {
                const std::shared_ptr<const std::vector<Deferred>>& processes);
 
     /// The verdicts in the order of the processes, none where nothing was started; Reason::Stuck for one that gave no
-    /// answer for a second. Every such process halves the patience with the next, down to 20 ms: anybody can make many
-    /// of them. Throws ScanFailure and std::bad_alloc.
+    /// answer for as long as the patience lasts, which begins anew with each process. Throws ScanFailure and
+    /// std::bad_alloc.
     std::vector<Verdict> finish();
 
   private:
     struct Batch;
     void begin(const std::shared_ptr<Batch>& batch);
-    bool awaitEnd();
+    Worker::Wait awaitEnd(const Batch& batch);
 
     std::shared_ptr<Batch> m_batch;
     std::optional<Worker> m_worker;
-    std::chrono::milliseconds m_patience = std::chrono::seconds(1);
+    Patience m_patience;
 };
 
 } // namespace lister

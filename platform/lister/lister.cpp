@@ -13,8 +13,6 @@ namespace lister {
 
 namespace {
 
-constexpr char kFunction[] = "find_processes_CV";
-
 std::string canonical(const std::string& path) {
     char resolved[PATH_MAX];
     return realpath(path.c_str(), resolved) != nullptr ? resolved : path;
@@ -35,7 +33,7 @@ int listProcesses(const Roots& roots, CV_Process_s** list, Proc_categories categ
         return status;
     } catch (const ScanFailure& failure) {
         if (failure.error == ENOSYS) {
-            logmsgf(kLogError, kFunction, "The kernel does not tell which mount a file is on: that takes Linux 4.12");
+            logmsgf(kLogError, kScanName, "The kernel does not tell which mount a file is on: that takes Linux 4.12");
         }
         return failure.error;
     } catch (const std::bad_alloc&) {

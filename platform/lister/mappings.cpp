@@ -79,7 +79,7 @@ std::optional<bool> queryMappings(int maps, const Budget& budget, const Wanted& 
             throwLost(error);
         }
         if (std::strncmp(name, wanted.beginning.data(), wanted.beginning.size()) == 0 &&
-            wanted.matches({name, query.dev_major, query.dev_minor, query.inode})) {
+            wanted.matches({query.vma_start, query.vma_end, name, query.dev_major, query.dev_minor, query.inode})) {
             return true;
         }
         address = query.vma_end;
@@ -91,7 +91,8 @@ bool lineMatches(std::string_view line, const Wanted& wanted) {
     const std::optional<MapsLine> mapping = parseMapsLine(line);
     const std::string name = mapping && mapping->executable ? unescapeOctal(mapping->path) : "";
     return name.starts_with(wanted.beginning) &&
-           wanted.matches({name, mapping->deviceMajor, mapping->deviceMinor, mapping->inode});
+           wanted.matches(
+               {mapping->begin, mapping->end, name, mapping->deviceMajor, mapping->deviceMinor, mapping->inode});
 }
 
 /// Takes the whole lines off `pending`; whether one of them matches.

@@ -9,8 +9,11 @@
 
 namespace lister {
 
-/// One executable mapping of a file: the kernel's name of it, " (deleted)" included, and which file it is.
+/// One executable mapping of a file: where it begins and ends, the kernel's name of the file, " (deleted)" included,
+/// and which file it is by the numbers of PID/maps.
 struct FileMapping {
+    std::uint64_t begin;
+    std::uint64_t end;
     std::string_view name;
     std::uint32_t deviceMajor;
     std::uint32_t deviceMinor;

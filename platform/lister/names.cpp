@@ -17,22 +17,18 @@ bool isPlainPathCharacter(char c) {
            std::string_view("/._-+@:,%").find(c) != std::string_view::npos;
 }
 
-template <std::size_t Size> bool contains(const std::array<std::string_view, Size>& names, std::string_view name) {
-    return std::find(names.begin(), names.end(), name) != names.end();
-}
+constexpr std::array<std::string_view, 24> kHostServices = {
+    "init",      "upstart", "runit",      "s6-svscan", "dinit",  "openrc-init", "sshd",  "sshd-session",
+    "sshd-auth", "login",   "agetty",     "getty",     "udevd",  "cron",        "crond", "rsyslogd",
+    "syslog-ng", "polkitd", "containerd", "dockerd",   "podman", "conmon",      "runc",  "crun"};
 
-constexpr std::array<std::string_view, 27> kHostServices = {
-    "init",   "upstart",      "runit",     "s6-svscan", "dinit",      "openrc-init",     "dbus-daemon", "dbus-broker",
-    "sshd",   "sshd-session", "sshd-auth", "login",     "agetty",     "getty",           "udevd",       "cron",
-    "crond",  "rsyslogd",     "syslog-ng", "polkitd",   "containerd", "containerd-shim", "dockerd",     "podman",
-    "conmon", "runc",         "crun"};
+/// By their beginnings: "dbus-daemon" and "dbus-broker", "containerd-shim-runc-v2".
+constexpr std::array<std::string_view, 4> kHostServiceFamilies = {"systemd", "dbus-", "containerd-shim",
+                                                                  "NetworkManager"};
 
 /// By their beginnings: "nfs4", "fuse.sshfs" and "fuseblk" are among them.
 constexpr std::array<std::string_view, 12> kServedTypes = {"fuse", "nfs",  "cifs",   "smb",     "9p",     "afs",
                                                            "ceph", "coda", "lustre", "gluster", "autofs", "virtiofs"};
-
-constexpr std::array<std::string_view, 4> kHostServiceFamilies = {"systemd", "dbus-", "containerd-shim",
-                                                                  "NetworkManager"};
 
 } // namespace
 
@@ -83,7 +79,7 @@ std::string withoutControls(std::string_view text) {
 }
 
 bool isHostServiceName(std::string_view name) {
-    return contains(kHostServices, name) ||
+    return std::find(kHostServices.begin(), kHostServices.end(), name) != kHostServices.end() ||
            std::any_of(kHostServiceFamilies.begin(), kHostServiceFamilies.end(),
                        [name](std::string_view family) { return name.starts_with(family); });
 }

@@ -1,6 +1,7 @@
 /// A process whose folder in /proc is pinned.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -11,6 +12,9 @@
 #include "files.h"
 
 namespace lister {
+
+/// PID/stat is never longer, and what the rules read of PID/status stands well before.
+inline constexpr std::size_t kSmallFileSize = 8192;
 
 /// A process whose /proc folder is open: everything that is read through it is the same process's, or fails.
 class PinnedProcess {

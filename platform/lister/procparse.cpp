@@ -77,7 +77,10 @@ std::optional<std::uint64_t> parseArgumentsEnd(std::string_view stat) {
 }
 
 std::optional<MapsLine> parseMapsLine(std::string_view line) {
-    takeWord(line); // addresses
+    const std::string_view addresses = takeWord(line); // "55c0-55d0", hexadecimal
+    const std::size_t dash = std::min(addresses.find('-'), addresses.size());
+    const auto begin = parseWhole<std::uint64_t>(addresses.substr(0, dash), 16);
+    const auto end = parseWhole<std::uint64_t>(addresses.substr(std::min(dash + 1, addresses.size())), 16);
     const std::string_view permissions = takeWord(line);
     takeWord(line);                                 // offset
     const std::string_view device = takeWord(line); // "fe:00", hexadecimal
@@ -85,11 +88,11 @@ std::optional<MapsLine> parseMapsLine(std::string_view line) {
     const auto major = parseWhole<std::uint32_t>(device.substr(0, colon), 16);
     const auto minor = parseWhole<std::uint32_t>(device.substr(std::min(colon + 1, device.size())), 16);
     const auto inode = parseWhole<std::uint64_t>(takeWord(line));
-    if (permissions.size() != 4 || !major || !minor || !inode) {
+    if (!begin || !end || permissions.size() != 4 || !major || !minor || !inode) {
         return std::nullopt;
     }
     line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
-    return MapsLine{permissions[2] == 'x', *major, *minor, *inode, line};
+    return MapsLine{*begin, *end, permissions[2] == 'x', *major, *minor, *inode, line};
 }
 
 std::optional<MountLine> parseMountLine(std::string_view line) {

@@ -29,6 +29,8 @@ std::optional<std::uint64_t> parseArgumentsEnd(std::string_view stat);
 
 /// One line of PID/maps.
 struct MapsLine {
+    std::uint64_t begin;
+    std::uint64_t end;
     bool executable;
     std::uint32_t deviceMajor;
     std::uint32_t deviceMinor;

@@ -19,7 +19,6 @@ namespace lister {
 
 namespace {
 
-constexpr char kFunction[] = "find_processes_CV";
 constexpr int kDetailVerbosity = 4;
 
 /// "4194304/exe" and its like.
@@ -176,7 +175,7 @@ void Scan::visitUnreadable(pid_t pid, int error) {
         return;
     }
     if (error == ENAMETOOLONG) {
-        logmsgf(kLogWarning, kFunction, "Process %d passed over: the path of its executable is too long", pid);
+        logmsgf(kLogWarning, kScanName, "Process %d passed over: the path of its executable is too long", pid);
         return;
     }
     // Neither is the fault of this process.
@@ -184,7 +183,7 @@ void Scan::visitUnreadable(pid_t pid, int error) {
         throw ScanFailure{error};
     }
     m_wasDenied = true;
-    logmsgf(kLogWarning, kFunction, "Process %d passed over: its executable cannot be read", pid);
+    logmsgf(kLogWarning, kScanName, "Process %d passed over: its executable cannot be read", pid);
 }
 
 void Scan::take(pid_t pid, const Verdict& verdict) {
@@ -204,7 +203,7 @@ void Scan::take(pid_t pid, const Verdict& verdict) {
 void Scan::log(pid_t pid, const Verdict& verdict) const {
     const ReasonRow& row = rowOf(verdict.reason);
     if (row.isWarning || (m_verbosity > kDetailVerbosity && verdict.reason != Reason::NoRelation)) {
-        logmsgf(row.isWarning ? kLogWarning : kLogProgress, kFunction, "Process %d category %d, %s: %s", pid,
+        logmsgf(row.isWarning ? kLogWarning : kLogProgress, kScanName, "Process %d category %d, %s: %s", pid,
                 verdict.category, row.text, verdict.path.c_str());
     }
 }

@@ -18,6 +18,9 @@
 
 namespace lister {
 
+/// What the log calls a scan.
+inline constexpr char kScanName[] = "find_processes_CV";
+
 /// One pass over the process table.
 class Scan {
   public:

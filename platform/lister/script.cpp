@@ -21,7 +21,6 @@ namespace lister {
 namespace {
 
 constexpr std::size_t kCommandLineSize = 64U << 10U;
-constexpr std::size_t kSmallFileSize = 8192;
 /// Some 10 ms. In 4,000 starts of a shell (2 cores, Linux 6.18) its arguments came up to 1.2 ms after its executable,
 /// half of the late ones within 24 us.
 constexpr int kCommandLineReads = 1000;

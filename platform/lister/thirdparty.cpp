@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cinttypes>
+#include <cstdio>
 #include <cstring>
+#include <functional>
 
 #include <fcntl.h>
 
@@ -17,6 +20,9 @@ namespace {
 
 /// "fd/2147483647" and its NUL.
 constexpr std::size_t kDescriptorNameSize = 16;
+
+/// "map_files/", two addresses, a dash and a NUL.
+constexpr std::size_t kMappingNameSize = 10 + 16 + 1 + 16 + 1;
 
 /// A process that may be a third party. Whether it shares the caller's mounts is read once, after a name matched.
 class Candidate {
@@ -46,15 +52,27 @@ bool isProductName(const Caller& caller, std::string_view name) {
 
 /// Whether the file that the kernel gave this name is the host's own. In the caller's mount namespace the name proves
 /// it; in another one the host must have that very file at that path.
-bool namesHostsFile(Candidate& candidate, std::string_view name, const std::optional<FileId>& file) {
+bool namesHostsFile(Candidate& candidate, std::string_view name,
+                    const std::function<std::optional<FileId>()>& askFile) {
     if (candidate.sharesMounts()) {
         return true;
     }
     const std::optional<FileStatus> status = statusOf(AT_FDCWD, std::string(pathOfLink(name)).c_str());
     if (!status) {
         throwIfRefused(errno);
+        return false;
     }
-    return status && file && status->id == *file;
+    return askFile() == status->id;
+}
+
+/// The file itself is asked: `maps` tells another device than a status does on an overlay of two file systems and on
+/// btrfs. It is not given to a caller without CAP_SYS_ADMIN, nor in a thread's folder (proc_pid_map_files(5),
+/// Linux 4.3).
+FileId mappedFile(const PinnedProcess& process, const FileMapping& mapping) {
+    char name[kMappingNameSize];
+    std::snprintf(name, sizeof name, "map_files/%" PRIx64 "-%" PRIx64, mapping.begin, mapping.end);
+    const std::optional<FileStatus> status = process.status(name);
+    return status ? status->id : FileId{mapping.deviceMajor, mapping.deviceMinor, mapping.inode};
 }
 
 /// Whether the process runs the product's code inside: it has an executable mapping of a file below the install root.
@@ -66,8 +84,7 @@ bool mapsProduct(const Roots& roots, Candidate& candidate) {
     return anyExecutableMapping(
         maps.get(), roots, candidate.caller().installRoot(), [&candidate](const FileMapping& mapping) {
             return isProductName(candidate.caller(), mapping.name) &&
-                   namesHostsFile(candidate, mapping.name,
-                                  FileId{mapping.deviceMajor, mapping.deviceMinor, mapping.inode});
+                   namesHostsFile(candidate, mapping.name, [&] { return mappedFile(candidate.process(), mapping); });
         });
 }
 
@@ -81,8 +98,10 @@ bool linksIntoProduct(Candidate& candidate, const char* name) {
     if (!isProductName(candidate.caller(), *link)) {
         return false;
     }
-    const std::optional<FileStatus> status = candidate.process().status(name);
-    return namesHostsFile(candidate, *link, status ? std::optional(status->id) : std::nullopt);
+    return namesHostsFile(candidate, *link, [&]() -> std::optional<FileId> {
+        const std::optional<FileStatus> status = candidate.process().status(name);
+        return status ? std::optional(status->id) : std::nullopt;
+    });
 }
 
 bool descriptorsInProduct(Candidate& candidate, const Budget& budget) {

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <cstring>
 #include <ctime>
 #include <exception>
 #include <mutex>
@@ -17,6 +18,7 @@
 #include <unistd.h>
 
 #include "UniqueFd.h"
+#include "cvlog.h"
 #include "procparse.h"
 #include "verdict.h"
 
@@ -31,6 +33,12 @@ constexpr int kLeastShare = 20;
 /// A judgement's deepest frames hold a few buffers of a page each, and one of four. Debug builds and sanitizers need
 /// more.
 constexpr std::size_t kStackSize = 1U << 20U;
+
+/// The time, and how much of a processor's time a thread has had until then.
+struct Clocks {
+    std::chrono::steady_clock::time_point now;
+    std::chrono::nanoseconds used;
+};
 
 } // namespace
 
@@ -50,7 +58,11 @@ struct Worker::Thread {
     void leaveBehind();
     [[nodiscard]] std::chrono::nanoseconds processorTime() const;
     [[nodiscard]] bool isRunnable() const;
-    [[nodiscard]] bool awaitEnd(std::unique_lock<std::mutex>& lock, std::chrono::milliseconds patience);
+    /// How long it was idle since `before`, which becomes now.
+    [[nodiscard]] std::chrono::nanoseconds idleSince(Clocks& before) const;
+    [[nodiscard]] Clocks clocks() const { return {std::chrono::steady_clock::now(), processorTime()}; }
+    [[nodiscard]] Wait awaitEnd(std::unique_lock<std::mutex>& lock, std::chrono::milliseconds patience,
+                                const std::atomic<std::size_t>& progress);
     static void* start(void* shared);
 };
 
@@ -99,8 +111,12 @@ std::chrono::nanoseconds Worker::Thread::processorTime() const {
     return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
 }
 
-/// On a busy machine the thread may have to wait for a processor, which is not the job's fault (proc_pid_stat(5)).
+/// On a busy machine the thread may have to wait for a processor, which is not the job's fault (proc_pid_stat(5)). It
+/// has no number before it has had one for the first time.
 bool Worker::Thread::isRunnable() const {
+    if (tid == 0) {
+        return true;
+    }
     const std::string path = "/proc/self/task/" + std::to_string(tid) + "/stat";
     const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     char text[256];
@@ -111,17 +127,26 @@ bool Worker::Thread::isRunnable() const {
 }
 
 /// A thread that waits in the kernel uses no processor time; one that has much to read does.
-bool Worker::Thread::awaitEnd(std::unique_lock<std::mutex>& lock, std::chrono::milliseconds patience) {
-    const std::chrono::nanoseconds look = patience / kLooksPerPatience;
-    std::chrono::nanoseconds used = processorTime();
-    for (int idle = 0; isWorking && idle < kLooksPerPatience;) {
-        if (changed.wait_for(lock, look, [this] { return !isWorking; })) {
-            break;
-        }
-        const std::chrono::nanoseconds before = std::exchange(used, processorTime());
-        idle = used - before < look / kLeastShare && !isRunnable() ? idle + 1 : 0;
+std::chrono::nanoseconds Worker::Thread::idleSince(Clocks& before) const {
+    const Clocks then = std::exchange(before, clocks());
+    const std::chrono::nanoseconds time = before.now - then.now;
+    const bool isIdle = before.used - then.used < time / kLeastShare && (!isWorking || !isRunnable());
+    return isIdle ? time : std::chrono::nanoseconds(0);
+}
+
+Worker::Wait Worker::Thread::awaitEnd(std::unique_lock<std::mutex>& lock, std::chrono::milliseconds patience,
+                                      const std::atomic<std::size_t>& progress) {
+    const std::chrono::nanoseconds look = std::chrono::nanoseconds(patience) / kLooksPerPatience;
+    Wait wait = {!isWorking, progress, {}};
+    Clocks before = clocks();
+    for (int looks = 0; !wait.isDone && looks < kLooksPerPatience;) {
+        wait.isDone = changed.wait_for(lock, look, [this] { return !isWorking; });
+        const std::chrono::nanoseconds idle = idleSince(before);
+        const std::size_t last = std::exchange(wait.progress, progress.load());
+        looks = idle.count() > 0 && wait.progress == last ? looks + 1 : 0;
+        wait.idle += idle;
     }
-    return !isWorking;
+    return wait;
 }
 
 Worker::Worker() : m_thread(std::make_shared<Thread>()) {
@@ -134,6 +159,8 @@ Worker::Worker() : m_thread(std::make_shared<Thread>()) {
     const int error = pthread_create(&m_thread->id, &attributes, Thread::start, shared.get());
     pthread_attr_destroy(&attributes);
     if (error != 0) {
+        logmsgf(kLogError, "find_processes_CV", "No thread can be started to look at other processes: %s",
+                std::strerror(error));
         throw ScanFailure{error};
     }
     static_cast<void>(shared.release()); // the thread's now
@@ -161,17 +188,18 @@ void Worker::start(std::function<void()> job) {
     m_thread->changed.notify_all();
 }
 
-bool Worker::finish(std::chrono::milliseconds patience) {
+Worker::Wait Worker::finish(std::chrono::milliseconds patience, const std::atomic<std::size_t>& progress) {
     std::unique_lock<std::mutex> lock(m_thread->mutex);
-    if (!m_thread->awaitEnd(lock, patience)) {
+    const Wait wait = m_thread->awaitEnd(lock, patience, progress);
+    if (!wait.isDone) {
         m_thread->leaveBehind();
-        return false;
+        return wait;
     }
     m_thread->job = nullptr;
     if (m_thread->failure) {
         std::rethrow_exception(std::exchange(m_thread->failure, nullptr));
     }
-    return true;
+    return wait;
 }
 
 } // namespace lister

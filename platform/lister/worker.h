@@ -1,7 +1,9 @@
 /// Work that may never come to an end, on a thread of its own.
 #pragma once
 
+#include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <memory>
 
@@ -22,9 +24,17 @@ class Worker {
     /// uses.
     void start(std::function<void()> job);
 
-    /// Waits until the job is done and throws what it threw. Returns false where it used next to no processor time for
-    /// as long as `patience`, and did not wait for a processor either: then the worker takes no other job.
-    [[nodiscard]] bool finish(std::chrono::milliseconds patience);
+    struct Wait {
+        bool isDone = false;
+        /// How far the job had counted when the wait ended.
+        std::size_t progress = 0;
+        /// For how much of the wait the job was idle: it used next to no processor time, and did not wait for a
+        /// processor either.
+        std::chrono::nanoseconds idle{0};
+    };
+    /// Waits until the job is done and throws what it threw. Gives up where the job was idle for as long as `patience`
+    /// without counting `progress` up: then the worker takes no other job.
+    [[nodiscard]] Wait finish(std::chrono::milliseconds patience, const std::atomic<std::size_t>& progress);
 
   private:
     struct Thread;

@@ -37,7 +37,8 @@ bool runsCommand(kill_type killType) {
     }
 }
 
-/// Puts the executable's path into `command`, from which some actions make a stop command. Never a third party's.
+/// Puts the executable's path into `command`, from which some actions make a stop command. Never a third party's: such
+/// a record comes here only for actions that run none (sparingOf), and none is to be had by mistake, either.
 void startCommand(CV_Process_s* proc) {
     if (proc->category == CAT_THIRD_PARTY) {
         command.clear();

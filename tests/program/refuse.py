@@ -7,8 +7,8 @@ import platform
 import struct
 import sys
 
-NUMBERS = {"openat2": {}, "statx": {"x86_64": 332, "aarch64": 291, "ppc64le": 383, "s390x": 379}}
-OPENAT2 = 437  # on every processor
+NUMBERS = {"statx": {"x86_64": 332, "aarch64": 291, "ppc64le": 383, "s390x": 379}}
+NEWER = {"clone3": 435, "openat2": 437}  # on every processor
 LOAD_NUMBER, JUMP_IF_EQUAL, ANSWER = 0x20, 0x15, 0x06  # BPF_LD|BPF_W|BPF_ABS, BPF_JMP|BPF_JEQ|BPF_K, BPF_RET|BPF_K
 ALLOW, FAIL = 0x7FFF0000, 0x00050000  # SECCOMP_RET_ALLOW, SECCOMP_RET_ERRNO
 PR_SET_SECCOMP, SECCOMP_MODE_FILTER, PR_SET_NO_NEW_PRIVS = 22, 2, 38
@@ -19,7 +19,7 @@ def instruction(code, value, if_equal=0, if_not=0):
 
 
 call, error, *command = sys.argv[1:]
-number = NUMBERS[call].get(platform.machine(), OPENAT2)
+number = NEWER.get(call) or NUMBERS[call][platform.machine()]
 filtered = b"".join([instruction(LOAD_NUMBER, 0), instruction(JUMP_IF_EQUAL, number, 0, 1),
                      instruction(ANSWER, FAIL | getattr(errno, error)), instruction(ANSWER, ALLOW)])
 buffer = ctypes.create_string_buffer(filtered)

@@ -1,5 +1,7 @@
 """The start-up ladder, the command line and bad input, as the caller of the program meets them."""
+import json
 import os
+import re
 
 import pytest
 
@@ -64,6 +66,51 @@ def test_configuration_that_cannot_be_read(host, text):
     result = here.run("-h")
     assert (result.stdout, result.status) == ("Failed to read Master Config.\n", 110)
     assert untouched(result)
+
+
+# Stands in for the system's log: runs a command, and tells who sent what to /dev/log meanwhile (unix(7), SCM_CREDENTIALS).
+LISTEN = """
+import json, socket, struct, subprocess, sys
+log = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+log.setsockopt(socket.SOL_SOCKET, socket.SO_PASSCRED, 1)
+log.bind("/dev/log")
+log.setblocking(False)
+status = subprocess.run(sys.argv[1:], check=False).returncode
+told = []
+try:
+    while True:
+        text, ((_, _, sender),), *_ = log.recvmsg(65536, socket.CMSG_SPACE(12))
+        told.append((struct.unpack("3i", sender)[0], text.decode()))
+except BlockingIOError:
+    pass
+with open("/usr/quarn/sandbox/told", "w") as file:
+    json.dump(told, file)
+sys.exit(status)
+"""
+
+
+@pytest.mark.parametrize("text, fault", [
+    ("[host]\nrole = clown\n", "[host] role: bad value 'clown'"), ("[host\nrole = client\n", "line 1: "), (None, "No such file")])
+def test_bad_configuration_is_told_to_the_system_log(host, text, fault):
+    """The debug log is not open yet, and the message on the terminal says only that it is bad."""
+    here = host(FLEET)
+    (here.quarn / "corvane/host.conf").unlink()
+    if text:
+        here.write(HOST_CONF, text)
+    here.write("/opt/listen.py", LISTEN)
+    result = here.run(command=f"/usr/bin/python3 /opt/listen.py {CVSTOP} -k")
+    assert (result.stdout, result.status) == ("Failed to read Master Config.\n", 110)
+    (sender, told), = json.loads(here.file("told"))
+    # 11 is LOG_USER and LOG_ERR.
+    assert re.match(rf"<11>\w{{3}} [ \d]\d [\d:]{{8}} cvstop\[{sender}\]: {re.escape(f'{HOST_CONF}: {fault}')}", told), told
+    assert untouched(result)
+
+
+def test_good_configuration_is_not_worth_a_word(host):
+    here = host(FLEET)
+    here.write("/opt/listen.py", LISTEN)
+    assert here.run(command=f"/usr/bin/python3 /opt/listen.py {CVSTOP} -h").stdout == USAGE
+    assert json.loads(here.file("told")) == []
 
 
 def test_configuration_with_every_key_and_one_more(host):

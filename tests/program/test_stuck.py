@@ -11,6 +11,8 @@ HERE = pathlib.Path(__file__).parent
 WITNESS = (f"{BIN}/momuhe", "Corvane")
 # Beside everything that else keeps this machine busy, the time is the program's own.
 AT_ONCE = "nice -n -19 timeout -s KILL 5"
+# It prints to a file of the tree.
+CLOCK = ("/usr/bin/timeout", "Third Party")
 
 STARTS = {"a script of the product": [f"{BIN}/worker"], "another script": ["/opt/worker"],
           "three": [f"{BIN}/worker", "/opt/worker", f"{BIN}/worker"]}
@@ -41,7 +43,7 @@ def stuck(host, request):
 
 
 def check_log(result, pids):
-    """Those that were passed over are named, and nobody else."""
+    """Those that were passed over are named, and no others."""
     warnings = result.texts("find_processes_CV", "warning")
     assert len(warnings) == len(pids)
     for pid in pids:
@@ -57,17 +59,20 @@ def test_stuck_process_cannot_be_asked_for_its_arguments(stuck):
     assert stuck.here.file("released") == len(stuck.pids()) * "0\n"
 
 
-def test_listing_passes_over_who_is_stuck(stuck):
-    result = stuck.run(command=f"{AT_ONCE} {CVSTOP} -l")
+@pytest.mark.parametrize("option, besides", [("", []), (" -3", [CLOCK])], ids=["product", "third_parties"])
+def test_listing_passes_over_what_is_stuck(stuck, option, besides):
+    result = stuck.run(command=f"{AT_ONCE} {CVSTOP} -l{option}")
     assert (result.status, result.stderr) == (0, "")
-    assert rows_of_listing(result.stdout) == [WITNESS]
+    assert rows_of_listing(result.stdout) == [WITNESS, *besides]
     check_log(result, stuck.pids())
 
 
-def test_shutdown_passes_over_who_is_stuck(stuck):
-    result = stuck.run(command=f"{AT_ONCE} {CVSTOP} -k")
-    assert initiating(1) in result.stdout
-    assert_ends(result.stdout, ALL_SPECIFIED)
+@pytest.mark.parametrize("option, found, third_parties", [("", 1, ""), (" -3", 2, "\nThere are 1 3rd party processes active.\n")],
+                         ids=["product", "third_parties"])
+def test_shutdown_passes_over_what_is_stuck(stuck, option, found, third_parties):
+    result = stuck.run(command=f"{AT_ONCE} {CVSTOP} -k{option}")
+    assert initiating(found) in result.stdout
+    assert_ends(result.stdout, ALL_SPECIFIED + third_parties)
     assert (result.status, result.stderr) == (1, "")
     assert not result.is_alive("momuhe")
     assert set(stuck.pids()) <= result.alive

@@ -1,5 +1,7 @@
 // The arguments of a process appear after the program that it executes, or never.
 #include <fstream>
+#include <map>
+#include <set>
 #include <string>
 
 #include "ListerLog.h"
@@ -68,6 +70,47 @@ TEST_F(ListerArguments, ThatAreLaidWhileTheyAreReadAreReadOnceMore) {
         });
         EXPECT_EQ(scan().found, (std::map<pid_t, int>{{m_pid, CAT_CORVANE}})) << "before call " << call;
     }
+}
+
+/// A process can write what it likes there (prctl(2), PR_SET_MM_ARG_START): what is read may begin as the one and end
+/// as the other.
+TEST_F(ListerArguments, ThatAreRewrittenWhileTheyAreReadNameNothingThatIsNotThere) {
+    const std::string script = writeScript("worker", "#!/bin/sh\n");
+    const std::string other = writeScript("another", "#!/bin/sh\n");
+    lay("140737488348048");
+    std::set<std::string> seen;
+    int call = 0;
+    for (bool wasReached = true; wasReached;) {
+        write(std::string("sh\0", 3) + script + '\0');
+        // Longer than what it takes the place of, so that there is something to be read behind it.
+        faults::interrupt(++call, [&] { write(std::string("sh\0-e\0-u\0", 9) + other + std::string("\0--\0", 4)); });
+        const Outcome found = scan();
+        wasReached = found.wasReached;
+        EXPECT_EQ(found.status, 0) << "before call " << call;
+        if (!found.found.empty()) {
+            seen.insert(found.paths.at(m_pid));
+        }
+    }
+    EXPECT_EQ(seen, (std::set<std::string>{script, other}));
+}
+
+TEST_F(ListerArguments, ThatNameAScriptThatVanishesMakeNothingElseOfTheProcess) {
+    lay("140737488348048");
+    int listed = 0;
+    int call = 0;
+    for (bool wasReached = true; wasReached;) {
+        const std::string script = writeScript("worker", "#!/bin/sh\n");
+        write(std::string("sh\0", 3) + script + '\0');
+        faults::interrupt(++call, [&] { fs::remove(script); });
+        const Outcome found = scan();
+        wasReached = found.wasReached;
+        EXPECT_EQ(found.status, 0) << "before call " << call;
+        EXPECT_TRUE(found.found.empty() || found.found == (std::map<pid_t, int>{{m_pid, CAT_CORVANE}}));
+        EXPECT_FALSE(tellsOf(found, m_pid)) << found.log;
+        listed += wasReached && !found.found.empty() ? 1 : 0;
+    }
+    EXPECT_GT(listed, 0) << "when it vanished after it had been read";
+    EXPECT_LT(listed, call - 1) << "when it vanished before";
 }
 
 } // namespace

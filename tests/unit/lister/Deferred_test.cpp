@@ -1,11 +1,20 @@
 #include "deferred.h"
 
+#include <chrono>
+#include <thread>
+
 #include <sys/stat.h>
 
 #include "MadeUpProcess.h"
 
 namespace lister {
 namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+/// No process of this machine, and so none of the caller's ancestors, has one of these.
+constexpr int kBeyondAllPids = 5'000'000;
 
 /// Arguments in a FIFO without a writer are never read to an end.
 class DeferredJudgement : public MadeUpProcess {
@@ -15,6 +24,11 @@ class DeferredJudgement : public MadeUpProcess {
             // Lets the thread go that was left behind.
             const UniqueFd writer(open(gate.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));
         }
+        for (auto& [gate, server] : m_servers) {
+            // Lets a server go that was never asked.
+            const UniqueFd reader(open(gate.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+            server.join();
+        }
     }
 
     /// An interpreter that runs a script of the product.
@@ -22,12 +36,29 @@ class DeferredJudgement : public MadeUpProcess {
         makeScript(pid, "#!/bin/sh");
         return {pid, std::stoi(pid), fs::canonical("/bin/sh"), 0};
     }
-    Deferred stuck(const std::string& pid) {
-        Deferred process = script(pid);
-        const fs::path gate = fs::path(m_proc) / pid / "cmdline";
+    /// In place of the arguments of a process.
+    fs::path makeGate(const std::string& pid) {
+        fs::path gate = fs::path(m_proc) / pid / "cmdline";
         fs::remove(gate);
         EXPECT_EQ(mkfifo(gate.c_str(), 0600), 0);
-        m_gates.push_back(gate);
+        return gate;
+    }
+    Deferred stuck(const std::string& pid) {
+        Deferred process = script(pid);
+        m_gates.push_back(makeGate(pid));
+        return process;
+    }
+    /// It answers a while after it was asked, as if its arguments had to come from a slow disk.
+    Deferred slow(const std::string& pid) {
+        Deferred process = script(pid);
+        const std::string arguments = textOf(fs::path(m_proc) / pid / "cmdline");
+        const fs::path gate = makeGate(pid);
+        m_servers.emplace_back(gate, [gate, arguments] {
+            const UniqueFd writer(open(gate.c_str(), O_WRONLY | O_CLOEXEC));
+            usleep(300'000);
+            EXPECT_EQ(::write(writer.get(), arguments.data(), arguments.size()),
+                      static_cast<ssize_t>(arguments.size()));
+        });
         return process;
     }
     std::vector<Reason> reasons(std::vector<Deferred> processes) {
@@ -42,6 +73,7 @@ class DeferredJudgement : public MadeUpProcess {
     }
 
     std::vector<fs::path> m_gates;
+    std::vector<std::pair<fs::path, std::thread>> m_servers;
 };
 
 TEST_F(DeferredJudgement, VerdictsComeInTheOrderOfTheProcesses) {
@@ -59,6 +91,37 @@ TEST_F(DeferredJudgement, NothingIsJudgedWhereNothingWaits) {
 TEST_F(DeferredJudgement, StuckProcessesAreReportedAndTheOthersJudged) {
     EXPECT_EQ(reasons({script("75"), stuck("76"), stuck("77"), script("78"), stuck("79")}),
               (std::vector{Reason::ProductScript, Reason::Stuck, Reason::Stuck, Reason::ProductScript, Reason::Stuck}));
+}
+
+/// All of them together take longer than one of them may.
+TEST_F(DeferredJudgement, SlowProcessesAreWaitedForOneByOne) {
+    std::vector<Deferred> processes;
+    for (int count = 0; count < 6; ++count) {
+        processes.push_back(slow(std::to_string(kBeyondAllPids + count)));
+    }
+    EXPECT_EQ(reasons(std::move(processes)), std::vector(6, Reason::ProductScript));
+}
+
+/// At a second each they would take 20 s.
+TEST_F(DeferredJudgement, ManyStuckProcessesCostLessAndLess) {
+    std::vector<Deferred> processes;
+    for (int count = 0; count < 20; ++count) {
+        processes.push_back(stuck(std::to_string(kBeyondAllPids + count)));
+    }
+    const auto begin = steady_clock::now();
+    EXPECT_EQ(reasons(std::move(processes)), std::vector(20, Reason::Stuck));
+    EXPECT_LT(steady_clock::now() - begin, std::chrono::seconds(5));
+}
+
+TEST_F(DeferredJudgement, SlowProcessesUseUpThePatience) {
+    DeferredJudge deferred(Patience(milliseconds(20)));
+    const auto judge = std::make_shared<const Judge>(m_roots, false);
+    deferred.start(judge, std::make_shared<const std::vector<Deferred>>(std::vector{slow("76")}));
+    EXPECT_EQ(deferred.finish().at(0).reason, Reason::ProductScript);
+    deferred.start(judge, std::make_shared<const std::vector<Deferred>>(std::vector{stuck("77")}));
+    const auto begin = steady_clock::now();
+    EXPECT_EQ(deferred.finish().at(0).reason, Reason::Stuck);
+    EXPECT_LT(steady_clock::now() - begin, milliseconds(900)) << "not the second that the first one had";
 }
 
 /// A scan that fails meanwhile must not wait for it for ever, and nothing of it goes on afterwards.

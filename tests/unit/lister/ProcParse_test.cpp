@@ -63,6 +63,8 @@ TEST(ArgumentsEnd, IsTheFortyNinthField) {
 TEST(Maps, CapturedLines) {
     const auto text = parseMapsLine("7f1216e67000-7f1216e8d000 r-xp 00026000 fe:00 131170    /usr/lib/libc.so.6");
     ASSERT_TRUE(text);
+    EXPECT_EQ(text->begin, 0x7f1216e67000U);
+    EXPECT_EQ(text->end, 0x7f1216e8d000U);
     EXPECT_TRUE(text->executable);
     EXPECT_EQ(text->deviceMajor, 0xfeU);
     EXPECT_EQ(text->deviceMinor, 0U);
@@ -79,7 +81,8 @@ TEST(Maps, CapturedLines) {
 TEST(Maps, HostileLinesGiveNothing) {
     for (const char* line :
          {"", " ", "1-2", "1-2 r-xp", "1-2 r-xp 0 fe:00", "1-2 r-xp 0 fe:00 x /a", "1-2 rx 0 fe:00 5 /a",
-          "1-2 r-xp 0 fe 5 /a", "1-2 r-xp 0 :00 5 /a", "1-2 r-xp 0 xx:00 5 /a"}) {
+          "12 r-xp 0 fe:00 5 /a", "-2 r-xp 0 fe:00 5 /a", "1-x r-xp 0 fe:00 5 /a", "1-2 r-xp 0 fe 5 /a",
+          "1-2 r-xp 0 :00 5 /a", "1-2 r-xp 0 xx:00 5 /a"}) {
         EXPECT_FALSE(parseMapsLine(line)) << line;
     }
 }

@@ -7,6 +7,7 @@
 #include <sys/resource.h>
 
 #include "MadeUpProcess.h"
+#include "Threads.h"
 
 namespace lister {
 namespace {
@@ -112,6 +113,30 @@ TEST_F(ScanOfTheTable, KernelThreadIsNotListed) {
     CV_Process_s* list = nullptr;
     EXPECT_EQ(listProcesses(m_roots, &list, kAll, 0), 0);
     EXPECT_EQ(list, nullptr);
+}
+
+/// What judges processes that may not answer costs nothing where there are none.
+class ThreadsOfAScan : public MadeUpProcess {
+  protected:
+    int threadsStartedFor(const fs::path& executable) {
+        make("1", "/usr/bin/stranger");
+        for (int count = 0; count < 40; ++count) {
+            make(std::to_string(5'000'000 + count), executable);
+        }
+        const int before = threads::started();
+        CV_Process_s* list = nullptr;
+        EXPECT_EQ(listProcesses(m_roots, &list, CAT_CORVANE, 0), 0);
+        EXPECT_EQ(list, nullptr);
+        return threads::started() - before;
+    }
+};
+
+TEST_F(ThreadsOfAScan, AreNotNeededWithoutInterpreters) {
+    EXPECT_EQ(threadsStartedFor("/usr/bin/stranger"), 0);
+}
+
+TEST_F(ThreadsOfAScan, AreOneForAllInterpreters) {
+    EXPECT_EQ(threadsStartedFor(fs::canonical("/bin/sh")), 1);
 }
 
 /// A scan that is short of descriptors either lists everything or fails.

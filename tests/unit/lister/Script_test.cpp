@@ -1,4 +1,5 @@
 #include <utility>
+#include <vector>
 
 #include <sys/stat.h>
 
@@ -6,6 +7,9 @@
 
 namespace lister {
 namespace {
+
+/// As much as a process may have by default (execve(2)).
+constexpr std::size_t kTwoMegabytes = 2U << 20U;
 
 class ScriptRule : public MadeUpProcess {};
 class LiveScript : public Lister {};
@@ -19,8 +23,18 @@ TEST_F(ScriptRule, ScriptOfTheProduct) {
 
 TEST_F(ScriptRule, ArgumentsBeyondWhatIsReadDoNotMatter) {
     const fs::path script = makeScript("77", "#!/bin/sh");
-    write("77", "cmdline", std::string("sh\0", 3) + script.string() + '\0' + std::string(100'000, 'x'));
+    write("77", "cmdline", std::string("sh\0", 3) + script.string() + '\0' + std::string(kTwoMegabytes, 'x'));
     EXPECT_EQ(judge("77", judgeScript).reason, Reason::ProductScript);
+}
+
+TEST_F(ScriptRule, ScriptBehindMoreArgumentsThanAreReadIsNoRelation) {
+    const fs::path script = makeScript("77", "#!/bin/sh");
+    std::string options;
+    while (options.size() < kTwoMegabytes) {
+        options += std::string("-e\0", 3);
+    }
+    write("77", "cmdline", std::string("sh\0", 3) + options + script.string() + '\0');
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
 }
 
 TEST_F(ScriptRule, InterpreterThatRunsNothingOfTheProductIsNoRelation) {
@@ -152,6 +166,14 @@ TEST_F(ScriptRule, FolderIsNoScript) {
     }
 }
 
+TEST_F(ScriptRule, LoopOfLinksIsNoScript) {
+    fs::create_symlink("there", m_root + "/bin/here");
+    fs::create_symlink("here", m_root + "/bin/there");
+    make("77", fs::canonical("/bin/sh"));
+    write("77", "cmdline", std::string("sh\0", 3) + m_root + "/bin/here" + '\0');
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
+}
+
 TEST_F(LiveScript, ScriptThatNamesItsInterpreterIsTheProduct) {
     const fs::path script = writeScript("worker", "#!/bin/sh\nkill -STOP $$\n");
     const Child child(script, {"worker"});
@@ -160,6 +182,18 @@ TEST_F(LiveScript, ScriptThatNamesItsInterpreterIsTheProduct) {
     EXPECT_EQ(record->category, CAT_CORVANE);
     EXPECT_EQ(record->path, script.string());
     EXPECT_STREQ(record->name, "worker");
+}
+
+TEST_F(LiveScript, AsManyArgumentsAsTheKernelTakesDoNotHideAScript) {
+    const fs::path script = writeScript("worker", "#!/bin/sh\nkill -STOP $$\n");
+    // Each may be 128 KiB long; the environment has its share of the two megabytes, too.
+    std::vector<std::string> arguments(15, std::string(120'000, 'x'));
+    arguments.insert(arguments.begin(), "worker");
+    const Child child(script, arguments);
+    awaitStop(child.pid());
+    const auto record = find(child.pid());
+    ASSERT_TRUE(record);
+    EXPECT_EQ(record->path, script.string());
 }
 
 TEST_F(LiveScript, ProductFileGivenToAPagerOrToAShellAsDataIsNoScript) {

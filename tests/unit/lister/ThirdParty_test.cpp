@@ -35,6 +35,18 @@ TEST_F(ThirdPartyRule, OtherMountNamespaceNeedsTheHostsVeryFile) {
     EXPECT_EQ(judgeAsThirdParty("77").reason, Reason::NoRelation);
 }
 
+/// What maps tells of a file is not on every file system what its status tells: overlayfs, btrfs.
+TEST_F(ThirdPartyRule, OtherMountNamespaceHasItsMappedFilesAsked) {
+    link("77", "ns/mnt", "mnt:[1]");
+    fs::create_directories(fs::path(m_proc) / "77/map_files");
+    map("0000" + line("r-xp", 1)); // the link's name has no leading zeros
+    link("77", "map_files/55c0-55d0", m_library);
+    EXPECT_EQ(judgeAsThirdParty("77").reason, Reason::MapsProduct);
+    map(line());
+    link("77", "map_files/55c0-55d0", copySleep(m_folder / "other"));
+    EXPECT_EQ(judgeAsThirdParty("77").reason, Reason::NoRelation);
+}
+
 TEST_F(ThirdPartyRule, FolderAndRootOfTheTreeAreListed) {
     for (const char* name : {"cwd", "root"}) {
         make("77", m_folder / "mapper");

@@ -4,14 +4,18 @@
 #include <ctime>
 #include <functional>
 #include <future>
+#include <memory>
 #include <stdexcept>
+#include <thread>
 #include <utility>
 #include <vector>
 
+#include <sched.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include "Threads.h"
 #include "verdict.h"
 
 namespace lister {
@@ -19,9 +23,12 @@ namespace {
 
 using std::chrono::milliseconds;
 
+/// For a job that counts nothing.
+const std::atomic<std::size_t> kNoProgress = 0;
+
 bool run(Worker& worker, std::function<void()> job, milliseconds patience) {
     worker.start(std::move(job));
-    return worker.finish(patience);
+    return worker.finish(patience, kNoProgress).isDone;
 }
 
 TEST(Worker, DoesOneJobAfterTheOther) {
@@ -104,6 +111,100 @@ TEST(Worker, BusyJobIsWaitedFor) {
         },
         milliseconds(400)));
     EXPECT_TRUE(isDone);
+}
+
+/// Each of its steps is short of the patience, and all of them together are not.
+TEST(Worker, PatienceBeginsAnewWithEachStep) {
+    Worker worker;
+    std::atomic<std::size_t> progress = 0;
+    worker.start([&progress] {
+        while (progress < 6) {
+            usleep(130'000);
+            ++progress;
+        }
+    });
+    const Worker::Wait wait = worker.finish(milliseconds(400), progress);
+    EXPECT_TRUE(wait.isDone);
+    EXPECT_EQ(wait.progress, 6U);
+    EXPECT_GT(wait.idle, milliseconds(100)) << "it used no processor meanwhile";
+}
+
+TEST(Worker, TellsHowFarAStuckJobHasCome) {
+    std::promise<void> release;
+    const auto progress = std::make_shared<std::atomic<std::size_t>>(0);
+    const auto end = std::make_shared<std::promise<void>>();
+    std::future<void> left = end->get_future();
+    Worker worker;
+    worker.start([gate = release.get_future().share(), progress, end] {
+        *progress = 3;
+        gate.wait();
+        end->set_value();
+    });
+    const Worker::Wait wait = worker.finish(milliseconds(40), *progress);
+    EXPECT_FALSE(wait.isDone);
+    EXPECT_EQ(wait.progress, 3U);
+    EXPECT_GE(wait.idle, milliseconds(40));
+    release.set_value();
+    left.wait();
+}
+
+/// The machine may be so busy that it begins only when the patience would be over.
+TEST(Worker, ThreadThatBeginsLateIsWaitedFor) {
+    threads::delay(milliseconds(300));
+    Worker worker;
+    threads::delay(milliseconds(0));
+    const auto isDone = std::make_shared<std::atomic<bool>>(false);
+    EXPECT_TRUE(run(
+        worker, [isDone] { *isDone = true; }, milliseconds(20)));
+    EXPECT_TRUE(*isDone);
+}
+
+/// Lets the calling thread run only on the processor that it runs on.
+void stayHere() {
+    cpu_set_t one = {};
+    CPU_SET(static_cast<std::size_t>(sched_getcpu()), &one);
+    ASSERT_EQ(sched_setaffinity(0, sizeof one, &one), 0);
+}
+
+/// Keeps the processor that it runs on busy: what is idle by its class (sched(7)) gets next to nothing of it.
+class BusyProcessor {
+  public:
+    BusyProcessor() = default;
+    ~BusyProcessor() { m_thread.join(); }
+    BusyProcessor(const BusyProcessor&) = delete;
+    BusyProcessor& operator=(const BusyProcessor&) = delete;
+    [[nodiscard]] bool isOver() const { return m_isOver; }
+
+  private:
+    void keepBusy() {
+        const auto end = std::chrono::steady_clock::now() + milliseconds(500);
+        while (std::chrono::steady_clock::now() < end) {
+        }
+        m_isOver = true;
+    }
+
+    std::atomic<bool> m_isOver = false;
+    // It is of the caller's processors, and of its class.
+    std::thread m_thread{[this] { keepBusy(); }};
+};
+
+/// Its job does all that it can, and that is next to nothing.
+TEST(Worker, JobThatWaitsForAProcessorIsWaitedFor) {
+    Worker worker;
+    const auto isDone = std::make_shared<std::atomic<bool>>(false);
+    EXPECT_TRUE(run(
+        worker,
+        [isDone] {
+            stayHere();
+            const BusyProcessor busy;
+            const sched_param none = {};
+            ASSERT_EQ(sched_setscheduler(0, SCHED_IDLE, &none), 0);
+            while (!busy.isOver()) {
+            }
+            *isDone = true;
+        },
+        milliseconds(20)));
+    EXPECT_TRUE(*isDone);
 }
 
 } // namespace
