@@ -54,10 +54,16 @@ set(CPACK_RPM_PACKAGE_LICENSE "LicenseRef-Proprietary")
 set(CPACK_RPM_PACKAGE_SUMMARY "Shuts down the Corvane backup software on a client host")
 set(CPACK_RPM_PACKAGE_DESCRIPTION ${CPACK_PACKAGE_DESCRIPTION})
 set(CPACK_RPM_PACKAGE_GROUP "System Environment/Base")
-set(CPACK_RPM_PACKAGE_AUTOREQ ON)
-set(CPACK_RPM_PACKAGE_REQUIRES logrotate)
+# rpm takes a program that finds its own address for one that needs libc's loader, rtld(GNU_HASH).
+if(CVSTOP_STATIC)
+  set(CPACK_RPM_PACKAGE_AUTOREQ OFF)
+else()
+  set(CPACK_RPM_PACKAGE_AUTOREQ ON)
+endif()
+# CPACK_RPM_PACKAGE_SUGGESTS is dropped: CPack asks rpm in a way that newer ones answer with an error.
 set(CPACK_RPM_SPEC_MORE_DEFINE
-"%define packager ${CPACK_PACKAGE_CONTACT}
+"Suggests: logrotate
+%define packager ${CPACK_PACKAGE_CONTACT}
 %define _buildhost cvstop
 %define use_source_date_epoch_as_buildtime 1
 %define clamp_mtime_to_source_date_epoch 1")

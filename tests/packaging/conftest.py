@@ -1,4 +1,6 @@
 """Fixtures of the packaging tests: the packages, and a Debian root of their own to install them in."""
+import contextlib
+import fcntl
 import os
 import pathlib
 import re
@@ -37,11 +39,36 @@ FOREIGN, FOREIGN_MACHINE = ("s390x", "s390x") if PROCESSOR != "s390x" else ("amd
 PROGRAMS = ("/usr/quarn/corvane/bin/cvstop", "/usr/sbin/cvstop-watch")
 
 
+@contextlib.contextmanager
+def alone(name):
+    """While other processes of this run of the tests wait."""
+    (REPO / "build").mkdir(exist_ok=True)
+    with open(REPO / f"build/{name}.lock", "w", encoding="ascii") as lock:
+        fcntl.flock(lock, fcntl.LOCK_EX)
+        yield
+
+
 @pytest.fixture(scope="session")
-def packages():
-    """The folder of the packages, which the README's command builds; with those for a foreign processor."""
+def once(tmp_path_factory, testrun_uid):
+    """Does something in the first process of this run that wants it; the others wait."""
+    def do(name, work):
+        done = tmp_path_factory.getbasetemp().parent / f"{name}-{testrun_uid}"
+        with alone(name):
+            if not done.exists():
+                work()
+                done.touch()
+    return do
+
+
+def build_packages():
     run(["bash", "-ec", step("package")], cwd=REPO)
     run(["scripts/package", "--no-lint", "--objects", PROCESSOR, FOREIGN], cwd=REPO)
+
+
+@pytest.fixture(scope="session")
+def packages(once):
+    """The folder of the packages, which the README's command builds; with those for a foreign processor."""
+    once("packages", build_packages)
     return REPO / "build/package"
 
 
@@ -65,14 +92,20 @@ def tarball(packages):
     return only(packages, f"cvstop-*-linux-{MACHINE}.tar.gz")
 
 
+DYNAMIC = REPO / "build/package/tree/dynamic"
+
+
+def build_dynamic():
+    run(["cmake", "-S", REPO, "-B", DYNAMIC, "-G", "Ninja", "-DCVSTOP_STATIC=OFF"])
+    run(["cmake", "--build", DYNAMIC])
+    run(["cpack", "--config", DYNAMIC / "CPackConfig.cmake", "-G", "DEB", "-B", DYNAMIC / "packed"])
+
+
 @pytest.fixture(scope="session")
-def dynamic_deb():
+def dynamic_deb(once):
     """The same program, linked with the libc of the host."""
-    tree = REPO / "build/package/tree/dynamic"
-    run(["cmake", "-S", REPO, "-B", tree, "-G", "Ninja", "-DCVSTOP_STATIC=OFF"])
-    run(["cmake", "--build", tree])
-    run(["cpack", "--config", tree / "CPackConfig.cmake", "-G", "DEB", "-B", tree / "packed"])
-    return only(tree / "packed", "*.deb")
+    once("dynamic", build_dynamic)
+    return only(DYNAMIC / "packed", "*.deb")
 
 
 def archive_of_this_system():
@@ -88,14 +121,15 @@ def debian(codename, folder, *options):
     if os.geteuid() != 0:
         pytest.skip("only root can make a Debian root, and install a package there")
     done = folder / "done"
-    if not done.exists():
-        shutil.rmtree(folder, ignore_errors=True)
-        made = subprocess.run(["debootstrap", "--variant=minbase", *options, codename, folder / "root",
-                               archive_of_this_system()[1]], capture_output=True, text=True, check=False)
-        if "Failed getting release file" in made.stdout + made.stderr:
-            pytest.skip(f"the archive has no {codename} any more")
-        assert made.returncode == 0, made.stdout[-3000:] + made.stderr[-3000:]
-        done.touch()
+    with alone(folder.name):
+        if not done.exists():
+            shutil.rmtree(folder, ignore_errors=True)
+            made = subprocess.run(["debootstrap", "--variant=minbase", *options, codename, folder / "root",
+                                   archive_of_this_system()[1]], capture_output=True, text=True, check=False)
+            if "Failed getting release file" in made.stdout + made.stderr:
+                pytest.skip(f"the archive has no {codename} any more")
+            assert made.returncode == 0, made.stdout[-3000:] + made.stderr[-3000:]
+            done.touch()
     return folder / "root"
 
 

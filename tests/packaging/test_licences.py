@@ -3,11 +3,8 @@ import hashlib
 import re
 import subprocess
 
-import pytest
-
 from conftest import MACHINE, PROCESSOR, REPO, only, run
 
-pytestmark = pytest.mark.xdist_group("packages")
 
 COPYRIGHT = "/usr/share/doc/cvstop/copyright"
 LGPL = "/usr/share/doc/cvstop/LGPL-2.1"

@@ -8,7 +8,6 @@ import pytest
 
 from box import ALL, ALL_SPECIFIED, LOG, assert_ends, until_ended, until_logged
 
-pytestmark = pytest.mark.xdist_group("packages")
 
 BIN = "/usr/quarn/corvane/bin"
 HOST_CONF = "/usr/quarn/corvane/host.conf"
@@ -52,8 +51,8 @@ def test_packages_need_no_library(deb, rpm):
     depends = subprocess.run(["dpkg-deb", "-f", deb, "Depends"], capture_output=True, text=True, check=True).stdout
     assert depends.strip() == ""
     requires = subprocess.run(["rpm", "-qp", "--requires", rpm], capture_output=True, text=True, check=True).stdout
-    assert "logrotate" in requires and ".so" not in requires
-    assert deb.stat().st_size <= 1_200_000
+    assert [line for line in requires.splitlines() if not line.startswith(("rpmlib(", "config(cvstop)"))] == []
+    assert subprocess.run(["rpm", "-qp", "--suggests", rpm], capture_output=True, text=True, check=True).stdout == "logrotate\n"
 
 
 def test_program_can_be_linked_with_the_libc_of_the_host(dynamic_deb, tmp_path):

@@ -1,16 +1,19 @@
-"""The packages for other processors: refused where they do not belong, and their programs as hardened as this machine's."""
+"""The packages for other processors: refused where they do not belong. And what scripts/package asks of each package before it
+goes on: that its programs are hardened, need no library, and are small."""
+import importlib.util
+import os
 import re
 import subprocess
 
 import pytest
 
-from conftest import FOREIGN, FOREIGN_MACHINE, PROCESSOR, PROGRAMS, only
+from conftest import FOREIGN, FOREIGN_MACHINE, PROCESSOR, REPO, only, run
 
-pytestmark = pytest.mark.xdist_group("packages")
 
-MACHINES = {"amd64": "Advanced Micro Devices X86-64", "arm64": "AArch64", "ppc64el": "PowerPC64", "s390x": "IBM S/390"}
-# Where libc's static form can be loaded at any address.
-POSITION_INDEPENDENT = ("amd64", "arm64")
+CHECK = REPO / "packaging/check.py"
+SPEC = importlib.util.spec_from_file_location("check", CHECK)
+check = importlib.util.module_from_spec(SPEC)
+SPEC.loader.exec_module(check)
 
 
 @pytest.fixture
@@ -23,30 +26,65 @@ def foreign_rpm(packages):
     return only(packages, f"cvstop-*.{FOREIGN_MACHINE}.rpm")
 
 
-def readelf(program, option):
-    return subprocess.run(["readelf", "-W", option, program], capture_output=True, text=True, check=True).stdout
+def test_packages_may_be_handed_out(packages):
+    """All that were built: at least this machine's, and one whose byte order is another."""
+    built = {re.search(r"_(\w+)\.deb$", deb.name)[1]: deb for deb in packages.glob("*.deb")}
+    assert {PROCESSOR, FOREIGN} <= set(built)
+    for processor, deb in built.items():
+        run([CHECK, processor, deb, packages / "tree" / processor])
 
 
-def assert_is_hardened(program, processor):
-    header = readelf(program, "-h")
-    assert MACHINES[processor] in header
-    assert ("DYN (Position-Independent" if processor in POSITION_INDEPENDENT else "EXEC (Executable") in header
-    segments = {line.split()[0]: line.split() for line in readelf(program, "-l").splitlines() if "0x" in line}
-    assert "GNU_RELRO" in segments and "INTERP" not in segments
-    assert segments["GNU_STACK"][6] == "RW", "the stack is not executable"
-    assert not [line for line in readelf(program, "-l").splitlines() if re.search(r"LOAD .* RWE ", line)]
-    assert "(NEEDED)" not in readelf(program, "-d")
+def link(folder, *options):
+    """A program that is hardened but for what the options say."""
+    (folder / "main.cpp").write_text('#ifdef WRITABLE\nasm(".section .code,\\"awx\\"\\n.byte 0\\n.previous");\n#endif\n'
+                                     "int main() { return 0; }\n")
+    run(["g++", "-fPIE", "-static-pie", "-Wl,-z,relro,-z,now,-z,noexecstack", *options, "-o", folder / "program",
+         folder / "main.cpp"])
+    return folder / "program"
 
 
-def test_programs_are_hardened_and_need_no_library_on_any_processor(packages, tmp_path):
-    seen = set()
-    for package in packages.glob("*.deb"):
-        processor = re.search(r"_(\w+)\.deb$", package.name)[1]
-        seen.add(processor)
-        subprocess.run(["dpkg-deb", "-x", package, tmp_path / processor], check=True)
-        for program in PROGRAMS:
-            assert_is_hardened(tmp_path / processor / program.lstrip("/"), processor)
-    assert {PROCESSOR, FOREIGN} <= seen
+@pytest.mark.parametrize("options, fault", [
+    ([], None), (["-static", "-no-pie"], "is not position-independent"), (["-pie"], "needs a loader"),
+    (["-pie"], "needs a library"), (["-Wl,-z,norelro"], "can have its relocations written over"),
+    (["-Wl,-z,execstack"], "has an executable stack"), (["-Wl,-z,lazy"], "binds what it calls later"),
+    (["-DWRITABLE"], "has code that can be written over")])
+def test_program_that_is_not_hardened_is_refused(tmp_path, options, fault):
+    faults = check.faults_of_program(link(tmp_path, *options), PROCESSOR)
+    assert [text.partition(": ")[2] for text in faults if fault is None or fault in text] == ([fault] if fault else []), faults
+
+
+def test_program_for_another_processor_is_refused(tmp_path):
+    assert any("is for another processor" in fault for fault in check.faults_of_program(link(tmp_path), FOREIGN))
+
+
+@pytest.mark.parametrize("processor", check.LARGEST_PAGE)
+def test_program_that_does_not_load_where_pages_are_large_is_refused(tmp_path, monkeypatch, processor):
+    monkeypatch.setitem(check.MACHINES, processor, check.MACHINES[PROCESSOR])
+    for page, expected in (("0x1000", 1), ("0x10000", 0)):
+        faults = check.faults_of_program(link(tmp_path, f"-Wl,-z,max-page-size={page}"), processor)
+        assert sum("where pages are large" in fault for fault in faults) == expected, (page, faults)
+
+
+@pytest.mark.parametrize("options, fault", [
+    (["-O2", "-fstack-protector-strong", "-D_FORTIFY_SOURCE=2"], []),
+    (["-O2", "-fno-stack-protector", "-D_FORTIFY_SOURCE=2"], ["no stack protector"]),
+    (["-O2", "-fstack-protector-strong", "-U_FORTIFY_SOURCE"], ["no fortification"])])
+def test_code_that_is_not_protected_is_noticed(tmp_path, options, fault):
+    (tmp_path / "code.cpp").write_text(
+        "#include <unistd.h>\nlong take(int fd, char* to, unsigned long size);\n"
+        "long take(int fd, char* to, unsigned long size) {\n"
+        "    char part[16];\n    const long got = read(fd, part, size);\n    *to = part[got & 15];\n    return got;\n}\n")
+    run(["g++", *options, "-c", "-o", tmp_path / "code.o", tmp_path / "code.cpp"])
+    assert [text.partition(": ")[2] for text in check.faults_of_objects(tmp_path)] == fault
+
+
+def test_package_that_is_too_large_is_refused(packages, deb, tmp_path):
+    run(["dpkg-deb", "-R", deb, tmp_path / "tree"])
+    (tmp_path / "tree/usr/share/doc/cvstop/noise").write_bytes(os.urandom(check.LARGEST))
+    run(["dpkg-deb", "--root-owner-group", "-b", tmp_path / "tree", tmp_path / "large.deb"])
+    refused = subprocess.run([CHECK, PROCESSOR, tmp_path / "large.deb", packages / "tree" / PROCESSOR], capture_output=True,
+                             text=True, check=False)
+    assert refused.returncode == 1 and f"which is more than {check.LARGEST}" in refused.stderr
 
 
 def test_dpkg_refuses_a_foreign_package(root, foreign_deb):

@@ -3,8 +3,6 @@ import os
 import re
 import subprocess
 
-import pytest
-
 from box import until_ended
 from conftest import REPO, step
 
@@ -36,7 +34,6 @@ def test_a_passing_test():
     assert shown.returncode == 0 and "100% tests passed" in shown.stdout, shown.stdout[-3000:] + shown.stderr[-3000:]
 
 
-@pytest.mark.xdist_group("packages")
 def test_from_the_package_to_a_first_shutdown(root, packages):
     root.lay_fleet(f"{BIN}/koka\n{BIN}/halvd\n{BIN}/momuhe count=2\n")
     folder = root.inside("/src/build/package")

@@ -10,7 +10,6 @@ from conftest import MACHINE, PROGRAMS, only, run
 from test_package import (BIN, EXCLUDE_LIST, FLEET, HOST_CONF, READ_ONLY_USR, RUNNING, START, USAGE, configure, files_of_deb,
                           install)
 
-pytestmark = pytest.mark.xdist_group("packages")
 
 ROTATION = "/etc/logrotate.d/cvstop"
 REMOVE = "/usr/quarn/corvane/share/cvstop/remove"
@@ -91,6 +90,44 @@ def test_read_only_usr_is_told_and_nothing_is_lost(root, tarball):
     told = root.run(READ_ONLY_USR + f"{INSTALL.strip()} 2>&1 || echo refused; {REMOVE} 2>&1 || echo refused\n")
     assert told.count("Read-only file system") >= 2 and told.count("refused\n") == 2 and "nothing was changed" in told
     assert root.contents("/usr/quarn") == before
+
+
+def everything(root):
+    """All folders and files but those of /src, where the archive is."""
+    return {str(path.relative_to(root.path)) for path in root.path.rglob("*") if path.relative_to(root.path).parts[0] != "src"}
+
+
+@pytest.mark.parametrize("folder", ["/etc", "/usr/share"])
+def test_install_that_cannot_lay_out_everything_leaves_nothing(root, tarball, folder):
+    root.run(unpack(root, tarball).replace("/usr/quarn", "/src/unpacked"))
+    before = everything(root)
+    told = root.run(f"mount --bind {folder} {folder}; mount -o remount,bind,ro {folder}\n"
+                    "/src/unpacked/cvstop-*/install 2>&1 || echo refused\n")
+    assert "Read-only file system" in told and told.endswith("cvstop: nothing was changed\nrefused\n")
+    assert everything(root) == before
+
+
+def test_folder_in_the_place_of_a_file_is_told_and_nothing_is_changed(root, tarball):
+    page = "/usr/share/man/man8/cvstop.8.gz"
+    root.run(f"mkdir -p {page} /src/unpacked; " + unpack(root, tarball).replace("/usr/quarn", "/src/unpacked"))
+    before = everything(root)
+    told = root.run("/src/unpacked/cvstop-*/install 2>&1 || echo refused\n")
+    assert told == f"cvstop: {page} is a folder\ncvstop: nothing was changed\nrefused\n"
+    assert everything(root) == before
+
+
+def test_install_that_ends_half_way_says_so_and_can_be_repeated(root, tarball):
+    """Onto a file that is a mount nothing is renamed (rename(2), EBUSY)."""
+    page = root.inside("/usr/share/man/man8/cvstop.8.gz")
+    root.run(unpack(root, tarball))
+    page.parent.mkdir(parents=True, exist_ok=True)
+    page.write_text("in the way")
+    told = root.run(f"mount --bind /src/cvstop.tar.gz /usr/share/man/man8/cvstop.8.gz\n{INSTALL.strip()} 2>&1 || echo refused\n")
+    assert told.endswith("only a part of it is installed: run this again when that is mended\nrefused\n")
+    assert "cvstop is installed" in root.run(INSTALL)
+    configure(root)
+    assert root.run("cvstop -h") == USAGE.format("cvstop")
+    assert page.read_bytes() != b"in the way" and not list(root.inside("/usr").rglob("*.cvstop-new"))
 
 
 def lay_rpm(root):

@@ -9,7 +9,6 @@ from box import until_ended
 from conftest import REPO, Root, archive_of_this_system, debian
 from test_package import BIN, HOST_CONF, START, USAGE, install
 
-pytestmark = pytest.mark.xdist_group("packages")
 
 DEBIANS = {"bullseye": "11", "bookworm": "12", "trixie": "13"}
 
