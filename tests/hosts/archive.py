@@ -2,21 +2,28 @@
 import contextlib
 import fcntl
 import functools
+import os
 import pathlib
 import re
 import subprocess
 
 REPO = pathlib.Path(__file__).resolve().parents[2]
 FOLDER = REPO / "build/hosts/archive"
-KEYS = "/usr/share/keyrings/debian-archive-keyring.gpg"
+TRUST = "signed-by=/usr/share/keyrings/debian-archive-keyring.gpg"
+# How apt says that the archive answered, and does not have the suite, the package or the file.
+ABSENT = re.compile(r"Unable to locate package|No packages found|does not have a Release file|Failed to fetch \S+  404 ")
 
 
 class Missing(Exception):
     """The archive does not have it, or has it no longer."""
 
 
+class Unanswered(Exception):
+    """The archive did not answer, or not as it should: nothing is known of what it has."""
+
+
 def _run(command, **options):
-    return subprocess.run(command, capture_output=True, text=True, check=False, **options)
+    return subprocess.run(command, capture_output=True, text=True, check=False, env={**os.environ, "LC_ALL": "C"}, **options)
 
 
 @functools.cache
@@ -57,38 +64,45 @@ class Archive:
     def _apt(self, *command, **options):
         result = _run([command[0], *self.options, *command[1:]], **options)
         if result.returncode != 0:
-            raise Missing(f"{self.suite}: {' '.join(command)}: {result.stderr.strip().splitlines()[-1:]}".replace(mirror(), "…"))
+            said = result.stderr.strip().replace(mirror(), "…")
+            raise (Missing if ABSENT.search(said) else Unanswered)(f"{self.suite}: {' '.join(command)}: {said[-500:]}")
         return result.stdout
 
-    def update(self):
-        """Reads the archive's index, once."""
-        if (self.folder / "ready").exists():
-            return
+    def _update(self):
+        """Reads the archive's index."""
         for name in ("lists/partial", "cache/archives/partial"):
             (self.folder / name).mkdir(parents=True, exist_ok=True)
         (self.folder / "status").touch()
-        (self.folder / "sources.list").write_text(f"deb [signed-by={KEYS}] {mirror()} {self.suite} main\n")
+        (self.folder / "sources.list").write_text(f"deb [{TRUST}] {mirror()} {self.suite} main\n")
         self._apt("apt-get", "-qq", "update", "--error-on=any")
         (self.folder / "ready").touch()
 
-    def depends(self, package):
-        """The names of the packages that one needs directly."""
-        return re.findall(r"^ *Depends: (\S+)", self._apt("apt-cache", "depends", package), re.M)
+    def _dependency(self, package, beginning):
+        """The name of the package that one needs directly and that begins so."""
+        needed = re.findall(r"^ *Depends: (\S+)", self._apt("apt-cache", "depends", package), re.M)
+        (name,) = (name for name in needed if name.startswith(beginning))
+        return name
 
-    def unpacked(self, package):
-        """A folder with the package's files, and its version."""
+    def _unpack(self, package):
+        version = re.search(r"^Version: (\S+)", self._apt("apt-cache", "show", "--no-all-versions", package), re.M)[1]
+        target = self.folder / f"{package}_{version}"
+        if not target.exists():
+            self._apt("apt-get", "-qq", "download", package, cwd=self.folder)
+            (deb,) = self.folder.glob(f"{package}_*.deb")
+            subprocess.run(["dpkg-deb", "-x", deb, target.with_suffix(".part")], check=True)
+            target.with_suffix(".part").rename(target)
+            deb.unlink()
+        return target, version
+
+    def unpacked(self, package, dependency=None):
+        """A folder with the files of the package, or of the one that it needs whose name begins so; and the version. The index
+        that was read once is asked first; what is missing is missing by a fresh one."""
+        def unpack():
+            return self._unpack(self._dependency(package, dependency) if dependency else package)
+
         with locked(self.folder):
-            self.update()
-            shown = self._apt("apt-cache", "show", "--no-all-versions", package)
-            version = re.search(r"^Version: (\S+)", shown, re.M)
-            if version is None:
-                raise Missing(f"{self.suite} has no {package}")
-            version = version[1]
-            target = self.folder / f"{package}_{version}"
-            if not target.exists():
-                self._apt("apt-get", "-qq", "download", package, cwd=self.folder)
-                (deb,) = self.folder.glob(f"{package}_*.deb")
-                subprocess.run(["dpkg-deb", "-x", deb, target.with_suffix(".part")], check=True)
-                target.with_suffix(".part").rename(target)
-                deb.unlink()
-            return target, version
+            if (self.folder / "ready").exists():
+                with contextlib.suppress(Missing):
+                    return unpack()
+            self._update()
+            return unpack()

@@ -5,7 +5,7 @@ import os
 import pathlib
 import subprocess
 
-from archive import REPO, Archive, locked
+from archive import REPO, Archive
 
 GUEST = pathlib.Path(__file__).parent / "guest"
 FOLDER = REPO / "build/hosts"
@@ -19,11 +19,7 @@ FOLDERS = ("dev", "proc", "sys", "run", "tmp", "etc", "root", "opt", "usr/bin", 
 
 def kernel(host):
     """The kernel's file, the folder of its package's files, and its version."""
-    archive = Archive(host.suite, host.processor.name)
-    with locked(archive.folder):
-        archive.update()
-        (package,) = (name for name in archive.depends(host.package) if name.startswith("linux-image-"))
-    files, version = archive.unpacked(package)
+    files, version = Archive(host.suite, host.processor.name).unpacked(host.package, dependency="linux-image-")
     (image,) = [path for path in (files / "boot").iterdir() if path.name.startswith(("vmlinuz-", "vmlinux-"))]
     return image, files, version
 

@@ -36,7 +36,6 @@ class Machine:
 
     def __init__(self, host, kernel, initramfs, version, disk=None):
         self.host, self.initramfs, self.version = host, initramfs, version
-        begun = time.monotonic()
         # Nothing of this machine's is there, and what is written to a disk is lost.
         drive = ["-drive", f"file={disk},format=raw,if=virtio,snapshot=on"] if disk else []
         self.qemu = subprocess.Popen(
@@ -55,7 +54,6 @@ class Machine:
         except Broken:
             self.close()
             raise
-        self.boot_seconds = time.monotonic() - begun
 
     def _fault(self, what):
         self.qemu.kill()

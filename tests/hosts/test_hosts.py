@@ -8,7 +8,8 @@ from test_attacks import (
     test_service_of_the_host_that_runs_the_products_code_is_only_listed, test_stranger_named_like_a_row_is_never_run_with_terminate)
 from test_languages import test_a_catalog_of_our_making_is_read, test_bad_command_line_and_usage, test_listing
 from test_lister import (
-    listing, test_container_with_its_own_copy_of_the_tree_is_not_the_hosts, test_container_with_the_hosts_tree_is_not_the_hosts,
+    listing, test_chroot_into_the_tree_is_not_the_hosts_path, test_container_with_its_own_copy_of_the_tree_is_not_the_hosts,
+    test_container_with_the_hosts_tree_is_not_the_hosts,
     test_daemon_is_listed, test_hardened_service_in_a_private_mount_namespace_is_the_hosts,
     test_hardened_service_keeps_its_path_when_it_is_upgraded,
     test_holder_in_a_private_mount_namespace_counts_only_with_the_hosts_files, test_lazily_detached_mount_proves_no_path,

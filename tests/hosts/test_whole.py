@@ -1,13 +1,15 @@
 """A whole Debian 12 under systemd, among whose services the product's are hardened as such services are."""
 import dataclasses
+import json
 import os
+import re
 
 import pytest
 
 import whole_image
 from box import BIN, CVSTOP, rows_of_listing
 from machine import Machine
-from whole_image import HOST, PRODUCT, STRANGERS
+from whole_image import HOST, KEPT, PRODUCT, STRANGERS
 
 SECONDS = 600
 OWN = {"cron.service", "dbus.service", "redis-server.service", "ssh.service", "systemd-journald.service",
@@ -34,6 +36,14 @@ class Told:
         lines = self.files[listing].splitlines()[2:]
         return {int(line.split()[2]): path for line, path in zip(lines, rows_of_listing(self.files[listing]))}
 
+    @property
+    def watched(self):
+        return json.loads(self.files["watched"])
+
+    def lives(self):
+        """What the watcher tells of each process, by pid."""
+        return {process["pid"]: process for process in self.watched["processes"]}
+
 
 @pytest.fixture(scope="module")
 def told(build_folder):
@@ -56,13 +66,16 @@ def test_host_is_whole(told):
 
 def test_each_hardened_service_is_the_products_and_nothing_else(told):
     pids = told.pids("before")
-    assert told.paths("listing") == {pids[name]: (path, "Corvane") for name, path in PATHS.items()}
+    listing = told.paths("listing")
+    kept, = set(listing) - set(pids.values())
+    assert listing == {kept: (KEPT[1], "Corvane"), **{pids[name]: (path, "Corvane") for name, path in PATHS.items()}}
 
 
-def test_service_with_a_library_of_the_product_is_a_third_party(told):
-    preloaded = told.pids("before")["stranger-preloaded.service"]
+def test_service_with_a_library_or_in_the_tree_of_the_product_is_a_third_party(told):
+    pids = told.pids("before")
     strangers = {pid: row for pid, row in told.paths("third").items() if row[1] != "Corvane"}
-    assert strangers == {preloaded: ("/usr/bin/sleep", "Third Party")}
+    assert strangers == {pids[f"stranger-{name}.service"]: ("/usr/bin/sleep", "Third Party")
+                         for name in ("preloaded", "holding")}
 
 
 def test_shutdown_stops_them_all(told):
@@ -87,3 +100,37 @@ def test_daemons_were_asked_as_the_table_says(told):
                       and "--serve" not in line)
     assert commands == [[f"{BIN}/halvd", "-terminate"]]
     assert CVSTOP not in told.files["listing"]
+
+
+def test_watcher_tells_who_came_back_and_of_which_unit(told):
+    name = "product-restarted.service"
+    back, = told.watched["came_back"]
+    assert (back["name"], back["path"], back["category"]) == ("ndmpgumad", PATHS[name], 1)
+    assert (back["parent"], back["unit"]) == ({"pid": 1, "name": "systemd"}, name)
+    assert back["pid"] == told.pids("after")[name]
+    former = told.lives()[told.pids("before")[name]]
+    assert former["outcome"] == "ended" and former["ended"] < back["start"] < told.watched["run"]["end"]
+    row = rf"^  ndmpgumad \({back['pid']}\) +at [\d.]+ s, parent systemd \(1\), unit {re.escape(name)}$"
+    assert re.search(row, told.files["report"].split("\n  came back\n")[1], re.M)
+
+
+def test_watcher_tells_the_units_of_all_who_are_services(told):
+    pids, lives = told.pids("before"), told.lives()
+    services = [*PATHS, "stranger-preloaded.service", "stranger-holding.service"]
+    assert {name: lives[pids[name]]["unit"] for name in services} == {name: name for name in services}
+    assert {lives[pids[name]]["outcome"] for name in PATHS} == {"ended"}
+
+
+def test_watcher_names_the_unit_of_the_survivor_and_of_the_holder(told):
+    pids = told.pids("before")
+    keeper = pids[f"{KEPT[0]}.service"]
+    survivor, = (process for process in told.lives().values() if process["outcome"] == "survived")
+    assert (survivor["path"], survivor["unit"]) == (KEPT[1], f"{KEPT[0]}.service")
+    assert survivor["reason"]["state"] == "zombie" and survivor["parent"] == {"pid": keeper, "name": "keep"}
+    holder = told.lives()[pids["stranger-holding.service"]]
+    assert (holder["category"], holder["outcome"], holder["unit"]) == (4, "spared", "stranger-holding.service")
+    report = told.files["report"]
+    why = rf"zombie: ended, but its parent does not take its status, .+, parent keep \({keeper}\), unit product-kept.service"
+    assert re.search(rf"^  koka \({survivor['pid']}\) +{why}$", report, re.M)
+    left_alone = rf"^  sleep \({holder['pid']}\) +only listed, parent systemd \(1\), unit stranger-holding.service$"
+    assert re.search(left_alone, report, re.M)

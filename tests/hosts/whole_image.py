@@ -29,10 +29,14 @@ PRODUCT = {
     "product-restarted": ("ndmpgumad", "Restart=always\nRestartSec=1"),
     "product-replaced": ("nuwezato", "PrivateTmp=yes"),
 }
-# What only looks like it, and what runs the product's code.
+# One whose daemon survives: its parent, the service's own process, never takes note of its end.
+KEPT = ("product-kept", f"{box.BIN}/koka")
+KEEPER = "/opt/keeper/keep"
+# What only looks like it, what runs the product's code, and what works in its tree.
 CONTAINER = f"/usr/bin/unshare --mount --pid --fork --mount-proc /bin/sh -c '{OWN_TREE} && exec {box.BIN}/halvd infinity'"
 STRANGERS = {
     "stranger-contained": f"ExecStart={CONTAINER}",
+    "stranger-holding": "WorkingDirectory=/usr/quarn/corvane\nExecStart=/usr/bin/sleep infinity",
     "stranger-preloaded": f"Environment=LD_PRELOAD={LIBRARY}\nExecStart=/usr/bin/sleep infinity",
 }
 
@@ -41,6 +45,7 @@ def units():
     for name, (daemon, hardening) in PRODUCT.items():
         yield name, (f"ExecStart={box.BIN}/{daemon} --serve 1\nReadWritePaths=/usr/quarn/sandbox\nStandardOutput=null\n"
                      + hardening)
+    yield KEPT[0], f"ExecStart={KEEPER} --keep 1 {KEPT[1]}\nStandardOutput=null"
     for name, text in STRANGERS.items():
         yield name, text + "\nStandardOutput=null"
 
@@ -60,11 +65,12 @@ def system():
 
 def lay(build, root):
     """Puts the product, its services and the check into the system."""
-    fleet = "".join(f"{box.BIN}/{daemon}\n" for daemon, _ in PRODUCT.values())
+    fleet = "".join(f"{box.BIN}/{daemon}\n" for daemon, _ in PRODUCT.values()) + f"{KEPT[1]} parent={KEEPER}\n"
     tree = box.lay_tree(build, fleet, FOLDER / "tree")
     shutil.copy(tree / "quarn/corvane/bin/nuwezato", tree / "quarn/corvane/bin/new")
     shutil.copytree(tree / "quarn", root / "usr/quarn", dirs_exist_ok=True)
     shutil.copytree(tree / "opt", root / "opt", dirs_exist_ok=True)
+    shutil.copy(build / "files/usr/sbin/cvstop-watch", root / "usr/sbin")
     # The sample daemons write there as whoever they are.
     for path in (root / "usr/quarn/sandbox", root / "usr/quarn/sandbox/pids", root / "usr/quarn/sandbox/journal"):
         path.chmod(0o777)
