@@ -33,6 +33,13 @@ constexpr Time kGrace = kSecond / 4;
 /// Before a wait that failed is tried again.
 constexpr timespec kPause = {0, 10'000'000};
 
+/// What waits in the pipe; as read(2). One that fails is asked once more, unless nothing waits: after the program's end
+/// nobody would come back for its last words.
+ssize_t readPipe(int pipe, std::array<char, 4096>& buffer) {
+    const ssize_t got = ::read(pipe, buffer.data(), buffer.size());
+    return got < 0 && errno != EAGAIN ? ::read(pipe, buffer.data(), buffer.size()) : got;
+}
+
 } // namespace
 
 void Watch::tell(const std::vector<LifeEvent>& events) {
@@ -63,7 +70,7 @@ void Watch::readLog() {
 void Watch::forwardOutput() {
     std::array<char, 4096> buffer;
     ssize_t got = 0;
-    while (m_output && !m_screen.isPending() && (got = ::read(m_output.get(), buffer.data(), buffer.size())) > 0) {
+    while (m_output && !m_screen.isPending() && (got = readPipe(m_output.get(), buffer)) > 0) {
         m_screen.forward({buffer.data(), static_cast<std::size_t>(got)});
     }
     if (m_screen.isLost() || (m_output && got == 0 && !m_screen.isPending())) {
