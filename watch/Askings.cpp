@@ -69,7 +69,8 @@ std::vector<Candidate> candidatesFor(const Lives& lives, const Batch& batch, con
     for (std::size_t place = 0; place < lives.processes.size(); ++place) {
         const Process& process = lives.processes[place];
         if (process.path == path && mayBeAsked(process, batch.row) && (batch.row == 0 || process.row == batch.row)) {
-            found.push_back({place, lives.gone[place]});
+            const std::optional<Time> ended = process.ended ? *process.ended - lives.resolution : process.ended;
+            found.push_back({place, ended, lives.gone[place]});
         }
     }
     return found;
@@ -107,9 +108,12 @@ void settleBatch(const Lives& lives, const Batch& batch, Askings& askings) {
     }
     const bool firstOnly = batch.row != 0 && rowAt(batch.row).firstOnly != 0;
     for (const auto& [path, requests] : byPath) {
-        const std::vector<Assignment> meant = assignRequests(requests, candidatesFor(lives, batch, path), firstOnly);
+        const Meant meant = assignRequests(requests, candidatesFor(lives, batch, path), firstOnly, batch.over);
         for (std::size_t place = 0; place < requests.size(); ++place) {
-            addRequest(askings, *requests[place], path, meant[place], batch.row != 0);
+            addRequest(askings, *requests[place], path, meant.requests[place], batch.row != 0);
+        }
+        for (const std::size_t place : meant.unsure) {
+            askings.unsure[place] = true;
         }
     }
 }
@@ -172,7 +176,8 @@ std::vector<std::size_t> waitedFor(const Stage& stage, const Lives& lives, const
 }
 
 Askings settleAskings(const Lives& lives, const LogStory& story) {
-    Askings askings{std::vector<std::vector<Dated>>(lives.processes.size()), {}};
+    const std::size_t count = lives.processes.size();
+    Askings askings{std::vector<std::vector<Dated>>(count), std::vector<bool>(count, false), {}};
     for (const Batch& batch : story.batches()) {
         settleBatch(lives, batch, askings);
     }

@@ -15,6 +15,8 @@ namespace watch {
 struct Lives {
     std::vector<Process> processes;
     std::vector<std::optional<Time>> gone;
+    /// An end was seen so much later at most.
+    Time resolution = 0;
 };
 
 /// One request, and the moment before which nothing can have come of it: a record is written behind what it tells.
@@ -28,6 +30,8 @@ struct Dated {
 struct Askings {
     /// For each process of the snapshot, in the order of time.
     std::vector<std::vector<Dated>> of;
+    /// For each process of the snapshot, whether the log does not tell it apart from others of its path.
+    std::vector<bool> unsure;
     /// What was asked of processes that the snapshot has not.
     std::vector<Stranger> strangers;
 };

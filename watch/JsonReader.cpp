@@ -102,6 +102,7 @@ class Reader {
         process.asked = asked(member(place, "asked"));
         process.ended = optional(member(place, "ended"), [&](const Place& value) { return moment(value); });
         process.outcome = oneOf(kOutcomeWords, member(place, "outcome"));
+        process.certain = flag(member(place, "certain"));
         process.reason = optional(member(place, "reason"), reason);
         return process;
     }

@@ -99,6 +99,7 @@ class Writer {
                 {"asked", asked(process.asked)},
                 {"ended", process.ended ? Json(since(*process.ended)) : Json()},
                 {"outcome", wordOf(kOutcomeWords, process.outcome)},
+                {"certain", process.certain},
                 {"reason", process.reason ? reason(*process.reason) : Json()}};
     }
 

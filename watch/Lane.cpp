@@ -57,6 +57,9 @@ std::string requestsTold(const std::vector<Asked>& asked, const Run& run) {
 
 std::string description(const Process& process, const Run& run) {
     std::string text = requestsTold(process.asked, run);
+    if (process.asked.empty() && !process.certain) {
+        text += " (a guess)";
+    }
     if (process.ended) {
         text += "; ended at " + moment(*process.ended, run);
     }
@@ -138,25 +141,27 @@ std::string title(std::string_view name, int pid, std::string_view outcome) {
 } // namespace
 
 std::string outcomeText(const Process& process) {
+    const std::string doubt = process.certain ? "" : "?";
     switch (process.outcome) {
     case Outcome::endedUnasked:
-        return "ended, not asked";
+        return "ended, not asked" + doubt;
     case Outcome::spared:
-        return (process.excluded ? "spared: " : "") + std::string(whyLeftAlone(process));
+        return (process.excluded ? "spared: " : "") + std::string(whyLeftAlone(process)) + doubt;
     case Outcome::survived:
-        return isSurelyAsked(process.asked) ? "still there" : "still there, asked?";
+        return isOutcomeGuess(process) ? "still there, asked?" : "still there";
     default:
         break;
     }
     const bool timed = process.ended && !process.asked.empty();
     return std::string(wordOf(kOutcomeWords, process.outcome)) +
-           (timed ? " " + inSeconds(*process.ended - process.asked.front().time) : "") +
-           (isGuess(process.asked) ? "?" : "");
+           (timed ? " " + inSeconds(*process.ended - process.asked.front().time) : "") + doubt;
 }
 
 std::string laneOf(const Process& process, const Run& run, const Axis& axis, double y) {
-    return lane(idOf("p", process.pid), title(process.name, process.pid, wordOf(kOutcomeWords, process.outcome)),
-                description(process, run), label(process.name, process.pid), outcomeText(process),
+    const std::string outcome =
+        std::string(wordOf(kOutcomeWords, process.outcome)) + (isOutcomeGuess(process) ? "?" : "");
+    return lane(idOf("p", process.pid), title(process.name, process.pid, outcome), description(process, run),
+                label(process.name, process.pid), outcomeText(process),
                 course(process, run, axis) + marks(process.asked, axis), y);
 }
 

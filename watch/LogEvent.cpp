@@ -14,6 +14,9 @@ using Kind = LogEvent::Kind;
 /// The numbers of the program's kinds of signal (sig_types) are places here.
 constexpr std::array<std::string_view, 5> kSignals = {"SIGHUP", "SIGTERM", "SIGINT", "SIGQUIT", "SIGKILL"};
 
+/// Ends a record that was too long for the log. None is that names a process of a path of up to 1,023 bytes.
+constexpr std::string_view kCutMark = " [cut]";
+
 /// The shell's part of a stop command, which says nothing about the command.
 constexpr std::string_view kRunInBackground = " > /dev/null 2>&1 &";
 
@@ -194,6 +197,11 @@ LogEvent readEvent(const LogRecord& record) {
     }
     LogEvent other;
     other.time = record.time;
+    const bool tells = std::any_of(std::begin(kReaders), std::end(kReaders),
+                                   [&](const Reader& reader) { return reader.function == record.function; });
+    if (tells && record.text.ends_with(kCutMark)) {
+        other.kind = Kind::cut;
+    }
     return other;
 }
 

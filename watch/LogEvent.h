@@ -35,6 +35,8 @@ struct LogEvent {
         killBegins,
         /// Third party `name`, `pid`; its signals follow.
         thirdParty,
+        /// A record of one that tells something, but too long: what it told is lost.
+        cut,
         /// Any other record: it only says when.
         other,
     };

@@ -19,23 +19,39 @@ namespace {
 /// A record is one write of at most 4,000 bytes; a longer line is none.
 constexpr std::size_t kLongestLine = 8192;
 
+/// Of what was read, so much is kept to know the file by: more than a record, so that the time of one is among it.
+constexpr std::size_t kKept = 4096;
+
 /// O_NONBLOCK: a FIFO in the log's place must not hold the watcher.
 int openForReading(const std::string& path) {
     return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
 }
 
+bool isSameTime(const timespec& one, const timespec& other) {
+    return one.tv_sec == other.tv_sec && one.tv_nsec == other.tv_nsec;
+}
+
 } // namespace
 
 LogFile::LogFile(std::string path) : m_path(std::move(path)) {
-    if (look(m_path, m_followed)) {
-        m_offset = m_followed.size;
+    if (!look(m_path, m_followed)) {
+        return;
     }
+    m_offset = std::max<off_t>(0, m_followed.size - static_cast<off_t>(kKept));
+    if (const UniqueFd file(openForReading(m_path)); file) {
+        passOver(readFrom(file.get(), m_offset));
+    }
+    if (m_offset < m_followed.size) {
+        // It may become readable. Until then its size alone tells whether it was truncated.
+        m_offset = m_followed.size;
+        m_before.clear();
+    }
+    hasReadAll();
 }
 
 bool LogFile::find() {
     if (m_followed.inode == 0 && look(m_path, m_followed)) {
-        m_offset = 0;
-        m_bytes.clear();
+        beginAnew();
     }
     return m_followed.inode != 0;
 }
@@ -45,8 +61,18 @@ bool LogFile::look(const std::string& path, Identity& identity) {
     if (::lstat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
         return false;
     }
-    identity = {status.st_dev, status.st_ino, status.st_size};
+    identity = {status.st_dev, status.st_ino, status.st_size, status.st_mtim};
     return true;
+}
+
+LogFile::Identity LogFile::identityOf(int file) {
+    struct stat status {};
+    ::fstat(file, &status);
+    return {status.st_dev, status.st_ino, status.st_size, status.st_mtim};
+}
+
+bool LogFile::isFollowed(const Identity& identity) const {
+    return identity.device == m_followed.device && identity.inode == m_followed.inode;
 }
 
 void LogFile::complain(const std::string& sentence) {
@@ -67,18 +93,65 @@ void LogFile::hasReadAll() {
     m_unreadable.clear();
 }
 
+void LogFile::beginAnew() {
+    m_offset = 0;
+    m_before.clear();
+    m_bytes.clear();
+}
+
+void LogFile::foundTruncated() {
+    complain("the debug log was truncated while it was followed, records may be missing");
+    beginAnew();
+}
+
+/// What stands in the file from there on, as far as it can be read.
+std::string LogFile::readFrom(int file, off_t offset) {
+    std::string bytes;
+    std::array<char, 65536> buffer;
+    ssize_t got = 0;
+    while ((got = ::pread(file, buffer.data(), buffer.size(), offset)) > 0) {
+        bytes.append(buffer.data(), static_cast<std::size_t>(got));
+        offset += got;
+    }
+    if (got == 0) {
+        hasReadAll();
+    } else {
+        cannotRead(errno);
+    }
+    return bytes;
+}
+
+void LogFile::passOver(std::string_view bytes) {
+    m_offset += static_cast<off_t>(bytes.size());
+    m_before.append(bytes);
+    m_before.erase(0, m_before.size() - std::min(m_before.size(), kKept));
+}
+
+/// What was read is read once more, in one go with what follows it: nothing can come between.
+void LogFile::readNews(int file) {
+    std::string read = readFrom(file, m_offset - static_cast<off_t>(m_before.size()));
+    if (!m_unreadable.empty() && read.size() < m_before.size()) {
+        return;
+    }
+    if (!read.starts_with(m_before)) {
+        foundTruncated();
+        read = readFrom(file, 0);
+    }
+    const std::string_view news = std::string_view(read).substr(m_before.size());
+    m_bytes.append(news);
+    passOver(news);
+}
+
 /// Reads the file's new bytes if it is the one that is followed.
 bool LogFile::readFile(const std::string& path) {
     Identity now;
-    if (!look(path, now) || now.device != m_followed.device || now.inode != m_followed.inode) {
+    if (!look(path, now) || !isFollowed(now)) {
         return false;
     }
     if (now.size < m_offset) {
-        complain("the debug log was truncated while it was followed, records may be missing");
-        m_offset = 0;
-        m_bytes.clear();
+        foundTruncated();
     }
-    if (now.size == m_offset) {
+    if (now.size == m_offset && isSameTime(now.modified, m_followed.modified)) {
         hasReadAll();
         return true;
     }
@@ -87,16 +160,14 @@ bool LogFile::readFile(const std::string& path) {
         cannotRead(errno);
         return true;
     }
-    std::array<char, 65536> buffer;
-    ssize_t got = 0;
-    while ((got = ::pread(file.get(), buffer.data(), buffer.size(), m_offset)) > 0) {
-        m_bytes.append(buffer.data(), static_cast<std::size_t>(got));
-        m_offset += got;
+    // Rotated between the look and the opening, it has another name, and another file has this one.
+    now = identityOf(file.get());
+    if (!isFollowed(now)) {
+        return false;
     }
-    if (got == 0) {
-        hasReadAll();
-    } else if (errno != EINTR) {
-        cannotRead(errno);
+    readNews(file.get());
+    if (m_unreadable.empty()) {
+        m_followed.modified = now.modified;
     }
     return true;
 }

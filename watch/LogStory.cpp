@@ -18,6 +18,22 @@ const killDef& rowAt(int row) {
     return KillDefines[static_cast<std::size_t>(row - 1)];
 }
 
+/// Whether the program is through with a row, or with a round of SIGKILL, when it writes such a record.
+bool endsRequests(Kind kind) {
+    switch (kind) {
+    case Kind::rowDone:
+    case Kind::sweepBegins:
+    case Kind::sweepOf:
+    case Kind::notTerminated:
+    case Kind::allTerminated:
+    case Kind::killBegins:
+    case Kind::thirdParty:
+        return true;
+    default:
+        return false;
+    }
+}
+
 } // namespace
 
 int rowNamed(const std::string& name) {
@@ -56,16 +72,19 @@ void LogStory::enterRow(int row, Time begin) {
         return;
     }
     open(Stage::Kind::row, begin, row, rowAt(row).name);
-    m_batches.push_back({row, {}});
+    m_batches.push_back({row, {}, {}});
 }
 
 void LogStory::request(const std::string& path, std::vector<Asked> asked, Time earliest) {
+    if (asked.empty()) {
+        return;
+    }
     if (m_kills) {
         m_batches.back().requests.push_back({path, std::move(asked), earliest});
         return;
     }
     const int row = rowNamed(lastComponent(path));
-    if (row == 0 || m_hasSwept || asked.empty()) {
+    if (row == 0 || m_hasSwept) {
         return;
     }
     enterRow(row, asked.front().time);
@@ -143,6 +162,9 @@ void LogStory::thirdParty(const LogEvent& event) {
 }
 
 void LogStory::read(const LogEvent& event) {
+    if (endsRequests(event.kind) && !m_batches.empty() && !m_batches.back().over) {
+        m_batches.back().over = event.time;
+    }
     switch (event.kind) {
     case Kind::listing:
         if (!std::exchange(m_hasListed, true) && !m_present) {
@@ -176,7 +198,7 @@ void LogStory::read(const LogEvent& event) {
     case Kind::killBegins:
         open(Stage::Kind::kill, event.time);
         open(Stage::Kind::waitAfterKill, event.time);
-        m_batches.push_back({0, {}});
+        m_batches.push_back({0, {}, {}});
         m_kills = true;
         m_target = {};
         break;
@@ -188,6 +210,11 @@ void LogStory::read(const LogEvent& event) {
     case Kind::thirdParty:
         m_kills = false;
         thirdParty(event);
+        break;
+    case Kind::cut:
+        m_hasCut = true;
+        // It may have told for whom they were; the next one that does means others.
+        m_commands.clear();
         break;
     case Kind::other:
         break;

@@ -16,6 +16,8 @@ namespace watch {
 struct Batch {
     int row = 0;
     std::vector<Request> requests;
+    /// The first record that shows that none follows; nothing while one may.
+    std::optional<Time> over;
 };
 
 /// What was asked of a process that the log names by its pid.
@@ -49,6 +51,8 @@ class LogStory {
     [[nodiscard]] const std::vector<std::string>& rowsPassedOver() const { return m_rowsPassedOver; }
     /// Whether the program has begun to list the processes: a question has been answered.
     [[nodiscard]] bool hasListed() const { return m_hasListed; }
+    /// Whether a record was too long, so that something that was asked may be missing.
+    [[nodiscard]] bool hasCut() const { return m_hasCut; }
     /// Whether the table is through.
     [[nodiscard]] bool hasSwept() const { return m_hasSwept; }
     /// When the present row had handled its processes; nothing before that.
@@ -81,6 +85,7 @@ class LogStory {
     Time m_commandsEarliest;
     std::optional<Time> m_rowDone;
     std::optional<Time> m_rowAsked;
+    bool m_hasCut = false;
     bool m_hasListed = false;
     bool m_hasSwept = false;
     bool m_kills = false;

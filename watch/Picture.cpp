@@ -37,9 +37,9 @@ std::string_view markName(Mark mark) {
     case Mark::kill:
         return "k";
     case Mark::start:
-        return "b";
+        break;
     }
-    return {};
+    return "b";
 }
 
 } // namespace

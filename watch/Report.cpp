@@ -61,16 +61,23 @@ class Table {
     std::vector<std::vector<std::string>> m_rows;
 };
 
-std::string waitedFor(const Part& part, const std::map<int, const Process*>& byPid) {
+/// The first of the names, and how many more there are.
+std::string listed(const std::vector<std::string>& names) {
     std::string text;
-    const std::size_t count = std::min(part.waitedFor.size(), kNamed);
+    const std::size_t count = std::min(names.size(), kNamed);
     for (std::size_t index = 0; index < count; ++index) {
-        const auto found = byPid.find(part.waitedFor[index]);
-        text += index == 0 ? "" : ", ";
-        text += named(found == byPid.end() ? "" : found->second->name, part.waitedFor[index]);
+        text += (index == 0 ? "" : ", ") + names[index];
     }
-    return part.waitedFor.size() == count ? text
-                                          : text + " and " + std::to_string(part.waitedFor.size() - count) + " more";
+    return names.size() == count ? text : text + " and " + std::to_string(names.size() - count) + " more";
+}
+
+std::string waitedFor(const Part& part, const std::map<int, const Process*>& byPid) {
+    std::vector<std::string> names;
+    for (const int pid : part.waitedFor) {
+        const auto found = byPid.find(pid);
+        names.push_back(named(found == byPid.end() ? "" : found->second->name, pid));
+    }
+    return listed(names);
 }
 
 std::string stages(const Run& run) {
@@ -95,12 +102,12 @@ std::string shortened(const Asked& request) {
     return slash == std::string::npos ? request.what : request.what.substr(slash + 1);
 }
 
-std::string how(const std::vector<Asked>& asked) {
+std::string how(const std::vector<Asked>& asked, bool certain) {
     std::string text;
     for (const Asked& request : asked) {
         text += (text.empty() ? "" : ", ") + shortened(request);
     }
-    return fitted(text, kHowColumns) + (isGuess(asked) ? " (a guess)" : "");
+    return fitted(text, kHowColumns) + (certain ? "" : " (a guess)");
 }
 
 /// From the first request to the end; a zombie is there until its parent takes it.
@@ -123,10 +130,10 @@ std::string longest(const Run& run) {
     Table table({"longest", "took", "asked at", "ended at", "how"}, {false, true, true, true, false});
     for (const Process* process : asked) {
         const bool isThere = process->outcome == Outcome::survived || !process->ended;
-        table.add({named(process->name, process->pid),
-                   inSeconds(duration(*process, run)) + (process->asked.front().certain ? "" : "?"),
-                   inSeconds(process->asked.front().time - run.begin),
-                   isThere ? "still there" : inSeconds(*process->ended - run.begin), how(process->asked)});
+        table.add(
+            {named(process->name, process->pid), inSeconds(duration(*process, run)) + (process->certain ? "" : "?"),
+             inSeconds(process->asked.front().time - run.begin),
+             isThere ? "still there" : inSeconds(*process->ended - run.begin), how(process->asked, process->certain)});
     }
     return table.text();
 }
@@ -145,7 +152,7 @@ std::string why(const Process& process) {
     text += reason.function.empty() ? "" : " in " + fitted(reason.function, kNameColumns);
     text += reason.tracer ? ", traced by " + named(reason.tracer->name, reason.tracer->pid) : "";
     return text + ", started " + roughly(reason.age) + " ago" + belongsTo(process.parent, process.unit) +
-           (isSurelyAsked(process.asked) ? "" : ", asked: a guess");
+           (isOutcomeGuess(process) ? ", asked: a guess" : "");
 }
 
 std::string survivors(const Run& run) {
@@ -163,8 +170,9 @@ std::string leftAlone(const Run& run) {
     std::size_t count = 0;
     for (const Process& process : run.processes) {
         if (process.outcome == Outcome::spared && ++count <= kLeftAlone) {
-            table.add({named(process.name, process.pid),
-                       std::string(whyLeftAlone(process)) + belongsTo(process.parent, process.unit)});
+            table.add({named(process.name, process.pid), std::string(whyLeftAlone(process)) +
+                                                             (process.certain ? "" : " (a guess)") +
+                                                             belongsTo(process.parent, process.unit)});
         }
     }
     return table.text() + (count > kLeftAlone ? "  and " + std::to_string(count - kLeftAlone) + " more\n" : "");
@@ -182,14 +190,30 @@ std::string cameBack(const Run& run) {
 std::string strangers(const Run& run) {
     Table table({"only in the log", ""}, {false, false});
     for (const Stranger& stranger : run.strangers) {
-        table.add({named(stranger.name, stranger.pid), how(stranger.asked)});
+        table.add({named(stranger.name, stranger.pid), how(stranger.asked, !isGuess(stranger.asked))});
     }
     return table.text();
+}
+
+/// Those who share a path, where the log does not tell who of them was asked.
+std::string guesses(const Run& run) {
+    std::map<std::string, std::vector<std::string>> byPath;
+    for (const Process& process : run.processes) {
+        if (!process.certain) {
+            byPath[process.path].push_back(named(process.name, process.pid));
+        }
+    }
+    std::string text;
+    for (const auto& [path, sharers] : byPath) {
+        text += "  Note: the debug log names only a path: what was asked of " + listed(sharers) + " is a guess\n";
+    }
+    return text;
 }
 
 std::string notes(const Run& run) {
     const std::string exact = exactness(run);
     std::string text = exact.empty() ? "" : "  Note: " + exact + "\n";
+    text += guesses(run);
     for (const std::string& note : run.notes) {
         text += "  Note: " + harmless(note) + "\n";
     }

@@ -97,6 +97,9 @@ struct Process {
     /// When it ended, exact to Run::resolution; nothing if it was running when the program had ended.
     std::optional<Time> ended;
     Outcome outcome = Outcome::spared;
+    /// False if it shares a path with others and the log does not tell which of them were asked, or when: what was
+    /// asked of it, and so its outcome, is a guess.
+    bool certain = true;
     /// Set for each one that survived, and only for those.
     std::optional<Reason> reason;
 

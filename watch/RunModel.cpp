@@ -60,6 +60,7 @@ void settleProcesses(Lives& lives, const Askings& askings, const Sparings& spari
         Process& process = lives.processes[place];
         process.excluded = sparings.excluded[place];
         process.outcome = outcomeOf(process, lives.gone[place].has_value(), askings.of[place]);
+        process.certain = !askings.unsure[place];
         process.asked.reserve(askings.of[place].size());
         for (const Dated& dated : askings.of[place]) {
             process.asked.push_back(dated.asked);
@@ -72,6 +73,7 @@ void settleProcesses(Lives& lives, const Askings& askings, const Sparings& spari
 RunModel::RunModel(Run run, bool asks) : m_run(std::move(run)), m_story(m_run.begin, asks), m_asks(asks) {
     m_lives.processes = std::exchange(m_run.processes, {});
     m_lives.gone.resize(m_lives.processes.size());
+    m_lives.resolution = m_run.resolution;
     for (Process& process : m_lives.processes) {
         process.row = rowNamed(process.name);
     }
@@ -129,6 +131,9 @@ Run RunModel::finish(Time end) {
     for (const std::string& name : sparings.unsure) {
         run.notes.push_back("several files are called " + name +
                             ", and the debug log does not tell which of them are excluded");
+    }
+    if (m_story.hasCut()) {
+        run.notes.emplace_back("a record of the debug log was too long and was cut, requests may be missing");
     }
     return run;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <iterator>
 #include <string_view>
 #include <vector>
 
@@ -46,12 +47,8 @@ inline constexpr Word<Stage::Kind> kStageWords[] = {
 /// The word of a value that the table has; it has all of them.
 template <typename Enum, std::size_t count>
 constexpr std::string_view wordOf(const Word<Enum> (&table)[count], Enum value) {
-    for (const Word<Enum>& row : table) {
-        if (row.value == value) {
-            return row.word;
-        }
-    }
-    return {};
+    return std::find_if(std::begin(table), std::end(table), [&](const Word<Enum>& row) { return row.value == value; })
+        ->word;
 }
 
 /// Why a process that was spared was left alone.
@@ -59,14 +56,15 @@ inline std::string_view whyLeftAlone(const Process& process) {
     return process.excluded ? "excluded" : process.category == CAT_OTHER_THIRD_PARTY ? "only listed" : "not asked";
 }
 
-/// Whether it is a guess that each of the requests was for this process: so is then what came of them.
+/// Whether it is a guess that each of the requests was for this one.
 inline bool isGuess(const std::vector<Asked>& asked) {
     return std::any_of(asked.begin(), asked.end(), [](const Asked& request) { return !request.certain; });
 }
 
-/// Whether at least one request was for this process beyond doubt.
-inline bool isSurelyAsked(const std::vector<Asked>& asked) {
-    return std::any_of(asked.begin(), asked.end(), [](const Asked& request) { return request.certain; });
+/// Whether it is a guess what became of the process: it may have been asked, or not.
+inline bool isOutcomeGuess(const Process& process) {
+    return !process.certain && std::none_of(process.asked.begin(), process.asked.end(),
+                                            [](const Asked& request) { return request.certain; });
 }
 
 } // namespace watch

@@ -19,6 +19,7 @@ NOT_THROUGH = {
     "test_box": "is about the box",
     "test_faults": "makes calls of one process fail",
     "test_kernel_that_cannot_tell_the_mount_of_a_file_is_told_apart": "makes calls of one process fail",
+    "test_filter_that_lets_no_thread_begin_leaves_the_table_unread": "refuses calls of one process",
     "test_stuck": "gives the program the time of one listing",
     "test_watch": "is about the watcher already",
     "test_little_memory_is_an_end_or_a_whole_listing": "limits the memory of the process that it starts",

@@ -5,6 +5,7 @@ command line, in words, of another program to try; with INJECT_TERMINAL set its 
     inject.py --calls                   the calls that the program makes after main has begun, as {CALL: [before main, in all]}
 """
 import collections
+import contextlib
 import json
 import os
 import pty
@@ -51,7 +52,8 @@ def start_fleet():
 
 def end_fleet():
     for pid in daemons():
-        os.kill(pid, signal.SIGKILL)
+        with contextlib.suppress(ProcessLookupError):  # it was about to end
+            os.kill(pid, signal.SIGKILL)
     while daemons():
         pass
 

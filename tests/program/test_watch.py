@@ -35,7 +35,7 @@ def test_course_of_a_whole_shutdown(host):
     assert seen.outcomes() == {
         "halvd": "ended", "kuror": "ended", "momuhe": "ended", "strayd": "killed", "nanid": "ended before it was asked",
         "mapper": "killed"}
-    assert all(asked["certain"] for process in seen.json["processes"] for asked in process["asked"])
+    assert all(asked["certain"] for process in seen.json["processes"] for asked in [process, *process["asked"]])
     assert seen.run["notes"] == [] and seen.json["not_in_snapshot"] == [] and seen.json["came_back"] == []
     assert_asked_as_logged(result, seen)
     assert_outcomes(result, seen)
@@ -67,6 +67,29 @@ def test_sharers_of_a_path_of_which_one_is_gone_are_told_apart(host):
     result, seen = watch(here, "-k")
     outcomes = [seen.processes[result.pid("pazed", place)]["outcome"] for place in range(3)]
     assert outcomes == ["ended", "ended", "ended before it was asked"]
+    assert all(process["certain"] for process in seen.json["processes"])
+    assert_outcomes(result, seen)
+
+
+def test_sharers_of_a_path_that_cannot_be_told_apart_are_marked_each(host):
+    """Two end while kuror is waited for, and one of them is reaped between the two waits: when the row comes to it there is
+    one left, which is reaped later. The log has one request, for one or the other."""
+    here = host(f"{BIN}/kuror stop=33\n{BIN}/pazed survive=zombie parent=/opt/keeper/one\n"
+                f"{BIN}/pazed survive=zombie parent=/opt/keeper/other\n")
+    meanwhile = f"""
+set -- $(awk '$2 == "ready" && $4 == "pazed" {{ print $3 }}' /usr/quarn/sandbox/journal)
+one=$(cut -d ' ' -f 4 /proc/$1/stat) other=$(cut -d ' ' -f 4 /proc/$2/stat)
+until_logged() {{ until grep -qs "$1" {LOG}; do sleep 0.1; done; }}
+(until_logged 'kuror -terminate_local'; kill -KILL $1 $2; until_logged 'Terminate request for kuror'; kill -KILL $one
+until_logged 'pazed (1)'; kill -KILL $other) >/dev/null 2>&1 &
+"""
+    result, seen = watch(here, "-k", options=(), before=meanwhile)
+    told = [seen.processes[result.pid("pazed", place)] for place in (0, 1)]
+    assert [(process["certain"], process["outcome"]) for process in told] == 2 * [(False, "ended before it was asked")]
+    assert sorted(len(process["asked"]) for process in told) == [0, 1] and seen.named("kuror")["certain"]
+    names = ", ".join(f"pazed ({process['pid']})" for process in sorted(told, key=lambda process: process["pid"]))
+    assert f"\n  Note: the debug log names only a path: what was asked of {names} is a guess\n" in result.stderr
+    assert_asked_as_logged(result, seen)
     assert_outcomes(result, seen)
 
 
@@ -112,6 +135,14 @@ def test_death_by_a_signal_is_passed_on(host):
     seen = Watched(here.inside(WATCHED).read_text())
     assert (seen.run["status"], seen.run["signal"]) == (None, signal.SIGINT)
     assert seen.outcomes() == {"strayd": "survived"} and seen.named("strayd")["reason"]["state"] == "sleeping"
+
+
+def test_first_process_of_a_container_tells_of_a_death_by_its_status(host):
+    """No signal of its own ends it."""
+    here = host()
+    here.write("/opt/x/dies", "#!/bin/sh\nkill -TERM $$\n")
+    here.inside("/opt/x/dies").chmod(0o755)
+    assert here.run(command=f"unshare --pid --fork {WATCH} --no-report /opt/x/dies").status == 128 + signal.SIGTERM
 
 
 @pytest.mark.parametrize("moment", ["Name=strayd", "Waiting for", "Attempting to kill"])
@@ -180,12 +211,17 @@ def test_log_that_is_rotated_in_the_middle(host, name):
     assert seen.outcomes() == {"momuhe": "ended", "strayd": "killed"}
 
 
-def test_log_that_is_truncated_in_the_middle(host):
+OTHERS_RECORD = "2026-11-21T19:53:02.123456+00:00 client cvstop[1] info Main: nothing"
+
+
+@pytest.mark.parametrize("lines", [0, 3000], ids=["is short", "has outgrown what it was"])
+def test_log_that_is_truncated_in_the_middle(host, lines):
     here = host(f"{BIN}/momuhe\n{BIN}/strayd ignore=all\n")
-    truncate = f"(until grep -qs 'Waiting for' {LOG}; do :; done; : >{LOG}) >/dev/null 2>&1 &\n"
+    truncate = (f"(until grep -qs 'Waiting for' {LOG}; do :; done; yes '{OTHERS_RECORD}' | head -n {lines} >{LOG}) "
+                ">/dev/null 2>&1 &\n")
     result, seen = watch(here, "-k", before=truncate)
     assert result.status == 1 and not result.is_alive("strayd")
-    assert any("truncated" in note for note in seen.run["notes"])
+    assert seen.run["notes"] == ["the debug log was truncated while it was followed, records may be missing"]
     assert seen.named("strayd")["outcome"] == "killed"
 
 
@@ -198,6 +234,24 @@ def test_log_that_is_no_file(host, log):
     result = here.run(command=command, before=f"mkdir -p {folder}; {make}\n", after=f"rm -rf {LOG}\n")
     assert result.status == 1 and not result.is_alive("momuhe")
     assert len(Watched(here.inside(WATCHED).read_text()).run["notes"]) == 1
+
+
+def test_log_with_the_longest_records(host):
+    """Of paths as long as a path can be the records are whole; the one record that is cut tells of nobody."""
+    def longest(name):
+        folder = BIN + 4 * f"/{'d' * 200}"
+        return f"{folder}/{'d' * (1023 - len(folder) - len(name) - 2)}/{name}"
+
+    halvd, momuhe = longest("halvd"), longest("momuhe")
+    here = host(f"{halvd}\n{momuhe}\n{BIN}/kofen\n")
+    result, seen = watch(here, "-k", *1000 * ["-q"])
+    cut, = (record for record in result.log if record.text.endswith(" [cut]"))
+    assert cut.function == "logparams" and cut.pid == seen.run["pid"]
+    assert {len(process["path"]) for process in seen.processes.values()} == {1023, len(f"{BIN}/kofen")}
+    assert seen.asked("halvd") == [f"{halvd} -terminate"]
+    assert seen.asked("momuhe") == seen.asked("kofen") == ["SIGTERM"]
+    assert set(seen.outcomes().values()) == {"ended"} and seen.run["notes"] == []
+    assert_asked_as_logged(result, seen)
 
 
 # --- what it writes

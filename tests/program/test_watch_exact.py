@@ -51,7 +51,8 @@ def assert_certain_is_true(here, seen):
             ends[int(pid)] = float(time)
     for pid, process in seen.processes.items():
         told = [asked for asked in process["asked"] if "signal" in asked and asked["signal"] != "SIGKILL"]
-        if all(asked["certain"] for asked in told):
+        assert all(asked["certain"] for asked in told) or not process["certain"], process
+        if process["certain"]:
             assert set(noticed.get(pid, [])) <= {asked["signal"] for asked in told}, process
             for asked in told:
                 ended_first = pid in ends and ends[pid] <= seen.at(asked["time"]) + 0.05

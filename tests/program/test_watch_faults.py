@@ -110,7 +110,7 @@ def test_interrupts_that_the_starter_ignores(host):
     assert result.status == 1 and not result.is_alive("momuhe")
 
 
-# Runs the watcher, and does VERB to the program as soon as its log has the text.
+# Runs the watcher, and does VERB to the program as soon as its log says that the daemon was asked.
 DO_TO_PROGRAM = f"""
 import json, os, signal, subprocess, time
 run = subprocess.Popen(['{WATCH}', '--no-report', '--json', '{WATCHED}', '--', '-k'])
@@ -120,7 +120,7 @@ def wait(condition):
         assert time.monotonic() < deadline and run.poll() is None
 def state(pid):
     return open(f'/proc/{{pid}}/stat').read().rsplit(')', 1)[1].split()[0]
-wait(lambda: os.path.exists('{LOG}') and 'Name=strayd' in open('{LOG}').read())
+wait(lambda: os.path.exists('{LOG}') and 'Signaling process {BIN}/strayd' in open('{LOG}').read())
 program, = (int(pid) for pid in open(f'/proc/{{run.pid}}/task/{{run.pid}}/children').read().split())
 """
 

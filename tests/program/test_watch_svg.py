@@ -35,7 +35,7 @@ def process(rng, number, end):
         "excluded": outcome == "spared" and rng.random() < 0.5, "row": row and int(row), "parent": {"pid": 1, "name": "systemd"},
         "unit": None, "start": -rng.uniform(0, 1e6), "asked": requests,
         "ended": rng.uniform(first, end) if outcome in ("ended", "ended before it was asked", "killed") else None,
-        "outcome": outcome,
+        "outcome": outcome, "certain": all(request["certain"] for request in requests) and rng.random() < 0.9,
         "reason": {"state": "stopped", "function": None, "tracer": None, "age": 7.5} if outcome == "survived" else None}
 
 

@@ -66,6 +66,40 @@ TEST(Askings, AreInTheOrderOfTime) {
     EXPECT_EQ(askings.of[0][1].earliest, at(3));
 }
 
+TEST(Askings, OfARowEachIsToldApartThatCanBe) {
+    // The one in the middle goes by itself while the row is at it.
+    Lives lives = livesOf({process(5, "momuhe"), process(6, "momuhe"), process(7, "momuhe"), process(8, "halvd")});
+    const std::string path = lives.processes[0].path;
+    LogStory story(sample::kBegin);
+    story.read(course::signal(1, path, 1));
+    story.read(course::signal(3, path, 1));
+    // The row is not through: whoever has not been asked may be asked yet.
+    EXPECT_THAT(settleAskings(lives, story).unsure, ElementsAre(false, false, false, false));
+    story.read(course::rowDone(3.1, "momuhe"));
+    // Somebody must have been gone by then, and all are there.
+    EXPECT_THAT(settleAskings(lives, story).unsure, ElementsAre(true, true, true, false));
+    lives.processes[1].ended = lives.gone[1] = at(2);
+    const Askings told = settleAskings(lives, story);
+    EXPECT_THAT(told.unsure, ElementsAre(false, false, false, false));
+    EXPECT_EQ(told.of[0].at(0).asked.time, at(1));
+    EXPECT_THAT(told.of[1], IsEmpty());
+    EXPECT_EQ(told.of[2].at(0).asked.time, at(3));
+    EXPECT_TRUE(told.of[0][0].asked.certain && told.of[2][0].asked.certain);
+}
+
+TEST(Askings, AnEndThatMayHaveBeenSeenLateTellsLess) {
+    Lives lives = livesOf({process(5, "momuhe"), process(6, "momuhe")});
+    LogStory story(sample::kBegin);
+    story.read(course::signal(2, lives.processes[0].path, 1));
+    story.read(course::rowDone(2.001, "momuhe"));
+    lives.processes[0].ended = lives.gone[0] = at(2.05);
+    lives.processes[1].ended = lives.gone[1] = at(1.5);
+    EXPECT_THAT(settleAskings(lives, story).unsure, ElementsAre(false, false));
+    // Looked at ten times a second, the first may have been gone at 2, and the request was for the other.
+    lives.resolution = kSecond / 10;
+    EXPECT_THAT(settleAskings(lives, story).unsure, ElementsAre(true, true));
+}
+
 TEST(Sparings, AllOfANameAreExcluded) {
     const Lives lives = livesOf({process(5, "momuhe"), process(6, "momuhe"), process(7, "halvd")});
     EXPECT_THAT(excludedIn(lives, {course::sweepBegins(1), course::excluded(2, "OrderlyShutdown", "momuhe"),

@@ -42,7 +42,8 @@ TEST(Json, SaysWhatTheRunHolds) {
         "path": "/usr/quarn/corvane/bin/nuwezato", "category": 1, "excluded": false, "row": 8,
         "parent": {"pid": 1, "name": "systemd"}, "unit": null, "start": -3600.0,
         "asked": [{"time": 0.26, "kind": "command", "command": "/usr/quarn/corvane/bin/nuwezato -terminate", "certain": true}],
-        "ended": 0.5, "outcome": "ended", "reason": null})"));
+        "ended": 0.5, "outcome": "ended", "certain": true, "reason": null})"));
+    EXPECT_EQ(made["processes"][3]["certain"], false);
     EXPECT_EQ(made["processes"][3]["asked"][0],
               json::parse(R"({"time": 0.9, "kind": "signal", "signal": "SIGTERM", "certain": false})"));
     EXPECT_EQ(made["processes"][3]["reason"], json::parse(R"({"state": "sleeping uninterruptibly",
@@ -212,6 +213,7 @@ TEST(JsonReader, SaysWhichValueIsWrong) {
         {"/processes/2/outcome", "gone",
          "processes[2].outcome: must be one of: ended, ended before it was asked, killed, "
          "spared, survived"},
+        {"/processes/2/certain", nullptr, "processes[2].certain: must be true or false"},
         {"/processes/3/asked/0/kind", "plea", "processes[3].asked[0].kind: must be one of: signal, command"},
         {"/processes/3/reason/state", "odd",
          "processes[3].reason.state: must be one of: unknown, running, sleeping, sleeping "

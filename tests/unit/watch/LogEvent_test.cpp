@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "logtext.h"
+
 namespace watch {
 namespace {
 
@@ -88,6 +90,59 @@ TEST(LogEvent, Stages) {
     const LogEvent done = eventOf("OrderlyShutdown", "Terminate request for momuhe");
     EXPECT_EQ(done.kind, Kind::rowDone);
     EXPECT_EQ(done.name, "momuhe");
+}
+
+/// A record as the program's log writes it, on the host with the longest name, read again.
+LogEvent written(const std::string& function, const std::string& text) {
+    const std::string host(253, 'h');
+    const std::string line =
+        logtext::recordLine({{}, 0, host, "cvstop", 4'194'304, "warning", function, text}).substr(32);
+    const std::string dated = "2026-11-21T19:53:02.123456+00:00" + line.substr(0, line.size() - 1);
+    const std::optional<LogRecord> record = parseLogRecord(dated);
+    EXPECT_TRUE(record) << dated;
+    return record ? readEvent(*record) : LogEvent();
+}
+
+TEST(LogEvent, RecordsOfTheLongestPathsAreWhole) {
+    const std::string path = "/usr/quarn/" + std::string(1'012, 'p');
+    ASSERT_EQ(path.size(), 1'023U);
+    EXPECT_EQ(written("Processes::KillProcess", "Signaling process " + path + " (4)").path, path);
+    const std::string command = path + " -terminate_local";
+    EXPECT_EQ(written("executeStop", "Executing \"" + command + " > /dev/null 2>&1 &\"").what, command);
+    EXPECT_EQ(written("terminateAllProcesses",
+                      " Requesting termination of " + path + ". Return status=-1. Command=" + command)
+                  .path,
+              path);
+    // A name's bytes stand as four each where they are no UTF-8.
+    const std::string name(255, '\xff');
+    EXPECT_EQ(written("Processes::terminate3rdParty", "KILLING " + name + " ACTION=0 PID=4194304").pid, 4'194'304);
+    EXPECT_EQ(written("OrderlyShutdown", "Name=" + name + " Pid=4194304").pid, 4'194'304);
+    EXPECT_EQ(written("Processes::WaitForAllDone", name + "(4194304) has not terminated").pid, 4'194'304);
+    EXPECT_EQ(
+        written("OrderlyShutdown", "Ignoring process because it is on exclude list, Name = " + name + "(a:1)").kind,
+        Kind::excluded);
+}
+
+TEST(LogEvent, RecordThatWasCutSaysThatItTellsNothing) {
+    const std::string path = "/usr/quarn/" + std::string(4'000, 'p');
+    for (const auto& [function, text] :
+         {std::pair("Processes::KillProcess", "Signaling process " + path + " (4)"),
+          std::pair("executeStop", "Executing \"" + path + " -terminate > /dev/null 2>&1 &\""),
+          std::pair("terminateAllProcesses", " Requesting termination of " + path + ". Return status=0. Command=x"),
+          std::pair("OrderlyShutdown", "Name=" + path + " Pid=7")}) {
+        const LogEvent event = written(function, text);
+        EXPECT_EQ(event.kind, Kind::cut) << function;
+        EXPECT_EQ(event.path + event.name + event.what, "");
+        EXPECT_EQ(event.pid, 0);
+    }
+    // Where the path is whole, what follows may be cut.
+    EXPECT_EQ(written("terminateAllProcesses",
+                      " Requesting termination of /a/halvd. Return status=0. Command=" + std::string(4'000, 'c'))
+                  .path,
+              "/a/halvd");
+    // What tells nothing does so whole or cut.
+    EXPECT_EQ(written("logparams", "Arguments (900):" + std::string(4'000, 'a')).kind, Kind::other);
+    EXPECT_EQ(eventOf("terminateAllProcesses", "Unimplemented Definition 8").kind, Kind::other);
 }
 
 class OtherEvent : public testing::TestWithParam<std::pair<const char*, const char*>> {};

@@ -3,11 +3,13 @@
 #include <csignal>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <thread>
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -222,6 +224,43 @@ TEST(Observation, ProcessWhoseFirstThreadHasExitedIsThere) {
         activity = readActivity(one.pid());
     }
     EXPECT_EQ(activity.state, State::sleeping);
+}
+
+/// Nothing can be opened for as long as it lives.
+class NoDescriptors {
+  public:
+    NoDescriptors() {
+        ::getrlimit(RLIMIT_NOFILE, &m_before);
+        const rlimit none{0, m_before.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &none);
+    }
+    ~NoDescriptors() { ::setrlimit(RLIMIT_NOFILE, &m_before); }
+    NoDescriptors(const NoDescriptors&) = delete;
+    NoDescriptors& operator=(const NoDescriptors&) = delete;
+
+  private:
+    rlimit m_before{};
+};
+
+TEST(Observation, ProcessThatCannotBeReadHasNotEnded) {
+    Sleeper one;
+    std::optional<Observation> unread;
+    Observation read({one.pid()}, farFuture(), 0);
+    {
+        const NoDescriptors none;
+        unread.emplace(std::vector<int>{one.pid()}, farFuture(), 10);
+        EXPECT_TRUE(unread->look().empty());
+        EXPECT_TRUE(read.look().empty());
+    }
+    EXPECT_TRUE(unread->isCoarse());
+    EXPECT_TRUE(unread->isThere(0) && read.isThere(0));
+    // Without its start it is known by its pid alone.
+    EXPECT_FALSE(unread->startOf(0));
+    EXPECT_TRUE(unread->isThat(0, 17));
+    one.kill();
+    one.reap();
+    EXPECT_EQ(unread->look().size(), 2U);
+    EXPECT_EQ(read.look().size(), 2U);
 }
 
 TEST(Observation, WhoIsGoneAlreadyIsNotThere) {

@@ -45,6 +45,7 @@ cvstop-watch: client.example: 6 processes in 64.8 s, 2 ended, 1 ended before it 
   /usr/quarn/corvane/bin/late  SIGHUP
   later (120)
 
+  Note: the debug log names only a path: what was asked of mamegok (104) is a guess
   Note: the debug log was rotated
 )");
 }
@@ -96,6 +97,29 @@ TEST(Report, NamesUnitAndParentOfWhoWasLeftAlone) {
     EXPECT_THAT(text, HasSubstr("\n  d (20)      not asked, parent systemd (1)\n  and 2 more\n"));
 }
 
+TEST(Report, MarksEachOfThoseThatTheLogDoesNotTellApart) {
+    watch::Run run = sample::run();
+    run.notes.clear();
+    run.processes = {sample::ended(1, "d", 1, 1, 2),
+                     sample::ended(2, "e", 1, 1, 2),
+                     sample::process(3, "d", 1, watch::Outcome::spared),
+                     sample::process(4, "d", 1, watch::Outcome::endedUnasked),
+                     sample::process(5, "d", 1, watch::Outcome::endedUnasked),
+                     sample::ended(6, "f", 1, 1, 2)};
+    EXPECT_THAT(watch::reportOf(run), Not(HasSubstr("a guess")));
+    for (const std::size_t place : {0U, 2U, 3U, 4U, 5U}) {
+        run.processes[place].certain = false;
+    }
+    const std::string text = watch::reportOf(run);
+    EXPECT_THAT(text, HasSubstr("\n  d (1)    1.00 s?    1.00 s    2.00 s  d -terminate (a guess)\n"));
+    EXPECT_THAT(text, HasSubstr("\n  e (2)     1.00 s    1.00 s    2.00 s  e -terminate\n"));
+    EXPECT_THAT(text, HasSubstr("\n  d (3)       not asked (a guess), parent systemd (1)\n"));
+    EXPECT_THAT(text,
+                EndsWith("\n\n  Note: the debug log names only a path: what was asked of d (1), d (3), d (4) and 1 "
+                         "more is a guess\n"
+                         "  Note: the debug log names only a path: what was asked of f (6) is a guess\n"));
+}
+
 TEST(Report, KeepsTheOrderOfEqualOnes) {
     watch::Run run = sample::run();
     run.processes = {sample::ended(8, "b", 1, 1, 2), sample::ended(9, "a", 1, 1, 2)};
@@ -133,7 +157,7 @@ TEST(Report, ExplainsEachKindOfSurvivor) {
     process.unit.clear();
     process.asked.pop_back();
     EXPECT_THAT(watch::reportOf(run), HasSubstr("unknown, started 0 s ago, asked: a guess\n"));
-    process.asked[0].certain = true;
+    process.asked[0].certain = process.certain = true;
     EXPECT_THAT(watch::reportOf(run), HasSubstr("unknown, started 0 s ago\n"));
     process.ended = sample::at(1);
     EXPECT_THAT(watch::reportOf(run), HasSubstr("63.9 s    0.90 s  still there"));
@@ -196,6 +220,7 @@ TEST(Report, SaysHowExactTheEndsAre) {
     watch::Run run = sample::run();
     EXPECT_THAT(watch::reportOf(run), Not(HasSubstr("exact")));
     run.notes.clear();
+    run.processes.clear();
     run.resolution = watch::kSecond / 10;
     EXPECT_THAT(watch::reportOf(run), EndsWith("\n\n  Note: ends are exact to 100 ms\n"));
 }

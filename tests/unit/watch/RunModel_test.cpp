@@ -108,6 +108,82 @@ TEST(RunModel, AZombieIsAskedAndHadEndedUnasked) {
     EXPECT_EQ(reaped.finish(at(3)).processes[0].outcome, Outcome::endedUnasked);
 }
 
+TEST(RunModel, EachOfThoseThatTheLogDoesNotTellApartIsMarked) {
+    RunModel run = model({process(5, "momuhe"), process(6, "momuhe"), process(7, "momuhe"), process(8, "strayd")});
+    const std::string path = run.processes()[0].path;
+    run.read(event(1, "Processes::getProcesses", "Calling find_processes_CV with verbose = 0"));
+    // Two go while one of them is asked; the third stays, and was asked.
+    end(run, 0, 1.5);
+    end(run, 1, 1.6);
+    run.read(course::signal(2, path, 1));
+    run.read(course::signal(2.1, path, 1));
+    run.read(course::rowDone(2.2, "momuhe"));
+    end(run, 2, 5);
+    end(run, 3, 5);
+    const auto told = run.finish(at(9));
+    EXPECT_FALSE(told.processes[0].certain);
+    EXPECT_FALSE(told.processes[0].asked.at(0).certain);
+    EXPECT_FALSE(told.processes[1].certain);
+    EXPECT_EQ(told.processes[1].outcome, Outcome::endedUnasked);
+    EXPECT_TRUE(told.processes[2].certain);
+    EXPECT_EQ(told.processes[2].outcome, Outcome::ended);
+    EXPECT_EQ(told.processes[2].asked.at(0).time, at(2.1));
+    EXPECT_TRUE(told.processes[3].certain);
+}
+
+TEST(RunModel, WhoIsOfNoRowIsAskedByNone) {
+    RunModel run = model({process(5, "strayd"), process(6, "momuhe")});
+    run.read(course::signal(1, run.processes()[0].path, 1));
+    run.read(course::rowDone(1.1, "strayd"));
+    run.read(course::sweepBegins(2));
+    // The table is through.
+    run.read(course::signal(3, run.processes()[1].path, 1));
+    const auto told = run.finish(at(4));
+    EXPECT_THAT(told.processes[0].asked, IsEmpty());
+    EXPECT_THAT(told.processes[1].asked, IsEmpty());
+    EXPECT_THAT(kinds(told), ElementsAre(Kind::gathering, Kind::wait));
+}
+
+TEST(RunModel, ExcludedOnesThatCannotBeToldApartAreNoted) {
+    std::vector<Process> processes = {process(5, "momuhe"), process(6, "momuhe")};
+    processes[1].path = "/usr/quarn/other/momuhe";
+    RunModel run = model(processes);
+    run.read(course::sweepBegins(2));
+    run.read(course::excluded(3, "OrderlyShutdown", "momuhe"));
+    EXPECT_THAT(run.finish(at(4)).notes, ElementsAre("several files are called momuhe, and the debug log does not tell "
+                                                     "which of them are excluded"));
+}
+
+TEST(RunModel, TellsWhoWasSentSigkill) {
+    RunModel run = model({process(5, "momuhe"), process(6, "pazed")});
+    run.describe(1, {1, "systemd"}, "pazed.service");
+    run.read(event(1, "Main", "Attempting to kill remaining 2 process(es) "));
+    run.read(course::signal(2, run.processes()[1].path, 4));
+    EXPECT_THAT(run.killed(), ElementsAre(false, true));
+    const auto told = run.finish(at(4));
+    EXPECT_EQ(told.processes[1].unit, "pazed.service");
+    EXPECT_EQ(told.processes[1].parent, (Peer{1, "systemd"}));
+}
+
+TEST(RunModel, RequestOfTheKillsWithoutACommandIsNone) {
+    RunModel run = model({process(5, "halvd")});
+    run.read(event(1, "Main", "Attempting to kill remaining 1 process(es) "));
+    run.read(course::command(2, "halvd", "-terminate").back());
+    EXPECT_THAT(run.finish(at(3)).processes[0].asked, IsEmpty());
+}
+
+TEST(RunModel, CommandOfARecordThatWasCutIsNobodyElses) {
+    RunModel run = model({process(5, "fahazude"), process(6, "halvd")});
+    run.read(event(1, "executeStop", "Executing \"lost > /dev/null 2>&1 &\""));
+    run.read(event(1.1, "terminateAllProcesses", " Requesting termination of /usr/quarn/lo [cut]"));
+    read(run, course::command(2, "halvd", "-terminate"));
+    end(run, 0, 1.5);
+    end(run, 1, 3);
+    const auto told = run.finish(at(4));
+    EXPECT_THAT(asked(told.processes[1]), ElementsAre("/usr/quarn/corvane/bin/halvd -terminate"));
+    EXPECT_THAT(told.notes, ElementsAre("a record of the debug log was too long and was cut, requests may be missing"));
+}
+
 TEST(RunModel, WholeCourse) {
     RunModel run = model({process(5, "kuror"), process(6, "strayd"), process(7, "nanid"), process(8, "vi", 4)});
     read(run, course::command(1, "kuror", "-terminate_local"));

@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -38,6 +39,19 @@ TEST(Shelf, MayBeEmptyOrRefuse) {
     EXPECT_FALSE(shelf.take());
     EXPECT_FALSE(shelf.put(-1));
     EXPECT_FALSE(shelf.take());
+}
+
+TEST(Shelf, WithoutDescriptorsItTakesNothingAndGivesNothing) {
+    rlimit before{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none{0, before.rlim_max};
+    Shelf full;
+    Shelf empty;
+    ASSERT_TRUE(full.put(STDIN_FILENO));
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    EXPECT_FALSE(empty.put(STDIN_FILENO));
+    EXPECT_FALSE(full.take());
+    ::setrlimit(RLIMIT_NOFILE, &before);
 }
 
 } // namespace

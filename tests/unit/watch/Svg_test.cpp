@@ -118,12 +118,26 @@ TEST(Lane, SaysWhatBecameOfEach) {
     EXPECT_EQ(watch::outcomeText(sample::ended(1, "a", 1, 10, 12)), "ended 2.00 s");
     EXPECT_EQ(watch::outcomeText(sample::killed(1, "a")), "killed 31.0 s");
     watch::Process guessed = sample::ended(1, "a", 1, 10, 12);
-    guessed.asked[0].certain = false;
+    guessed.asked[0].certain = guessed.certain = false;
     EXPECT_EQ(watch::outcomeText(guessed), "ended 2.00 s?");
     guessed.outcome = watch::Outcome::survived;
     EXPECT_EQ(watch::outcomeText(guessed), "still there, asked?");
+    guessed.asked.clear();
+    guessed.outcome = watch::Outcome::endedUnasked;
+    EXPECT_EQ(watch::outcomeText(guessed), "ended, not asked?");
+    guessed.outcome = watch::Outcome::spared;
+    EXPECT_EQ(watch::outcomeText(guessed), "not asked?");
     process.outcome = Outcome::killed;
     EXPECT_EQ(watch::outcomeText(process), "killed");
+}
+
+TEST(Lane, MarksWhatIsAGuess) {
+    watch::Process process = sample::process(105, "detd", 2, Outcome::endedUnasked);
+    process.certain = false;
+    EXPECT_THAT(laneOf(process), HasSubstr("<title>detd (105): ended before it was asked?</title>"));
+    EXPECT_THAT(laneOf(process), HasSubstr("<desc>Nothing was asked of it (a guess).</desc>"));
+    // One of its requests may be another's, but that it was asked is certain.
+    EXPECT_THAT(laneOf(sample::survivor(104, "mamegok")), HasSubstr("<title>mamegok (104): survived</title>"));
 }
 
 TEST(Lane, CutsTheNameAndKeepsThePid) {
