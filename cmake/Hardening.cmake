@@ -27,7 +27,7 @@ function(cvstop_warn_strictly)
       -Wdeprecated-copy-dtor -Wctor-dtor-privacy -Wstrict-null-sentinel -Wsign-promo -Warray-bounds=2 -Wshift-overflow=2
       -Wunused-const-variable=2 -Wcatch-value=3 -Wplacement-new=2 -Wconditionally-supported)
   endif()
-  if(CVSTOP_WERROR AND NOT CVSTOP_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  if(CVSTOP_WERROR AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
     add_compile_options(
       -Weverything -Wno-c++98-compat -Wno-c++98-compat-pedantic -Wno-c++20-compat -Wno-padded -Wno-exit-time-destructors
       -Wno-global-constructors -Wno-reserved-identifier -Wno-format-nonliteral -Wno-switch-enum

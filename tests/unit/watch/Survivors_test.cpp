@@ -96,12 +96,14 @@ TEST(Survivors, TracerIsNamed) {
 TEST(Survivors, ThreadThatHeedsNothingIsTheReason) {
     // Who waits for what a vfork has made sleeps uninterruptibly.
     Doer two([] {
-        std::thread([] {
+        std::thread([parent = ::getpid()] {
             if (::vfork() == 0) {
                 ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-                for (;;) {
+                // The parent may have been killed before that.
+                while (::getppid() == parent) {
                     ::pause();
                 }
+                ::_exit(0);
             }
         }).detach();
     });
