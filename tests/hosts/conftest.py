@@ -10,7 +10,7 @@ import pytest
 
 REPO = pathlib.Path(__file__).resolve().parents[2]
 sys.path.insert(0, str(REPO / "tests/program"))
-pytest.register_assert_rewrite("box", "test_attacks", "test_languages", "test_lister", "test_pictures", "test_whole_table")
+pytest.register_assert_rewrite("box", "test_attacks", "test_languages", "test_lister", "test_output", "test_whole_table")
 
 import box  # noqa: E402
 import image  # noqa: E402
@@ -46,14 +46,23 @@ def pytest_collection_modifyitems(items):
                 item.add_marker(pytest.mark.xfail(strict=True, raises=FAILURES, reason="the program does nothing"))
 
 
+@pytest.fixture(scope="session")
+def boot():
+    """Boots a host with what a function makes of the archive's packages, if the archive has them."""
+    def booted(host, made):
+        try:
+            return Machine(host, *made())
+        except Missing as missing:
+            (pytest.fail if ALL_THERE else pytest.skip)(f"the archive does not have what {host.name} takes: {missing}")
+
+    return booted
+
+
 @pytest.fixture(scope="session", ids=WANTED_KERNELS,
                 params=[pytest.param(KERNELS[name], marks=pytest.mark.xdist_group(name)) for name in WANTED_KERNELS])
-def machine(request):
+def machine(request, boot):
     kernel = request.param
-    try:
-        booted = Machine(kernel, *image.build(kernel, store(build_of(kernel))))
-    except Missing as missing:
-        (pytest.fail if ALL_THERE else pytest.skip)(f"the archive does not have what {kernel.name} takes: {missing}")
+    booted = boot(kernel, lambda: image.build(kernel, store(build_of(kernel))))
     yield booted
     booted.close()
 
@@ -66,7 +75,7 @@ def build_folder():
 @pytest.fixture
 def host(machine, request):
     """Makes client hosts for a test, all of them the one that was booted."""
-    request.node.user_properties.append(("host", f"{machine.host.name}, Linux {machine.version}"))
+    request.node.user_properties.append(("host", str(machine)))
     made = []
 
     def make(fleet=""):

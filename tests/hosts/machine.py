@@ -32,28 +32,36 @@ def emulator(processor):
 
 
 class Machine:
-    """Boots a host, with a first file system that is removed at the end. `disk` is what it finds there besides, if anything."""
+    """Boots a host. Its first file system, and `disk`, what it finds there besides, if anything, are removed at the end."""
 
     def __init__(self, host, kernel, initramfs, version, disk=None):
-        self.host, self.initramfs, self.version = host, initramfs, version
-        # Nothing of this machine's is there, and what is written to a disk is lost.
-        drive = ["-drive", f"file={disk},format=raw,if=virtio,snapshot=on"] if disk else []
-        self.qemu = subprocess.Popen(
-            [*emulator(host.processor), "-m", MEMORY, "-nodefaults", "-display", "none", "-serial", "stdio", "-no-reboot",
-             *drive, "-kernel", kernel, "-initrd", initramfs, "-append",
-             f"console={host.processor.console} quiet loglevel=1 panic=-1 mitigations=off"],
-            stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, bufsize=0)
-        os.set_blocking(self.qemu.stdout.fileno(), False)
+        self.host, self.version = host, version
+        self.files = [file for file in (initramfs, disk) if file]
         self.selector = selectors.DefaultSelector()
-        self.selector.register(self.qemu.stdout, selectors.EVENT_READ)
+        self.qemu = None
         self.pending = b""
         self.said = b""
         try:
+            self._start(kernel, initramfs, disk)
             # POWER's kernel begins a line before that it does not end.
             self._until(lambda line: line.endswith(b"ready"), BOOT_SECONDS)
-        except Broken:
+        except Exception:
             self.close()
             raise
+
+    def _start(self, kernel, initramfs, disk):
+        # Nothing of this machine's is there, and what is written to a disk is lost.
+        drive = ["-drive", f"file={disk},format=raw,if=virtio,snapshot=on"] if disk else []
+        self.qemu = subprocess.Popen(
+            [*emulator(self.host.processor), "-m", MEMORY, "-nodefaults", "-display", "none", "-serial", "stdio", "-no-reboot",
+             *drive, "-kernel", kernel, "-initrd", initramfs, "-append",
+             f"console={self.host.processor.console} quiet loglevel=1 panic=-1 mitigations=off"],
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, bufsize=0)
+        os.set_blocking(self.qemu.stdout.fileno(), False)
+        self.selector.register(self.qemu.stdout, selectors.EVENT_READ)
+
+    def __str__(self):
+        return f"{self.host.name}, Linux {self.version}"
 
     def _fault(self, what):
         self.qemu.kill()
@@ -98,7 +106,9 @@ class Machine:
         return int(ANSWER.match(answer)[1]), tarfile.open(fileobj=io.BytesIO(base64.b64decode(b"".join(lines))))
 
     def close(self):
-        self.qemu.kill()
-        self.qemu.wait()
+        if self.qemu:
+            self.qemu.kill()
+            self.qemu.wait()
         self.selector.close()
-        self.initramfs.unlink()
+        for file in self.files:
+            file.unlink()

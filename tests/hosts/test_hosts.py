@@ -20,7 +20,7 @@ from test_lister import (
     test_script_in_a_private_mount_namespace_with_the_hosts_tree_is_the_hosts,
     test_script_of_another_tree_in_a_private_mount_namespace_is_not_the_hosts, test_script_of_the_product_is_its_process,
     test_script_that_calls_the_program_is_not_stopped_by_it, test_zombies_are_no_records)
-from test_pictures import (
+from test_output import (
     test_excluded_daemons_are_left_alone, test_list_with_third_parties, test_normal_shutdown,
     test_strangers_named_like_rows_with_stop_commands_are_never_run,
     test_third_parties_of_both_categories_beside_a_survivor, test_third_party_gets_five_signals_and_is_told_once)

@@ -8,7 +8,6 @@ import pytest
 
 import whole_image
 from box import BIN, CVSTOP, rows_of_listing
-from machine import Machine
 from whole_image import HOST, KEPT, PRODUCT, STRANGERS
 
 SECONDS = 600
@@ -22,6 +21,7 @@ pytestmark = [pytest.mark.xdist_group(HOST.name), pytest.mark.skipif(os.geteuid(
 @dataclasses.dataclass
 class Told:
     """What the host has told of itself: its files, and its services before and after the shutdown."""
+    host: str
     files: dict
 
     def services(self, when):
@@ -46,17 +46,21 @@ class Told:
 
 
 @pytest.fixture(scope="module")
-def told(build_folder):
-    kernel, first, version, disk = whole_image.build(build_folder(HOST))
-    machine = Machine(HOST, kernel, first, version, disk)
+def host(boot, build_folder):
+    machine = boot(HOST, lambda: whole_image.build(build_folder(HOST)))
     try:
         _, archive = machine.answer(SECONDS)
         with archive:
-            return Told({member.name.rsplit("/", 1)[1]: archive.extractfile(member).read().decode()
-                         for member in archive if member.isfile()})
+            return Told(str(machine), {member.name.rsplit("/", 1)[1]: archive.extractfile(member).read().decode()
+                                       for member in archive if member.isfile()})
     finally:
         machine.close()
-        disk.unlink()
+
+
+@pytest.fixture
+def told(host, request):
+    request.node.user_properties.append(("host", host.host))
+    return host
 
 
 def test_host_is_whole(told):

@@ -81,6 +81,12 @@ def test_options_are_those_of_the_code():
         assert f"`{spelling}" in table, spelling
 
 
+def test_watcher_spells_the_programs_options_as_the_program_does():
+    """All but -k, which it need not know. One that it missed would have it watch a listing, or take a file for an option."""
+    known = set(re.findall(r'"(-\w+)"', (REPO / "watch/ProgramArguments.cpp").read_text()))
+    assert known == {spelling for row in options_of_the_code() if "-k" not in row for spelling in row}
+
+
 def test_messages_that_are_quoted_are_the_programs():
     """Three points stand for what differs from run to run."""
     known = messages()
