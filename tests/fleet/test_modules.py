@@ -12,7 +12,7 @@ import tempfile
 
 import pytest
 import yaml
-from ansible_collections.quarn.corvane.plugins.module_utils import program
+from ansible_collections.quarn.corvane.plugins.module_utils import listing, program, verdict
 from conftest import REPO
 
 COLLECTION = REPO / "fleet/ansible_collections/quarn/corvane"
@@ -192,6 +192,22 @@ def test_third_parties_that_are_never_signalled(client):
     result = client.call("cvstop", third_party=True)
     assert names(result["stopped"]) == ["mapper"]
     assert names(result["listed_only"]) == ["editor"] and names(result["survivors"]) == ["holder"]
+
+
+@pytest.mark.parametrize("said, left, listed_only", [
+    # Such a line names no pid.
+    ("Signaling process /opt/x/mapper\n", {901: False}, []),
+    ("Terminating third party process, mapper pid-900\nSignaling process /opt/x/mapper\n", {901: False}, [901]),
+    ("Terminating third party process, mapper pid-900\nSignaling process /opt/x/mapper\n", {900: False, 901: False}, [901]),
+    # A supervisor started it again: what the signal was for is known only of those that were there.
+    ("Terminating third party process, mapper pid-900\nSignaling process /opt/x/mapper\n", {901: False, 990: True}, [901])])
+def test_third_parties_of_one_path_are_told_apart(said, left, listed_only):
+    def mapper(pid):
+        return listing.Process(b"mapper", b"/opt/x/mapper", pid, listing.THIRD_PARTY)
+    result = verdict.Verdict([mapper(900), mapper(901)], [mapper(pid) for pid in left], [], said.encode()).result()
+    assert [process["pid"] for process in result["listed_only"]] == listed_only
+    assert {process["pid"]: process["new"] for process in result["survivors"]} == {
+        pid: new for pid, new in left.items() if pid not in listed_only}
 
 
 def test_only_such_third_parties_are_no_change(client):
