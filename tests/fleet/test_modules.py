@@ -13,6 +13,7 @@ import tempfile
 import pytest
 import yaml
 from ansible_collections.quarn.corvane.plugins.module_utils import listing, program, verdict
+from clients import wait_for
 from conftest import REPO
 
 COLLECTION = REPO / "fleet/ansible_collections/quarn/corvane"
@@ -314,6 +315,38 @@ def test_a_cvstop_watch_that_dies_after_the_shutdown(client):
     result = client.call("cvstop", **watch(client, 'shift 3; "$@"; kill -SEGV $$'))
     assert (result["outcome"], result["rc"], names(result["stopped"])) == ("stopped", 0, ["koka"])
     assert "left no report" in result["warnings"][0] and f"Signaling process {B}/koka" in result["output"]
+
+
+# A program whose first shutdown ends late: when a second has begun, or after a while without.
+LATE = """[ "$1" = -k ] || exec {program} "$@"
+echo begin >>{log}
+tries=0
+while [ "$(grep -c begin {log})" = 1 ] && [ $tries -lt 30 ]; do tries=$((tries + 1)); sleep 0.1; done
+{program} "$@"
+status=$?
+echo end >>{log}
+exit $status"""
+
+
+def test_a_cvstop_watch_that_dies_in_the_middle_of_the_shutdown(client):
+    """The shutdown goes on without it, and no other one beside it."""
+    client.runs((f"{B}/koka", 812, "ends"))
+    log = client.folder / "log"
+    late = client.program_at("late", LATE.format(program=client.program, log=log))
+    dying = f'shift 3; "$@" & while ! [ -e {log} ]; do :; done; kill -KILL $$'
+    result = client.call("cvstop", executable=late, **watch(client, dying))
+    assert (result["outcome"], names(result["stopped"])) == ("stopped", ["koka"])
+    assert log.read_text().split() == ["begin", "end", "begin", "end"]
+
+
+def test_whether_a_command_runs(client):
+    """Another command, or this one with other arguments, is none of its shutdowns."""
+    waiting = client.program_at("waiting", "read line")
+    with subprocess.Popen(["env", waiting, "-k", "-3"], stdin=subprocess.PIPE, stdout=subprocess.PIPE) as process:
+        wait_for(lambda: program.is_running([waiting, "-k", "-3"]), "the command to start")
+        assert not program.is_running([waiting, "-k"]) and not program.is_running([waiting[1:], "-k", "-3"])
+        process.communicate(b"\n")
+    assert not program.is_running([waiting, "-k", "-3"])
 
 
 def test_a_cvstop_watch_or_a_program_for_another_processor(client):
