@@ -74,6 +74,15 @@ def test_a_client_that_ansible_gives_up_in_its_wave_counts_and_is_reported(tmp_p
     assert "Ansible itself gave this client up" in fleet.records()["one"]["message"]
 
 
+@pytest.mark.parametrize("first, others, outcome", [(60, 0, "stopped"), (0, 60, "untouched")])
+def test_a_wave_goes_on_as_a_whole_by_the_limit_of_its_first_client(tmp_path, first, others, outcome):
+    limits = {"first": first, "second": others, "third": others}
+    fleet = Fleet(tmp_path, **{name: f"shutdown_max_fail_percentage={limit}" for name, limit in limits.items()})
+    fleet.set("third", "status", "55")
+    result = fleet.shut_down("-e", json.dumps({"shutdown_serial": ["100%"]}))
+    assert fleet.outcomes() == {"first": outcome, "second": outcome, "third": "failed"}, result.stdout
+
+
 def test_a_client_where_nothing_can_start_is_given_up(tmp_path):
     """Its temporary folder cannot be made: Ansible calls that unreachable, while the connection itself is fine."""
     fleet = Fleet(tmp_path, full="ansible_remote_tmp=/proc/none")
