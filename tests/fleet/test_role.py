@@ -122,6 +122,22 @@ def test_a_result_that_was_never_written_is_asked_of_the_listing(tmp_path):
         assert fleet.records()[name]["message"].startswith("The client kept no result")
 
 
+def test_what_another_run_has_stopped_is_stopped(tmp_path):
+    """Or this run itself, where the answer to its start was lost. What is only listed is no reason to say so."""
+    listed = "editor\t/opt/x/editor\t901\tThird Party\tlisted\n"
+    fleet = Fleet(tmp_path, both="shutdown_third_party=true", whole="", only="shutdown_third_party=true")
+    for name, processes in (("both", HALVD + listed), ("whole", HALVD), ("only", listed)):
+        fleet.set(name, "processes", processes)
+        # The preview's listing and that of its wave.
+        fleet.set(name, "gone", "2")
+    result = fleet.shut_down("-e", json.dumps({"shutdown_serial": ["100%"]}))
+    assert fleet.outcomes() == {"both": "stopped", "whole": "stopped", "only": "nothing"}, result.stdout
+    for name in ("both", "whole"):
+        record = fleet.records()[name]
+        assert [process["pid"] for process in record["stopped"]] == [801] and "another run stopped it" in record["message"]
+    assert [process["name"] for process in fleet.records()["both"]["listed_only"]] == ["editor"]
+
+
 @pytest.mark.parametrize("playbook", ["preview", "shutdown", "verify", "install"])
 def test_ssh_is_called_as_the_user_has_it_and_with_a_limit_of_silence(tmp_path, playbook):
     ssh = tmp_path / "ssh"
