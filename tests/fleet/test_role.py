@@ -74,6 +74,18 @@ def test_a_client_that_ansible_gives_up_in_its_wave_counts_and_is_reported(tmp_p
     assert "Ansible itself gave this client up" in fleet.records()["one"]["message"]
 
 
+def test_a_client_that_ansible_gives_up_counts_in_its_own_wave_alone(tmp_path):
+    fleet = Fleet(tmp_path, one="", two="", three="", four="", five="")
+    (tmp_path / "own.yml").write_text(LOST_IN_ITS_WAVE)
+    fleet.set("three", "status", "55")
+    # One of two in the first wave, and one of two in the second.
+    variables = {"shutdown_serial": [2, 2, 1], "shutdown_max_fail_percentage": 50, "shutdown_confirmed": True}
+    result = fleet.play("own.yml", "-e", json.dumps(variables))
+    assert fleet.outcomes() == {
+        "one": "failed", "two": "stopped", "three": "failed", "four": "stopped", "five": "stopped"}, result.stdout
+    assert fleet.failed() == ["one", "three"]
+
+
 @pytest.mark.parametrize("first, others, outcome", [(60, 0, "stopped"), (0, 60, "untouched")])
 def test_a_wave_goes_on_as_a_whole_by_the_limit_of_its_first_client(tmp_path, first, others, outcome):
     limits = {"first": first, "second": others, "third": others}
