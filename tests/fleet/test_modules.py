@@ -187,6 +187,13 @@ def test_paths_that_a_list_cannot_hold(client, path):
     assert result["failed"] and result["msg"].startswith("exclude: ") and client.calls == []
 
 
+@pytest.mark.parametrize("module", ["cvstop", "cvstop_info"])
+def test_an_exclude_file_that_is_no_absolute_path(client, module):
+    client.runs((f"{B}/koka", 812, "ends"))
+    result = client.call(module, exclude_file="etc/keep.conf")
+    assert result["failed"] and result["msg"] == "exclude_file: etc/keep.conf is no absolute path." and client.calls == []
+
+
 def test_third_parties_that_are_never_signalled(client):
     client.runs(("/opt/x/mapper", 900, "ends", "Third Party"), ("/opt/x/editor", 901, "listed", "Third Party"),
                 ("/opt/x/holder", 902, "stays", "Third Party"))
