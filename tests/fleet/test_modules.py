@@ -400,13 +400,34 @@ def test_without_become():
     assert result["failed"] and result["rc"] == 132 and "Set become: true." in result["msg"]
 
 
+# What the standard library has got after Python 3.6.
+NEWER = {"contextvars", "dataclasses", "graphlib", "tomllib", "zoneinfo"}
+NEWER_WITHIN = {"asyncio.exceptions", "asyncio.runners", "asyncio.taskgroups", "asyncio.timeouts", "importlib.metadata",
+                "importlib.resources", "multiprocessing.shared_memory", "unittest.async_case"}
+
+
+def modules_of(tree):
+    """The modules that a file imports, also those that it imports from a package."""
+    found = {alias.name for node in ast.walk(tree) if isinstance(node, ast.Import) for alias in node.names}
+    for node in ast.walk(tree):
+        if isinstance(node, ast.ImportFrom):
+            found |= {node.module, *(f"{node.module}.{alias.name}" for alias in node.names)}
+    return found
+
+
+def test_what_is_newer_than_python_3_6_is_seen():
+    tree = ast.parse("import importlib.metadata as a, os.path\nfrom importlib import resources\nfrom dataclasses import field\n")
+    assert modules_of(tree) & NEWER_WITHIN == {"importlib.metadata", "importlib.resources"}
+    assert {"os.path", "dataclasses"} <= modules_of(tree)
+
+
 @pytest.mark.parametrize("path", CLIENT_SIDE, ids=lambda path: path.name)
 def test_what_runs_on_clients_is_python_3_6_and_its_standard_library(path):
     tree = ast.parse(path.read_text(), feature_version=(3, 6))
-    roots = {alias.name.split(".")[0] for node in ast.walk(tree) if isinstance(node, ast.Import) for alias in node.names}
-    roots |= {node.module.split(".")[0] for node in ast.walk(tree) if isinstance(node, ast.ImportFrom)}
-    foreign = roots - {"ansible", "ansible_collections", "__future__"} - set(sys.stdlib_module_names)
+    roots = {module.split(".")[0] for module in modules_of(tree)}
+    foreign = roots - {"ansible", "ansible_collections", "__future__"} - (set(sys.stdlib_module_names) - NEWER)
     assert not foreign
+    assert not modules_of(tree) & NEWER_WITHIN
     for node in ast.walk(tree):
         if isinstance(node, ast.ImportFrom) and node.module.startswith("ansible."):
             assert node.module == "ansible.module_utils.basic"

@@ -184,6 +184,27 @@ def test_records_of_earlier_runs_are_marked_and_not_for_the_next_run(tmp_path):
     assert page.count("<small>Earlier run: ") == 1 and page.count(f"<small>{day} ") == 1
 
 
+def test_survivors_that_are_only_a_warning(tmp_path):
+    """Nobody is called back to them by failed.txt, and the next wave begins."""
+    fleet = Fleet(tmp_path, canary="", second="")
+    fleet.set("canary", "processes", HALVD.replace("ends", "stays"))
+    result = fleet.shut_down("-e", "shutdown_on_survivors=warn")
+    assert result.returncode == 0, result.stdout
+    assert fleet.outcomes() == {"canary": "survivors", "second": "stopped"} and fleet.failed() is None
+    assert "Still running: halvd (801)." in result.stdout
+
+
+def test_a_watcher_that_must_be_there(tmp_path):
+    """Where cvstop-watch is installed on this machine there is nothing to see."""
+    if any(os.access(f"{folder}/cvstop-watch", os.X_OK) for folder in ["/usr/sbin", *os.environ["PATH"].split(":")]):
+        pytest.skip("cvstop-watch is installed here")
+    fleet = Fleet(tmp_path, client="")
+    result = fleet.shut_down("-e", "shutdown_watch=true")
+    assert result.returncode == 2 and fleet.outcomes() == {"client": "failed"}, result.stdout
+    assert "There is no cvstop-watch on this client" in fleet.records()["client"]["message"]
+    assert fleet.shutdowns("client") == 0 and fleet.failed() == ["client"]
+
+
 @pytest.mark.parametrize("what, text, outcome", [
     ("processes", HALVD.replace("ends", "stays"), "survivors"), ("status", "55", "failed"),
     # What a release may print that knows no columns.
