@@ -5,6 +5,8 @@ import shutil
 import subprocess
 
 import pytest
+import yaml
+from conftest import REPO
 from local import Fleet as LocalFleet
 from test_fleet import make_fleet, recap  # noqa: F401  (a fixture)
 
@@ -37,11 +39,13 @@ mkdir -p %{{buildroot}} && cp -a {files}/usr %{{buildroot}}
 
 def lay_files(folder, version, build):
     """What a package of this version holds: the program, which tells version and build to whoever reads the file."""
-    target = folder / f"files-{version}{build}{B}"
+    files = folder / f"files-{version}{build}"
+    shutil.rmtree(files, ignore_errors=True)
+    target = files / B[1:]
     target.mkdir(parents=True)
     (target / "cvstop").write_bytes((box.BUILD / "src/cvstop").read_bytes() + f"version {version}{build}".encode())
     (target / "cvstop").chmod(0o755)
-    return folder / f"files-{version}{build}"
+    return files
 
 
 def make_deb(folder, files, version):
@@ -110,6 +114,15 @@ class Course:
         return self.fleet.play("install", "-e", json.dumps(variables), *arguments)
 
 
+def test_every_package_manager_has_its_kind():
+    """The other tests say which one they want."""
+    defaults = yaml.safe_load((REPO / "fleet/ansible_collections/quarn/corvane/roles/install/defaults/main.yml").read_text())
+    kinds = defaults["install_kinds"]
+    assert {name: kinds.get(name) for name in ("apt", "dnf", "dnf5", "yum", "zypper")} == {
+        "apt": "deb", "dnf": "rpm", "dnf5": "rpm", "yum": "rpm", "zypper": "rpm"}
+    assert set(kinds.values()) <= KINDS.keys()
+
+
 @pytest.mark.parametrize("kind", KINDS)
 def test_each_kind_of_package(make_fleet, tmp_path, kind):  # noqa: F811
     if kind == "rpm" and not shutil.which("rpmbuild"):
@@ -124,6 +137,11 @@ def test_each_kind_of_package(make_fleet, tmp_path, kind):  # noqa: F811
     course.build("1.1")
     upgrade = course.install()
     assert upgrade.returncode == 0 and installed(course.fresh) == "1.1", upgrade.stdout
+    # Back to a package that has been there once.
+    course.build("1.0")
+    back = course.install()
+    assert back.returncode == 0 and installed(course.fresh) == "1.0", back.stdout
+    assert on(course.fresh, "sh", "-c", "ls /var/cache/cvstop*").split() == [f"/var/cache/cvstop.{kind}"]
     assert course.fresh.running() == {"halvd": 1} and not course.fresh.touched()
 
 
