@@ -155,11 +155,19 @@ def test_ssh_is_called_as_the_user_has_it_and_with_a_limit_of_silence(tmp_path, 
     ssh = tmp_path / "ssh"
     ssh.write_text(f'#!/bin/sh\necho "$@" >>{tmp_path}/called\nexit 255\n')
     ssh.chmod(0o755)
-    fleet = Fleet(tmp_path, client=f"ansible_connection=ssh ansible_ssh_executable={ssh} ansible_ssh_common_args='-o Port=2022'")
-    assert fleet.play(playbook).returncode != 0
+    own = "-o ForwardAgent=no -o ServerAliveCountMax=2"
+    fleet = Fleet(tmp_path, client=f"ansible_connection=ssh ansible_ssh_executable={ssh} ansible_ssh_common_args='-o Port=2022' "
+                                   f"ansible_ssh_extra_args='{own}'", plain="ansible_connection=ssh ansible_pipelining=false "
+                                   f"ansible_ssh_executable={ssh}")
+    assert fleet.play(playbook, "--limit", "client").returncode != 0
     called = (tmp_path / "called").read_text().splitlines()[0]
-    for option in ("Compression=yes", "Port=2022", "ServerAliveInterval=15", "ServerAliveCountMax=4"):
+    for option in ("Compression=yes", "Port=2022", "ForwardAgent=no", "ServerAliveInterval=15", "ServerAliveCountMax=4"):
         assert f"-o {option} " in called
+    assert called.index("ServerAliveCountMax=2") < called.index("ServerAliveCountMax=4"), "ssh takes the first"
+    assert "mkdir" not in called
+    (tmp_path / "called").unlink()
+    assert fleet.play(playbook, "--limit", "plain").returncode != 0
+    assert "mkdir" in (tmp_path / "called").read_text()
 
 
 def test_a_preview_writes_nothing_even_if_a_shutdown_is_confirmed(tmp_path):
