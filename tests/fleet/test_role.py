@@ -1,6 +1,7 @@
 """The role's decisions, on clients that are only programs: what runs, in which order, and what is kept of it."""
 import json
 import os
+import re
 import signal
 
 import pytest
@@ -72,6 +73,18 @@ def test_a_client_that_ansible_gives_up_in_its_wave_counts_and_is_reported(tmp_p
     assert result.returncode == 2, result.stdout
     assert fleet.outcomes() == {"one": "failed", "two": "stopped", "three": "untouched"} and fleet.failed() == ["one", "three"]
     assert "Ansible itself gave this client up" in fleet.records()["one"]["message"]
+
+
+def test_a_run_whose_whole_wave_ansible_gives_up_is_reported(tmp_path):
+    fleet = Fleet(tmp_path, one="", two="")
+    (tmp_path / "own.yml").write_text(LOST_IN_ITS_WAVE)
+    result = fleet.play("own.yml", "-e", "shutdown_confirmed=true")
+    assert result.returncode == 2 and fleet.outcomes() == {"one": "failed", "two": "untouched"}, result.stdout
+    message = fleet.records()["one"]["message"]
+    assert message.startswith("Ansible itself gave this client up: ") and "undefined_for_one" in message
+    table = result.stdout.split("CLIENT ")[-1]
+    assert re.search(r"^one +failed ", table, re.M) and "Report: " in table and fleet.failed() == ["one", "two"]
+    assert fleet.shutdowns("one") + fleet.shutdowns("two") == 0
 
 
 def test_a_client_that_ansible_gives_up_counts_in_its_own_wave_alone(tmp_path):
