@@ -347,6 +347,32 @@ def test_without_become(make_fleet):
     assert client.touched() == []
 
 
+# Dies once the program that it watches has sent something.
+DYING = r"""#!/bin/sh
+/opt/watch/cvstop-watch "$@" &
+until grep -q "signal" /usr/quarn/sandbox/journal; do sleep 0.05; done
+kill -KILL $!
+exit 137
+"""
+
+
+@pytest.mark.skipif(not WATCH.exists(), reason="cvstop-watch is not built")
+def test_a_watcher_that_dies_in_the_middle(make_fleet):
+    """Its shutdown goes on, and is waited for: no stop command is run twice."""
+    fleet = make_fleet("orphaned")
+    client = fleet.add("client", f"{B}/halvd stop=3\n{B}/momuhe ignore=all\n",
+                       setup=f"{WATCHED} && cp /opt/watch/dying /usr/sbin/cvstop-watch")
+    client.host.write("/opt/watch/dying", DYING)
+    client.host.inside("/opt/watch/dying").chmod(0o755)
+    fleet.start()
+    result = fleet.play("shutdown", *QUICK)
+    assert result.returncode == 0, result.stdout
+    record = records(fleet)["client"]
+    assert record["outcome"] == "stopped" and names(record["stopped"]) == ["halvd", "momuhe"]
+    assert len(stop_commands(client, "halvd")) == 1 and not client.running()
+    assert record["warnings"][0].startswith("cvstop-watch ended with status 137 and left no report")
+
+
 @pytest.mark.skipif(not WATCH.exists(), reason="cvstop-watch is not built")
 def test_who_held_a_stop_up(make_fleet):
     fleet = make_fleet("watched")
