@@ -40,7 +40,6 @@ mkdir -p %{{buildroot}} && cp -a {files}/usr %{{buildroot}}
 def lay_files(folder, version, build):
     """What a package of this version holds: the program, which tells version and build to whoever reads the file."""
     files = folder / f"files-{version}{build}"
-    shutil.rmtree(files, ignore_errors=True)
     target = files / B[1:]
     target.mkdir(parents=True)
     (target / "cvstop").write_bytes((box.BUILD / "src/cvstop").read_bytes() + f"version {version}{build}".encode())
@@ -103,10 +102,13 @@ class Course:
         self.fresh = fleet.add("fresh", f"{B}/halvd\n", setup=f"{OWN_VAR} && rm {CONF}")
 
     def build(self, version, build=""):
-        """Puts a package of this version into the folder, in place of others."""
-        for path in self.packages.glob("cvstop*"):
-            path.unlink()
-        KINDS[self.kind](self.packages, lay_files(self.folder, version, build), version)
+        """Puts a package of this version into the folder, in place of others: the same file each time."""
+        built = self.folder / f"built-{version}{build}"
+        if not built.exists():
+            built.mkdir()
+            KINDS[self.kind](built, lay_files(self.folder, version, build), version)
+        shutil.rmtree(self.packages)
+        shutil.copytree(built, self.packages, ignore=shutil.ignore_patterns("rpm", "*.spec"))
 
     def install(self, *arguments):
         variables = {"install_packages": str(self.packages), "install_kinds": {"apt": self.kind},
