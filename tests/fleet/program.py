@@ -6,6 +6,7 @@
   status      the exit status of every run, where it is to be another than 0 or 1
   says        what is printed instead of a listing
   spoils, removes     the folder of Ansible's jobs: a shutdown makes sure that no result can be written, or removes it
+  gone        the number of listings after which what ends has ended, as if somebody else had stopped it
   calls       what it was called with and in which language, a line each: it is written here
 """
 import os
@@ -71,6 +72,8 @@ def main(arguments):
         return int(read("status", b"0"))
     if status := int(read("status", b"0")):
         return status
+    if read("gone") and read("calls").count(b"-l") > int(read("gone")):
+        write("processes", b"".join(line for line in read("processes").splitlines(True) if line.endswith(b"listed\n")))
     rows = [tuple(line.split(b"\t")) for line in read("processes").splitlines()]
     if "-k" in arguments:
         sys.stdout.buffer.write(shut_down(rows, "-3" in arguments))

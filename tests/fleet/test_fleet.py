@@ -107,6 +107,8 @@ class Run:
         self.page = (fleet.folder / "report/index.html").read_text()
         self.failed = (fleet.folder / "report/failed.txt").read_text().split()
         self.touched = {name: client.touched() for name, client in fleet.clients.items()}
+        # Now: a later test brings one of them back, and stops it.
+        self.running = {name: client.running() for name, client in fleet.clients.items()}
 
 
 @pytest.fixture(scope="module")
@@ -177,7 +179,7 @@ def test_third_parties(run):
 @pytest.mark.xdist_group("course")
 @pytest.mark.parametrize("name", ["server", "gone", "bare", "full"])
 def test_who_could_not_be_stopped_is_untouched(run, name):
-    assert run.touched[name] == [] and run.fleet[name].running() == {"halvd": 1}
+    assert run.touched[name] == [] and run.running[name] == {"halvd": 1}
 
 
 @pytest.mark.xdist_group("course")
@@ -193,6 +195,7 @@ def test_what_went_wrong_is_said(run):
 def test_a_stop_goes_on_without_its_connection(run):
     assert names(run.records["cut"]["stopped"]) == ["halvd", "koka"]
     assert "Wait for the connection to come back" in run.output
+    assert "Wait for the daemons of each client to end" in run.output, "it does not say what it waits for"
 
 
 @pytest.mark.xdist_group("course")
@@ -342,6 +345,32 @@ def test_without_become(make_fleet):
     result = fleet.play("preview", "-e", json.dumps(nobody))
     assert "Must be Administrator" in result.stdout and "Set become: true." in result.stdout
     assert client.touched() == []
+
+
+# Dies once the program that it watches has sent something.
+DYING = r"""#!/bin/sh
+/opt/watch/cvstop-watch "$@" &
+until grep -q "signal" /usr/quarn/sandbox/journal; do sleep 0.05; done
+kill -KILL $!
+exit 137
+"""
+
+
+@pytest.mark.skipif(not WATCH.exists(), reason="cvstop-watch is not built")
+def test_a_watcher_that_dies_in_the_middle(make_fleet):
+    """Its shutdown goes on, and is waited for: no stop command is run twice."""
+    fleet = make_fleet("orphaned")
+    client = fleet.add("client", f"{B}/halvd stop=3\n{B}/momuhe ignore=all\n",
+                       setup=f"{WATCHED} && cp /opt/watch/dying /usr/sbin/cvstop-watch")
+    client.host.write("/opt/watch/dying", DYING)
+    client.host.inside("/opt/watch/dying").chmod(0o755)
+    fleet.start()
+    result = fleet.play("shutdown", *QUICK)
+    assert result.returncode == 0, result.stdout
+    record = records(fleet)["client"]
+    assert record["outcome"] == "stopped" and names(record["stopped"]) == ["halvd", "momuhe"]
+    assert len(stop_commands(client, "halvd")) == 1 and not client.running()
+    assert record["warnings"][0].startswith("cvstop-watch ended with status 137 and left no report")
 
 
 @pytest.mark.skipif(not WATCH.exists(), reason="cvstop-watch is not built")

@@ -5,6 +5,8 @@ import shutil
 import subprocess
 
 import pytest
+import yaml
+from conftest import REPO
 from local import Fleet as LocalFleet
 from test_fleet import make_fleet, recap  # noqa: F401  (a fixture)
 
@@ -37,11 +39,12 @@ mkdir -p %{{buildroot}} && cp -a {files}/usr %{{buildroot}}
 
 def lay_files(folder, version, build):
     """What a package of this version holds: the program, which tells version and build to whoever reads the file."""
-    target = folder / f"files-{version}{build}{B}"
+    files = folder / f"files-{version}{build}"
+    target = files / B[1:]
     target.mkdir(parents=True)
     (target / "cvstop").write_bytes((box.BUILD / "src/cvstop").read_bytes() + f"version {version}{build}".encode())
     (target / "cvstop").chmod(0o755)
-    return folder / f"files-{version}{build}"
+    return files
 
 
 def make_deb(folder, files, version):
@@ -99,15 +102,27 @@ class Course:
         self.fresh = fleet.add("fresh", f"{B}/halvd\n", setup=f"{OWN_VAR} && rm {CONF}")
 
     def build(self, version, build=""):
-        """Puts a package of this version into the folder, in place of others."""
-        for path in self.packages.glob("cvstop*"):
-            path.unlink()
-        KINDS[self.kind](self.packages, lay_files(self.folder, version, build), version)
+        """Puts a package of this version into the folder, in place of others: the same file each time."""
+        built = self.folder / f"built-{version}{build}"
+        if not built.exists():
+            built.mkdir()
+            KINDS[self.kind](built, lay_files(self.folder, version, build), version)
+        shutil.rmtree(self.packages)
+        shutil.copytree(built, self.packages, ignore=shutil.ignore_patterns("rpm", "*.spec"))
 
     def install(self, *arguments):
         variables = {"install_packages": str(self.packages), "install_kinds": {"apt": self.kind},
                      "install_exclude": [f"{B}/koka"]}
         return self.fleet.play("install", "-e", json.dumps(variables), *arguments)
+
+
+def test_every_package_manager_has_its_kind():
+    """The other tests say which one they want."""
+    defaults = yaml.safe_load((REPO / "fleet/ansible_collections/quarn/corvane/roles/install/defaults/main.yml").read_text())
+    kinds = defaults["install_kinds"]
+    assert {name: kinds.get(name) for name in ("apt", "dnf", "dnf5", "yum", "zypper")} == {
+        "apt": "deb", "dnf": "rpm", "dnf5": "rpm", "yum": "rpm", "zypper": "rpm"}
+    assert set(kinds.values()) <= KINDS.keys()
 
 
 @pytest.mark.parametrize("kind", KINDS)
@@ -124,6 +139,11 @@ def test_each_kind_of_package(make_fleet, tmp_path, kind):  # noqa: F811
     course.build("1.1")
     upgrade = course.install()
     assert upgrade.returncode == 0 and installed(course.fresh) == "1.1", upgrade.stdout
+    # Back to a package that has been there once.
+    course.build("1.0")
+    back = course.install()
+    assert back.returncode == 0 and installed(course.fresh) == "1.0", back.stdout
+    assert on(course.fresh, "sh", "-c", "ls /var/cache/cvstop*").split() == [f"/var/cache/cvstop.{kind}"]
     assert course.fresh.running() == {"halvd": 1} and not course.fresh.touched()
 
 

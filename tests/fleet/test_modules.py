@@ -12,7 +12,8 @@ import tempfile
 
 import pytest
 import yaml
-from ansible_collections.quarn.corvane.plugins.module_utils import program
+from ansible_collections.quarn.corvane.plugins.module_utils import listing, program, verdict
+from clients import wait_for
 from conftest import REPO
 
 COLLECTION = REPO / "fleet/ansible_collections/quarn/corvane"
@@ -186,12 +187,35 @@ def test_paths_that_a_list_cannot_hold(client, path):
     assert result["failed"] and result["msg"].startswith("exclude: ") and client.calls == []
 
 
+@pytest.mark.parametrize("module", ["cvstop", "cvstop_info"])
+def test_an_exclude_file_that_is_no_absolute_path(client, module):
+    client.runs((f"{B}/koka", 812, "ends"))
+    result = client.call(module, exclude_file="etc/keep.conf")
+    assert result["failed"] and result["msg"] == "exclude_file: etc/keep.conf is no absolute path." and client.calls == []
+
+
 def test_third_parties_that_are_never_signalled(client):
     client.runs(("/opt/x/mapper", 900, "ends", "Third Party"), ("/opt/x/editor", 901, "listed", "Third Party"),
                 ("/opt/x/holder", 902, "stays", "Third Party"))
     result = client.call("cvstop", third_party=True)
     assert names(result["stopped"]) == ["mapper"]
     assert names(result["listed_only"]) == ["editor"] and names(result["survivors"]) == ["holder"]
+
+
+@pytest.mark.parametrize("said, left, listed_only", [
+    # Such a line names no pid.
+    ("Signaling process /opt/x/mapper\n", {901: False}, []),
+    ("Terminating third party process, mapper pid-900\nSignaling process /opt/x/mapper\n", {901: False}, [901]),
+    ("Terminating third party process, mapper pid-900\nSignaling process /opt/x/mapper\n", {900: False, 901: False}, [901]),
+    # A supervisor started it again: what the signal was for is known only of those that were there.
+    ("Terminating third party process, mapper pid-900\nSignaling process /opt/x/mapper\n", {901: False, 990: True}, [901])])
+def test_third_parties_of_one_path_are_told_apart(said, left, listed_only):
+    def mapper(pid):
+        return listing.Process(b"mapper", b"/opt/x/mapper", pid, listing.THIRD_PARTY)
+    result = verdict.Verdict([mapper(900), mapper(901)], [mapper(pid) for pid in left], [], said.encode()).result()
+    assert [process["pid"] for process in result["listed_only"]] == listed_only
+    assert {process["pid"]: process["new"] for process in result["survivors"]} == {
+        pid: new for pid, new in left.items() if pid not in listed_only}
 
 
 def test_only_such_third_parties_are_no_change(client):
@@ -300,6 +324,38 @@ def test_a_cvstop_watch_that_dies_after_the_shutdown(client):
     assert "left no report" in result["warnings"][0] and f"Signaling process {B}/koka" in result["output"]
 
 
+# A program whose first shutdown ends late: when a second has begun, or after a while without.
+LATE = """[ "$1" = -k ] || exec {program} "$@"
+echo begin >>{log}
+tries=0
+while [ "$(grep -c begin {log})" = 1 ] && [ $tries -lt 30 ]; do tries=$((tries + 1)); sleep 0.1; done
+{program} "$@"
+status=$?
+echo end >>{log}
+exit $status"""
+
+
+def test_a_cvstop_watch_that_dies_in_the_middle_of_the_shutdown(client):
+    """The shutdown goes on without it, and no other one beside it."""
+    client.runs((f"{B}/koka", 812, "ends"))
+    log = client.folder / "log"
+    late = client.program_at("late", LATE.format(program=client.program, log=log))
+    dying = f'shift 3; "$@" & while ! [ -e {log} ]; do :; done; kill -KILL $$'
+    result = client.call("cvstop", executable=late, **watch(client, dying))
+    assert (result["outcome"], names(result["stopped"])) == ("stopped", ["koka"])
+    assert log.read_text().split() == ["begin", "end", "begin", "end"]
+
+
+def test_whether_a_command_runs(client):
+    """Another command, or this one with other arguments, is none of its shutdowns."""
+    waiting = client.program_at("waiting", "read line")
+    with subprocess.Popen(["env", waiting, "-k", "-3"], stdin=subprocess.PIPE, stdout=subprocess.PIPE) as process:
+        wait_for(lambda: program.is_running([waiting, "-k", "-3"]), "the command to start")
+        assert not program.is_running([waiting, "-k"]) and not program.is_running([waiting[1:], "-k", "-3"])
+        process.communicate(b"\n")
+    assert not program.is_running([waiting, "-k", "-3"])
+
+
 def test_a_cvstop_watch_or_a_program_for_another_processor(client):
     client.runs((f"{B}/koka", 812, "ends"))
     alien = client.program_at("alien", "")
@@ -344,13 +400,34 @@ def test_without_become():
     assert result["failed"] and result["rc"] == 132 and "Set become: true." in result["msg"]
 
 
+# What the standard library has got after Python 3.6.
+NEWER = {"contextvars", "dataclasses", "graphlib", "tomllib", "zoneinfo"}
+NEWER_WITHIN = {"asyncio.exceptions", "asyncio.runners", "asyncio.taskgroups", "asyncio.timeouts", "importlib.metadata",
+                "importlib.resources", "multiprocessing.shared_memory", "unittest.async_case"}
+
+
+def modules_of(tree):
+    """The modules that a file imports, also those that it imports from a package."""
+    found = {alias.name for node in ast.walk(tree) if isinstance(node, ast.Import) for alias in node.names}
+    for node in ast.walk(tree):
+        if isinstance(node, ast.ImportFrom):
+            found |= {node.module, *(f"{node.module}.{alias.name}" for alias in node.names)}
+    return found
+
+
+def test_what_is_newer_than_python_3_6_is_seen():
+    tree = ast.parse("import importlib.metadata as a, os.path\nfrom importlib import resources\nfrom dataclasses import field\n")
+    assert modules_of(tree) & NEWER_WITHIN == {"importlib.metadata", "importlib.resources"}
+    assert {"os.path", "dataclasses"} <= modules_of(tree)
+
+
 @pytest.mark.parametrize("path", CLIENT_SIDE, ids=lambda path: path.name)
 def test_what_runs_on_clients_is_python_3_6_and_its_standard_library(path):
     tree = ast.parse(path.read_text(), feature_version=(3, 6))
-    roots = {alias.name.split(".")[0] for node in ast.walk(tree) if isinstance(node, ast.Import) for alias in node.names}
-    roots |= {node.module.split(".")[0] for node in ast.walk(tree) if isinstance(node, ast.ImportFrom)}
-    foreign = roots - {"ansible", "ansible_collections", "__future__"} - set(sys.stdlib_module_names)
+    roots = {module.split(".")[0] for module in modules_of(tree)}
+    foreign = roots - {"ansible", "ansible_collections", "__future__"} - (set(sys.stdlib_module_names) - NEWER)
     assert not foreign
+    assert not modules_of(tree) & NEWER_WITHIN
     for node in ast.walk(tree):
         if isinstance(node, ast.ImportFrom) and node.module.startswith("ansible."):
             assert node.module == "ansible.module_utils.basic"

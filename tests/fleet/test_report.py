@@ -106,6 +106,25 @@ late    not touched                 Not its turn.
 3 clients down: 2 stopped (the slowest, web2, in 31.5 s), 1 with nothing to stop."""
 
 
+def earlier(results):
+    return [dict(made, earlier=True) for made in records(results)]
+
+
+def test_earlier_runs_are_counted_apart():
+    """Whoever asked one client must not read that hundreds were brought down."""
+    before = earlier({**{f"old{number}": {"outcome": "stopped", "elapsed": 99.0} for number in range(499)},
+                      "bad": {"unreachable": True, "msg": "gone"}})
+    now = records({"web1": {"outcome": "stopped", "elapsed": 3.25}})
+    assert table.table([*now, *before])[-1] == "1 client down: 1 stopped (the slowest, web1, in 3.2 s); 499 of earlier runs."
+    text = page.page([*now, *before], MOMENT)
+    assert "<p>The client is done. 1 of 500 clients needs a person, by records of earlier runs.</p>" in text
+    assert "<li><b class=stopped>1</b> stopped</li><li><b class=soft>500</b> of earlier runs</li></ul>" in text
+    failed = records({"web1": {"unreachable": True, "msg": "gone"}, "web2": {"outcome": "nothing"}})
+    assert table.table([failed[0], *before])[-1] == "499 clients down since earlier runs."
+    text = page.page([*failed, *before[:2]], MOMENT)
+    assert "<p>1 of 2 clients needs a person. Those come first here, and failed.txt names them. 2 clients, by records of" in text
+
+
 def test_hostile_words_do_no_harm():
     bad = {"name": HOSTILE, "path": "/" + HOSTILE, "pid": 1, "category": "product"}
     result = {"outcome": "survivors", "msg": HOSTILE, "survivors": [bad], "spared": [bad], "found": [bad], "output": [HOSTILE]}

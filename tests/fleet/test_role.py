@@ -1,6 +1,7 @@
 """The role's decisions, on clients that are only programs: what runs, in which order, and what is kept of it."""
 import json
 import os
+import re
 import signal
 
 import pytest
@@ -74,6 +75,39 @@ def test_a_client_that_ansible_gives_up_in_its_wave_counts_and_is_reported(tmp_p
     assert "Ansible itself gave this client up" in fleet.records()["one"]["message"]
 
 
+def test_a_run_whose_whole_wave_ansible_gives_up_is_reported(tmp_path):
+    fleet = Fleet(tmp_path, one="", two="")
+    (tmp_path / "own.yml").write_text(LOST_IN_ITS_WAVE)
+    result = fleet.play("own.yml", "-e", "shutdown_confirmed=true")
+    assert result.returncode == 2 and fleet.outcomes() == {"one": "failed", "two": "untouched"}, result.stdout
+    message = fleet.records()["one"]["message"]
+    assert message.startswith("Ansible itself gave this client up: ") and "undefined_for_one" in message
+    table = result.stdout.split("CLIENT ")[-1]
+    assert re.search(r"^one +failed ", table, re.M) and "Report: " in table and fleet.failed() == ["one", "two"]
+    assert fleet.shutdowns("one") + fleet.shutdowns("two") == 0
+
+
+def test_a_client_that_ansible_gives_up_counts_in_its_own_wave_alone(tmp_path):
+    fleet = Fleet(tmp_path, one="", two="", three="", four="", five="")
+    (tmp_path / "own.yml").write_text(LOST_IN_ITS_WAVE)
+    fleet.set("three", "status", "55")
+    # One of two in the first wave, and one of two in the second.
+    variables = {"shutdown_serial": [2, 2, 1], "shutdown_max_fail_percentage": 50, "shutdown_confirmed": True}
+    result = fleet.play("own.yml", "-e", json.dumps(variables))
+    assert fleet.outcomes() == {
+        "one": "failed", "two": "stopped", "three": "failed", "four": "stopped", "five": "stopped"}, result.stdout
+    assert fleet.failed() == ["one", "three"]
+
+
+@pytest.mark.parametrize("first, others, outcome", [(60, 0, "stopped"), (0, 60, "untouched")])
+def test_a_wave_goes_on_as_a_whole_by_the_limit_of_its_first_client(tmp_path, first, others, outcome):
+    limits = {"first": first, "second": others, "third": others}
+    fleet = Fleet(tmp_path, **{name: f"shutdown_max_fail_percentage={limit}" for name, limit in limits.items()})
+    fleet.set("third", "status", "55")
+    result = fleet.shut_down("-e", json.dumps({"shutdown_serial": ["100%"]}))
+    assert fleet.outcomes() == {"first": outcome, "second": outcome, "third": "failed"}, result.stdout
+
+
 def test_a_client_where_nothing_can_start_is_given_up(tmp_path):
     """Its temporary folder cannot be made: Ansible calls that unreachable, while the connection itself is fine."""
     fleet = Fleet(tmp_path, full="ansible_remote_tmp=/proc/none")
@@ -113,16 +147,40 @@ def test_a_result_that_was_never_written_is_asked_of_the_listing(tmp_path):
         assert fleet.records()[name]["message"].startswith("The client kept no result")
 
 
+def test_what_another_run_has_stopped_is_stopped(tmp_path):
+    """Or this run itself, where the answer to its start was lost. What is only listed is no reason to say so."""
+    listed = "editor\t/opt/x/editor\t901\tThird Party\tlisted\n"
+    fleet = Fleet(tmp_path, both="shutdown_third_party=true", whole="", only="shutdown_third_party=true")
+    for name, processes in (("both", HALVD + listed), ("whole", HALVD), ("only", listed)):
+        fleet.set(name, "processes", processes)
+        # The preview's listing and that of its wave.
+        fleet.set(name, "gone", "2")
+    result = fleet.shut_down("-e", json.dumps({"shutdown_serial": ["100%"]}))
+    assert fleet.outcomes() == {"both": "stopped", "whole": "stopped", "only": "nothing"}, result.stdout
+    for name in ("both", "whole"):
+        record = fleet.records()[name]
+        assert [process["pid"] for process in record["stopped"]] == [801] and "another run stopped it" in record["message"]
+    assert [process["name"] for process in fleet.records()["both"]["listed_only"]] == ["editor"]
+
+
 @pytest.mark.parametrize("playbook", ["preview", "shutdown", "verify", "install"])
 def test_ssh_is_called_as_the_user_has_it_and_with_a_limit_of_silence(tmp_path, playbook):
     ssh = tmp_path / "ssh"
     ssh.write_text(f'#!/bin/sh\necho "$@" >>{tmp_path}/called\nexit 255\n')
     ssh.chmod(0o755)
-    fleet = Fleet(tmp_path, client=f"ansible_connection=ssh ansible_ssh_executable={ssh} ansible_ssh_common_args='-o Port=2022'")
-    assert fleet.play(playbook).returncode != 0
+    own = "-o ForwardAgent=no -o ServerAliveCountMax=2"
+    fleet = Fleet(tmp_path, client=f"ansible_connection=ssh ansible_ssh_executable={ssh} ansible_ssh_common_args='-o Port=2022' "
+                                   f"ansible_ssh_extra_args='{own}'", plain="ansible_connection=ssh ansible_pipelining=false "
+                                   f"ansible_ssh_executable={ssh}")
+    assert fleet.play(playbook, "--limit", "client").returncode != 0
     called = (tmp_path / "called").read_text().splitlines()[0]
-    for option in ("Compression=yes", "Port=2022", "ServerAliveInterval=15", "ServerAliveCountMax=4"):
+    for option in ("Compression=yes", "Port=2022", "ForwardAgent=no", "ServerAliveInterval=15", "ServerAliveCountMax=4"):
         assert f"-o {option} " in called
+    assert called.index("ServerAliveCountMax=2") < called.index("ServerAliveCountMax=4"), "ssh takes the first"
+    assert "mkdir" not in called
+    (tmp_path / "called").unlink()
+    assert fleet.play(playbook, "--limit", "plain").returncode != 0
+    assert "mkdir" in (tmp_path / "called").read_text()
 
 
 def test_a_preview_writes_nothing_even_if_a_shutdown_is_confirmed(tmp_path):
@@ -145,6 +203,27 @@ def test_records_of_earlier_runs_are_marked_and_not_for_the_next_run(tmp_path):
     assert f"in an earlier run, {day} " in result.stdout and "--limit @" not in result.stdout
     page = (tmp_path / "report/index.html").read_text()
     assert page.count("<small>Earlier run: ") == 1 and page.count(f"<small>{day} ") == 1
+
+
+def test_survivors_that_are_only_a_warning(tmp_path):
+    """Nobody is called back to them by failed.txt, and the next wave begins."""
+    fleet = Fleet(tmp_path, canary="", second="")
+    fleet.set("canary", "processes", HALVD.replace("ends", "stays"))
+    result = fleet.shut_down("-e", "shutdown_on_survivors=warn")
+    assert result.returncode == 0, result.stdout
+    assert fleet.outcomes() == {"canary": "survivors", "second": "stopped"} and fleet.failed() is None
+    assert "Still running: halvd (801)." in result.stdout
+
+
+def test_a_watcher_that_must_be_there(tmp_path):
+    """Where cvstop-watch is installed on this machine there is nothing to see."""
+    if any(os.access(f"{folder}/cvstop-watch", os.X_OK) for folder in ["/usr/sbin", *os.environ["PATH"].split(":")]):
+        pytest.skip("cvstop-watch is installed here")
+    fleet = Fleet(tmp_path, client="")
+    result = fleet.shut_down("-e", "shutdown_watch=true")
+    assert result.returncode == 2 and fleet.outcomes() == {"client": "failed"}, result.stdout
+    assert "There is no cvstop-watch on this client" in fleet.records()["client"]["message"]
+    assert fleet.shutdowns("client") == 0 and fleet.failed() == ["client"]
 
 
 @pytest.mark.parametrize("what, text, outcome", [

@@ -54,7 +54,11 @@ def entries_for(module):
     """The entries that hold for a module's run: of its option exclude, of its exclude_file, or of the client's own list."""
     paths = module.params['exclude']
     if paths is None:
-        return read(module.params['exclude_file'] or DEFAULT)
+        path = module.params['exclude_file'] or DEFAULT
+        if not path.startswith('/'):
+            # The program and this module would each read it in a folder of their own.
+            module.fail_json(msg='exclude_file: %s is no absolute path.' % path)
+        return read(path)
     for path in paths:
         if fault(path):
             module.fail_json(msg='exclude: %s %s.' % (path, fault(path)))

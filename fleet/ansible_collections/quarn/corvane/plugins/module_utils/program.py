@@ -6,6 +6,7 @@ __metaclass__ = type
 
 import json
 import os
+import time
 
 from ansible_collections.quarn.corvane.plugins.module_utils import listing
 
@@ -30,6 +31,8 @@ WORDS = {
     132: '"Must be Administrator." The caller is not root.',
     134: 'Aborted: memory ran out, or the program has a bug. Check what is left with cvstop -l, then start again.',
 }
+# Seconds. No shutdown takes as long; one that does is not helped by another.
+LONGEST_WAIT = 3600
 # What helps where the cause is on the controller's side.
 HINTS = {20: 'An old release of the program may not know an option.', 132: 'Set become: true.'}
 
@@ -59,6 +62,21 @@ def explain(status, output):
     if status in HINTS:
         parts.append(HINTS[status])
     return ' '.join(parts)
+
+
+def is_running(command):
+    """Whether a process has this command line, be it behind the words of whoever starts it, as it is until it is executed, and
+    behind those of its interpreter. What a shutdown itself starts has another."""
+    words = b''.join(b'\0' + os.fsencode(word) for word in command) + b'\0'
+    return any((b'\0' + _command_line(pid)).endswith(words) for pid in os.listdir('/proc') if pid.isdigit())
+
+
+def _command_line(pid):
+    try:
+        with open('/proc/%s/cmdline' % pid, 'rb') as file:
+            return file.read()
+    except (IOError, OSError):
+        return b''
 
 
 class Program(object):
@@ -102,6 +120,16 @@ class Program(object):
 
     def shut_down(self):
         return self.run_program('-k')
+
+    def await_end(self):
+        """Waits until no shutdown runs that was started as this one would. Ends the module where that takes too long."""
+        deadline = time.monotonic() + LONGEST_WAIT
+        # Twice: a process has no command line for a moment while it executes.
+        while is_running(self.command('-k')) or is_running(self.command('-k')):
+            if time.monotonic() > deadline:
+                self.module.fail_json(msg='A shutdown that nobody watches any more still runs after %d seconds. No other one was '
+                                          'started; look at the client.' % LONGEST_WAIT)
+            time.sleep(0.2)
 
 
 def find_watch(module):

@@ -24,11 +24,18 @@ def split_spared(processes, entries):
     return spared, [process for process in processes if process not in spared]
 
 
-def is_listed_only(process, said):
+def is_listed_only(process, found, said):
     """Whether a third party that is left was never signalled: the listing calls all third parties the same, so this is what
-    the program did not say."""
-    return (process.category == listing.THIRD_PARTY and process.path not in SIGNALED.findall(said)
-            and str(process.pid).encode() not in TERMINATED.findall(said))
+    the program did not say. A signal is told by its path alone, and so counts for each process of that path, unless one that
+    was found there is known to have got it."""
+    if process.category != listing.THIRD_PARTY:
+        return False
+    terminated = [int(pid) for pid in TERMINATED.findall(said)]
+    if process.pid in terminated:
+        return False
+    told_apart = process in found and any(
+        other.pid in terminated for other in found if other.path == process.path)
+    return told_apart or process.path not in SIGNALED.findall(said)
 
 
 class Verdict(object):
@@ -37,7 +44,7 @@ class Verdict(object):
     def __init__(self, found, left, entries, said):
         self.found = found
         self.spared, others = split_spared(left, entries)
-        self.listed_only = [process for process in others if is_listed_only(process, said)]
+        self.listed_only = [process for process in others if is_listed_only(process, found, said)]
         self.survivors = [process for process in others if process not in self.listed_only]
         self.stopped = [process for process in found if process not in left]
 

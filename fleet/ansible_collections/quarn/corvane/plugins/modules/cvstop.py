@@ -34,7 +34,7 @@ options:
     type: list
     elements: str
   exclude_file:
-    description: An exclude list on the client, used instead of its own one. It must be there.
+    description: An exclude list on the client, by its absolute path, used instead of its own one. It must be there.
     type: path
   settle:
     description:
@@ -284,12 +284,16 @@ def stop(module, cvstop, entries):
     if watch is None:
         return cvstop.shut_down() + (None,)
     status, out, report = stop_watched(module, cvstop, watch)
-    # Whether the program ran at all, and whose status this is, is not known then. To shut down once more what is down already
-    # does no harm.
-    if report is None and (status not in program.DONE or verdict.split_spared(cvstop.processes(), entries)[1]):
+    if report is not None:
+        return status, out, report
+    # The program does not end with cvstop-watch, and must have the client to itself.
+    cvstop.await_end()
+    # Whether it ran at all, and whose status this is, is not known then. To shut down once more what is down already does no
+    # harm.
+    if status not in program.DONE or verdict.split_spared(cvstop.processes(), entries)[1]:
         status, more = cvstop.shut_down()
         out += more
-    return status, out, report
+    return status, out, None
 
 
 def settle(module, cvstop, found, entries, said):

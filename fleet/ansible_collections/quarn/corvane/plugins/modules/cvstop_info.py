@@ -26,7 +26,7 @@ options:
     type: list
     elements: str
   exclude_file:
-    description: An exclude list on the client, used instead of its own one. It must be there.
+    description: An exclude list on the client, by its absolute path, used instead of its own one. It must be there.
     type: path
   executable:
     description: The program on the client.

@@ -101,18 +101,29 @@ def row(record):
 
 
 def sums(records):
-    counts = Counter(record["outcome"] for record in records)
-    return "".join(f"<li><b class={outcome}>{counts[outcome]}</b> {label}</li>"
-                   for outcome, label in records_of.OUTCOMES.items() if counts[outcome])
+    now, earlier = table.split_earlier(records)
+    counts = Counter(record["outcome"] for record in now)
+    counted = [(outcome, counts[outcome], label) for outcome, label in records_of.OUTCOMES.items() if counts[outcome]]
+    if earlier:
+        counted.append(("soft", len(earlier), "of earlier runs"))
+    return "".join(f"<li><b class={kind}>{count}</b> {label}</li>" for kind, count, label in counted)
+
+
+def needing(records):
+    """How many of these clients need a person, as text; empty where none does."""
+    waiting = sum(1 for record in records if records_of.needs_a_person(record))
+    need = "needs" if waiting == 1 else "need"
+    return f"{waiting} of {table.plural(len(records), 'client')} {need} a person" if waiting else ""
 
 
 def verdict(records):
-    waiting = sum(1 for record in records if records_of.needs_a_person(record))
-    if waiting == 0:
-        return f"All {table.plural(len(records), 'client')} are done." if len(records) != 1 else "The client is done."
-    need = "needs" if waiting == 1 else "need"
-    return (f"{waiting} of {table.plural(len(records), 'client')} {need} a person. Those come first here; failed.txt names "
-            "those of the last run.")
+    now, earlier = table.split_earlier(records)
+    done = f"All {table.plural(len(now), 'client')} are done." if len(now) != 1 else "The client is done."
+    need = needing(now)
+    parts = [f"{need}. Those come first here, and failed.txt names them." if need else done] if now else []
+    if earlier:
+        parts.append(f"{needing(earlier) or table.plural(len(earlier), 'client')}, by records of earlier runs.")
+    return " ".join(parts)
 
 
 def page(records, moment):

@@ -62,9 +62,13 @@ def cut(text):
     return text if len(text) <= LONGEST_TEXT else text[:LONGEST_TEXT - 3] + "..."
 
 
-def others(records):
-    """The one line for all clients that are down, or an empty text."""
-    down = [record for record in records if is_simply_down(record)]
+def split_earlier(records):
+    """(those of this run, those that stand from earlier ones)."""
+    return [record for record in records if not record.get("earlier")], [record for record in records if record.get("earlier")]
+
+
+def sums(down):
+    """The parts of the line on clients that this run found down, or brought there."""
     stopped = [record for record in down if record["outcome"] == "stopped"]
     parts = []
     if stopped:
@@ -75,7 +79,16 @@ def others(records):
     excluded = sum(1 for record in down if record.get("spared"))
     if excluded:
         parts.append(f"{excluded} with processes that an exclude list names")
-    return f"{plural(len(down), 'client')} down: {', '.join(parts)}." if down else ""
+    return parts
+
+
+def others(records):
+    """The one line for all clients that are down, or an empty text."""
+    down, earlier = split_earlier([record for record in records if is_simply_down(record)])
+    if not down:
+        return f"{plural(len(earlier), 'client')} down since earlier runs." if earlier else ""
+    since = f"; {len(earlier)} of earlier runs" if earlier else ""
+    return f"{plural(len(down), 'client')} down: {', '.join(sums(down))}{since}."
 
 
 def table(records):
