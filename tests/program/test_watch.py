@@ -110,6 +110,7 @@ def test_statuses_of_its_own_where_the_program_never_ran(host, words, status):
     assert re.fullmatch("cvstop-watch: .+\n", result.stderr), result.stderr
     assert result.log == [] and result.is_alive("momuhe")
 
+    (["--json", "run", "--svg", "$PWD/run", "--", "-k"], 125), (["--draw", "/opt/run", "--svg", "/opt/../opt/run"], 125),
 
 def test_help(host):
     result = host().run(command=f"{WATCH} --help")
