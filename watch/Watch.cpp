@@ -89,8 +89,10 @@ Started Watch::start() {
     }
     m_start.begin = timeNow();
     m_begin = steady();
-    return startProgram(m_program, {writing.get(), m_screen.takesStandardOutput()}, m_inherited,
-                        [this] { m_streams.letGo(); });
+    return startProgram(m_program, {writing.get(), m_screen.takesStandardOutput()}, m_inherited, [this] {
+        m_streams.letGo();
+        m_inherited.closeOthers();
+    });
 }
 
 void Watch::describe() {

@@ -269,8 +269,10 @@ def test_full_disk_under_the_json(host):
 # --- the watcher beside the program
 
 @pytest.mark.parametrize("arguments", [("-l", "-3"), ("-k", "-3")])
-def test_watcher_is_no_user_of_the_product(host, arguments):
-    """Though it was started in the product's tree, with files of it as its streams."""
+@pytest.mark.parametrize("others", ["", " 9>/usr/quarn/corvane/run.lock"], ids=["streams", "a lock"])
+def test_watcher_is_no_user_of_the_product(host, arguments, others):
+    """Though it was started in the product's tree, with files of it as its streams, or with one that a script holds as its
+    lock."""
     here = host(f"{BIN}/momuhe\n/opt/x/reader open={BIN}/momuhe\n")
     command = f"sh -c 'cd /usr/quarn/corvane && exec {WATCH} --json {WATCHED} -- {' '.join(arguments)}'"
     result = here.run(command=command)
