@@ -333,6 +333,17 @@ def test_watcher_is_no_user_of_the_product(host, arguments, others):
     assert set(seen.outcomes()) == {"momuhe", "reader"}
 
 
+@pytest.mark.parametrize("arguments", ["-l -3", "-k -3"])
+def test_lock_of_the_starter_changes_nothing(host, arguments):
+    """On a host where nothing runs, one user more is another status."""
+    here = host()
+    lock = "9>/usr/quarn/corvane/run.lock"
+    plain = here.run(command=f"sh -c 'exec {CVSTOP} {arguments} {lock}'")
+    through = here.run(command=f"sh -c 'exec {WATCH} --no-report -- {arguments} {lock}'")
+    assert (through.stdout, through.stderr, through.status) == (plain.stdout, plain.stderr, plain.status)
+    assert through.status == 0
+
+
 @pytest.mark.parametrize("streams", ["<&-", ">&-", "2>&-", "<&- >&- 2>&-"])
 def test_closed_streams_stay_closed(host, streams):
     here = host()
