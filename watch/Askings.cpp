@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 #include <utility>
 
 #include "cvcategories.h"
@@ -129,15 +130,15 @@ void settleDirect(const Lives& lives, const Direct& direct, Askings& askings) {
     }
 }
 
-/// The processes of that name, in the order of the snapshot.
-std::vector<std::size_t> named(const Lives& lives, const std::string& name) {
-    std::vector<std::size_t> found;
-    for (std::size_t place = 0; place < lives.processes.size(); ++place) {
-        if (lives.processes[place].name == name) {
-            found.push_back(place);
-        }
+/// An exclude list names files: all that run one of them are excluded.
+void settleExcluded(const Lives& lives, const LogStory& story, Askings& askings) {
+    std::set<std::string> paths;
+    for (const std::string& path : story.excluded()) {
+        paths.insert(pathFromLog(lives, path));
     }
-    return found;
+    for (std::size_t place = 0; place < lives.processes.size(); ++place) {
+        askings.excluded[place] = paths.contains(lives.processes[place].path);
+    }
 }
 
 bool isAskedByRow(const std::vector<Dated>& asked) {
@@ -158,8 +159,7 @@ bool rowWaits(int row) {
     return row != 0 && rowAt(row).waitType != WAIT_NONE;
 }
 
-std::vector<std::size_t> waitedFor(const Stage& stage, const Lives& lives, const Askings& askings,
-                                   const Sparings& sparings) {
+std::vector<std::size_t> waitedFor(const Stage& stage, const Lives& lives, const Askings& askings) {
     const bool waitsForAll = stage.kind == Stage::Kind::wait || stage.kind == Stage::Kind::waitAfterKill;
     bool isFirst = true;
     std::vector<std::size_t> places;
@@ -168,7 +168,7 @@ std::vector<std::size_t> waitedFor(const Stage& stage, const Lives& lives, const
         const std::vector<Dated>& asked = askings.of[place];
         const bool isOfRow =
             rowWaits(stage.row) && process.row == stage.row && (std::exchange(isFirst, false) || isAskedByRow(asked));
-        if (isOfRow || (waitsForAll && isHandled(process, sparings.excluded[place], asked))) {
+        if (isOfRow || (waitsForAll && isHandled(process, askings.excluded[place], asked))) {
             places.push_back(place);
         }
     }
@@ -177,7 +177,9 @@ std::vector<std::size_t> waitedFor(const Stage& stage, const Lives& lives, const
 
 Askings settleAskings(const Lives& lives, const LogStory& story) {
     const std::size_t count = lives.processes.size();
-    Askings askings{std::vector<std::vector<Dated>>(count), std::vector<bool>(count, false), {}};
+    Askings askings{
+        std::vector<std::vector<Dated>>(count), std::vector<bool>(count, false), std::vector<bool>(count, false), {}};
+    settleExcluded(lives, story, askings);
     for (const Batch& batch : story.batches()) {
         settleBatch(lives, batch, askings);
     }
@@ -189,36 +191,6 @@ Askings settleAskings(const Lives& lives, const LogStory& story) {
                          [](const Dated& left, const Dated& right) { return left.asked.time < right.asked.time; });
     }
     return askings;
-}
-
-/// An exclude list names files, the log names processes. The sweep passes over each excluded one, so that where it
-/// counts as many of a name as there are, or as were never asked, it is plain which.
-Sparings settleSparings(const Lives& lives, const LogStory& story, const Askings& askings) {
-    Sparings sparings{std::vector<bool>(lives.processes.size(), false), {}};
-    std::map<std::string, std::size_t> counts;
-    for (const std::string& name : story.rowsPassedOver()) {
-        counts[fromLog(name)] = named(lives, fromLog(name)).size();
-    }
-    if (story.hasSwept() && !story.sweptOver().empty()) {
-        counts.clear();
-        for (const std::string& name : story.sweptOver()) {
-            ++counts[fromLog(name)];
-        }
-    }
-    for (const auto& [name, count] : counts) {
-        std::vector<std::size_t> places = named(lives, name);
-        if (places.size() > count) {
-            std::erase_if(places, [&](std::size_t place) { return !askings.of[place].empty(); });
-        }
-        if (places.size() > count) {
-            sparings.unsure.push_back(name);
-            continue;
-        }
-        for (const std::size_t place : places) {
-            sparings.excluded[place] = true;
-        }
-    }
-    return sparings;
 }
 
 } // namespace watch

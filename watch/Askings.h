@@ -32,20 +32,13 @@ struct Askings {
     std::vector<std::vector<Dated>> of;
     /// For each process of the snapshot, whether the log does not tell it apart from others of its path.
     std::vector<bool> unsure;
+    /// For each process of the snapshot, whether the program passes it over because of the exclude list.
+    std::vector<bool> excluded;
     /// What was asked of processes that the snapshot has not.
     std::vector<Stranger> strangers;
 };
 
 Askings settleAskings(const Lives& lives, const LogStory& story);
-
-/// Which processes the program passes over because of the exclude list, as far as its log tells so far.
-struct Sparings {
-    std::vector<bool> excluded;
-    /// Names that several files share of which the log does not tell which are excluded.
-    std::vector<std::string> unsure;
-};
-
-Sparings settleSparings(const Lives& lives, const LogStory& story, const Askings& askings);
 
 /// Whether a wait for all is for that process: the program has handled it, by a request or by a mark alone.
 bool isHandled(const Process& process, bool excluded, const std::vector<Dated>& asked);
@@ -55,7 +48,6 @@ bool rowWaits(int row);
 
 /// The processes that a stage waits for, as places in the snapshot: a row for those that it asked and for the first of
 /// its name, asked or not; the waits for all for each one that was handled; any other stage for none.
-std::vector<std::size_t> waitedFor(const Stage& stage, const Lives& lives, const Askings& askings,
-                                   const Sparings& sparings);
+std::vector<std::size_t> waitedFor(const Stage& stage, const Lives& lives, const Askings& askings);
 
 } // namespace watch

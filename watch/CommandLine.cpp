@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <iterator>
 #include <string_view>
+#include <system_error>
 
 namespace watch {
 
@@ -59,12 +60,23 @@ std::string readOption(CommandLine& line, Words::const_iterator& word, const Wor
     return value.empty() ? spelling + " needs a file" : "";
 }
 
-std::string findContradiction(const CommandLine& line, bool namesProgram) {
-    const auto isSame = [](const std::filesystem::path& left, const std::filesystem::path& right) {
-        return left.lexically_normal() == right.lexically_normal();
+/// Whether both paths, which may be empty, name one file; links are refused where files are written.
+bool isSame(const std::filesystem::path& left, const std::filesystem::path& right) {
+    // Without a working folder a path stays what it is.
+    std::error_code error;
+    const auto whole = [&](const std::filesystem::path& path) {
+        const std::filesystem::path absolute = std::filesystem::absolute(path, error);
+        return (error ? path : absolute).lexically_normal();
     };
-    if (!line.json.empty() && isSame(line.json, line.svg)) {
+    return !left.empty() && !right.empty() && whole(left) == whole(right);
+}
+
+std::string findContradiction(const CommandLine& line, bool namesProgram) {
+    if (isSame(line.json, line.svg)) {
         return "--json and --svg need a file each";
+    }
+    if (isSame(line.draw, line.svg)) {
+        return "--draw and --svg need a file each";
     }
     if (line.draw.empty()) {
         return "";

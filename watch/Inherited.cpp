@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -16,6 +19,23 @@ void setAction(int number, void (*handler)(int)) {
     ::sigaction(number, &action, nullptr);
 }
 
+/// The open descriptors above 2; none where there is no /proc, and with it no process that would be seen to hold them.
+std::vector<int> openDescriptors() {
+    std::vector<int> found;
+    std::error_code error;
+    std::filesystem::directory_iterator entry("/proc/self/fd", error);
+    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+        const int descriptor = std::atoi(entry->path().filename().c_str());
+        if (descriptor > STDERR_FILENO) {
+            found.push_back(descriptor);
+        }
+    }
+    // The folder's own has been closed with it.
+    entry = {};
+    std::erase_if(found, [](int descriptor) { return ::fcntl(descriptor, F_GETFD) == -1; });
+    return found;
+}
+
 } // namespace
 
 Inherited::Inherited() {
@@ -27,6 +47,7 @@ Inherited::Inherited() {
             static_cast<void>(::open("/dev/null", O_RDWR | O_CLOEXEC));
         }
     }
+    m_others = openDescriptors();
     for (std::size_t place = 0; place < kSignals.size(); ++place) {
         ::sigaction(kSignals[place], nullptr, &m_actions[place]);
     }
@@ -97,6 +118,12 @@ std::size_t Inherited::raiseDescriptorLimit(std::size_t wanted) const {
         }
     }
     return std::min<rlim_t>(limit.rlim_cur, wanted);
+}
+
+void Inherited::closeOthers() const {
+    for (const int descriptor : m_others) {
+        ::close(descriptor);
+    }
 }
 
 void Inherited::restore() const {

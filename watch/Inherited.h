@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstddef>
 #include <optional>
+#include <vector>
 
 #include <sys/resource.h>
 
@@ -12,7 +13,8 @@ namespace watch {
 
 class Inherited {
   public:
-    /// Remembers it all. Descriptors 0 to 2 that are closed are put on /dev/null for the watcher alone.
+    /// Remembers it all. Descriptors 0 to 2 that are closed are put on /dev/null for the watcher alone. Comes before
+    /// the watcher opens anything.
     Inherited();
 
     /// For the whole of the watch: SIGPIPE is ignored, and a child can be waited for whatever the starter thought of
@@ -30,6 +32,9 @@ class Inherited {
     /// Lets the watcher have that many descriptors, as far as its hard limit goes. Returns how many it may have.
     [[nodiscard]] std::size_t raiseDescriptorLimit(std::size_t wanted) const;
 
+    /// Once the program has its own copies: closes what was inherited beside the three streams.
+    void closeOthers() const;
+
     /// In the child, before its exec: puts everything back. Calls only what is safe there (signal-safety(7)).
     void restore() const;
 
@@ -42,6 +47,8 @@ class Inherited {
 
     std::array<struct sigaction, kSignals.size()> m_actions = {};
     sigset_t m_mask = {};
+    /// Those above 2.
+    std::vector<int> m_others;
     /// Nothing where it could not be read: it is left alone then.
     std::optional<rlimit> m_descriptors;
 };

@@ -73,6 +73,7 @@ class Reader {
         }
         run.resolution = seconds(member(place, "resolution"), 0);
         run.observed = flag(member(place, "observed"));
+        run.logComplete = flag(member(place, "log_complete"));
         run.notes = list(member(place, "notes"), text);
         return run;
     }
@@ -101,6 +102,7 @@ class Reader {
         process.start = optional(member(place, "start"), [&](const Place& value) { return moment(value); });
         process.asked = asked(member(place, "asked"));
         process.ended = optional(member(place, "ended"), [&](const Place& value) { return moment(value); });
+        process.gone = optional(member(place, "gone"), [&](const Place& value) { return moment(value); });
         process.outcome = oneOf(kOutcomeWords, member(place, "outcome"));
         process.certain = flag(member(place, "certain"));
         process.reason = optional(member(place, "reason"), reason);
@@ -130,7 +132,8 @@ class Reader {
 
     static Reason reason(const Place& place) {
         return {oneOf(kStateWords, member(place, "state")), textOrEmpty(member(place, "function")),
-                optional(member(place, "tracer"), peer), seconds(member(place, "age"), 0)};
+                optional(member(place, "tracer"), peer),    seconds(member(place, "age"), 0),
+                list(member(place, "ignores"), text),       list(member(place, "blocks"), text)};
     }
 
     Time m_begin = 0;

@@ -74,6 +74,7 @@ class Writer {
                 {"clock", "CLOCK_REALTIME"},
                 {"resolution", seconds(m_run.resolution)},
                 {"observed", m_run.observed},
+                {"log_complete", m_run.logComplete},
                 {"notes", notes}};
     }
 
@@ -98,6 +99,7 @@ class Writer {
                 {"start", process.start ? Json(since(*process.start)) : Json()},
                 {"asked", asked(process.asked)},
                 {"ended", process.ended ? Json(since(*process.ended)) : Json()},
+                {"gone", process.gone ? Json(since(*process.gone)) : Json()},
                 {"outcome", wordOf(kOutcomeWords, process.outcome)},
                 {"certain", process.certain},
                 {"reason", process.reason ? reason(*process.reason) : Json()}};
@@ -136,7 +138,9 @@ class Writer {
         return {{"state", wordOf(kStateWords, reason.state)},
                 {"function", textOrNull(reason.function)},
                 {"tracer", reason.tracer ? peer(*reason.tracer) : Json()},
-                {"age", seconds(reason.age)}};
+                {"age", seconds(reason.age)},
+                {"ignores", reason.ignores},
+                {"blocks", reason.blocks}};
     }
 
     const Run& m_run;

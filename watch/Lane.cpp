@@ -56,12 +56,16 @@ std::string requestsTold(const std::vector<Asked>& asked, const Run& run) {
 }
 
 std::string description(const Process& process, const Run& run) {
-    std::string text = requestsTold(process.asked, run);
-    if (process.asked.empty() && !process.certain) {
+    const bool isUnknown = isAskingUnknown(process, run);
+    std::string text = isUnknown ? "Whether anything was asked of it is not known" : requestsTold(process.asked, run);
+    if (process.asked.empty() && !process.certain && !isUnknown) {
         text += " (a guess)";
     }
     if (process.ended) {
         text += "; ended at " + moment(*process.ended, run);
+    }
+    if (process.gone) {
+        text += "; zombie until " + moment(*process.gone, run);
     }
     if (process.reason) {
         text += "; " + std::string(wordOf(kStateWords, process.reason->state));
@@ -96,6 +100,11 @@ std::string alive(double from, double to) {
     return to <= from ? "" : "<path class=\"alive\" d=\"M" + px(from) + " 8H" + px(to) + "\"/>";
 }
 
+/// A thin line where it had ended, and its parent had not taken note.
+std::string zombie(double from, double to) {
+    return to <= from ? "" : "<path class=\"zombie\" d=\"M" + px(from) + " 8H" + px(to) + "\"/>";
+}
+
 /// A bar that is open to the right where the process was still there.
 std::string bar(const Process& process, double from, double to) {
     if (process.outcome == Outcome::survived) {
@@ -110,13 +119,14 @@ std::string bar(const Process& process, double from, double to) {
 std::string course(const Process& process, const Run& run, const Axis& axis) {
     const double begin = axis.x(process.start.value_or(run.begin));
     const double end = axis.x(process.ended.value_or(run.end));
+    const std::string after = process.gone ? zombie(end, axis.x(*process.gone)) : "";
     if (process.asked.empty()) {
-        return alive(begin, end);
+        return alive(begin, end) + after;
     }
     const double asked = axis.x(process.asked.front().time);
     // One that survives as a zombie is there until the end.
     const double last = process.outcome == Outcome::survived ? axis.x(run.end) : end;
-    return alive(begin, std::min(asked, end)) + bar(process, asked, last);
+    return alive(begin, std::min(asked, end)) + bar(process, asked, last) + after;
 }
 
 /// The texts are XML, but the label and the outcome.
@@ -138,6 +148,11 @@ std::string title(std::string_view name, int pid, std::string_view outcome) {
     return xml(label(name, pid), kLabelColumns) + ": " + std::string(outcome);
 }
 
+/// What is known of one that may have been asked or not.
+std::string_view bareOutcome(const Process& process) {
+    return process.outcome == Outcome::spared ? "still there, asked?" : "ended, asked?";
+}
+
 } // namespace
 
 std::string outcomeText(const Process& process) {
@@ -154,14 +169,16 @@ std::string outcomeText(const Process& process) {
     }
     const bool timed = process.ended && !process.asked.empty();
     return std::string(wordOf(kOutcomeWords, process.outcome)) +
-           (timed ? " " + inSeconds(*process.ended - process.asked.front().time) : "") + doubt;
+           (timed ? " " + inSeconds(std::max<Time>(0, *process.ended - process.asked.front().time)) : "") + doubt;
 }
 
 std::string laneOf(const Process& process, const Run& run, const Axis& axis, double y) {
+    const bool isUnknown = isAskingUnknown(process, run);
     const std::string outcome =
-        std::string(wordOf(kOutcomeWords, process.outcome)) + (isOutcomeGuess(process) ? "?" : "");
+        isUnknown ? std::string(bareOutcome(process))
+                  : std::string(wordOf(kOutcomeWords, process.outcome)) + (isOutcomeGuess(process) ? "?" : "");
     return lane(idOf("p", process.pid), title(process.name, process.pid, outcome), description(process, run),
-                label(process.name, process.pid), outcomeText(process),
+                label(process.name, process.pid), isUnknown ? outcome : outcomeText(process),
                 course(process, run, axis) + marks(process.asked, axis), y);
 }
 

@@ -93,8 +93,12 @@ bool readSignal(std::string_view text, LogEvent& event) {
 }
 
 /// "Ignoring process because it is on exclude list, Name = NAME(StopRow:208)"
-bool readIgnored(std::string_view text, std::string_view reason, LogEvent& event) {
-    if (!takePrefix(text, "Ignoring process because ") || !takePrefix(text, reason) || !takePrefix(text, ", Name = ")) {
+bool readPassedOver(std::string_view text, LogEvent& event) {
+    constexpr std::string_view kReasons[] = {"it is on exclude list", "it is only listed",
+                                             "no command is run for a third party"};
+    const auto takeReason = [&](std::string_view reason) { return takePrefix(text, reason); };
+    if (!takePrefix(text, "Ignoring process because ") ||
+        std::none_of(std::begin(kReasons), std::end(kReasons), takeReason) || !takePrefix(text, ", Name = ")) {
         return false;
     }
     const std::size_t location = text.rfind('(');
@@ -102,13 +106,12 @@ bool readIgnored(std::string_view text, std::string_view reason, LogEvent& event
     return location != std::string_view::npos;
 }
 
+/// "Process path PATH matches exclude list entry ENTRY(UserList:105)"; the entry may be cut.
 bool readExcluded(std::string_view text, LogEvent& event) {
-    return readIgnored(text, "it is on exclude list", event);
-}
-
-bool readNotTouched(std::string_view text, LogEvent& event) {
-    return readIgnored(text, "it is only listed", event) ||
-           readIgnored(text, "no command is run for a third party", event);
+    const bool fits = takePrefix(text, "Process path ");
+    const std::size_t end = text.find(" matches exclude list entry ");
+    event.path = fits ? text.substr(0, end) : "";
+    return fits && end != std::string_view::npos;
 }
 
 bool readRowDone(std::string_view text, LogEvent& event) {
@@ -157,30 +160,39 @@ struct Reader {
 
 constexpr std::string_view kRow = "terminateAllProcesses";
 constexpr std::string_view kSweep = "OrderlyShutdown";
+constexpr std::string_view kMatch = "UserList::processMatchesExcludelistEntry";
 
 /// A record is tried against each row of its function. One function's text can never be taken for another's.
 constexpr Reader kReaders[] = {
     {"Processes::getProcesses", Kind::listing, readListing},
+    {kMatch, Kind::excluded, readExcluded},
     {"executeStop", Kind::commandStarts, readCommandStarts},
     {kRow, Kind::commandFor, readCommandFor},
-    {kRow, Kind::excluded, readExcluded},
-    {kRow, Kind::notTouched, readNotTouched},
+    {kRow, Kind::passedOver, readPassedOver},
     {"Processes::KillProcess", Kind::signal, readSignal},
-    {"Processes::KillProcess", Kind::excluded, readExcluded},
-    {"Processes::KillProcess", Kind::notTouched, readNotTouched},
+    {"Processes::KillProcess", Kind::passedOver, readPassedOver},
     {kSweep, Kind::rowDone, readRowDone},
     {kSweep, Kind::sweepBegins, readSweepBegins},
     {kSweep, Kind::sweepOf, readSweepOf},
-    {kSweep, Kind::excluded, readExcluded},
-    {kSweep, Kind::notTouched, readNotTouched},
+    {kSweep, Kind::passedOver, readPassedOver},
     {kSweep, Kind::allTerminated, readAllTerminated},
     {"Processes::WaitForAllDone", Kind::notTerminated, readNotTerminated},
     {"Main", Kind::killBegins, readKillBegins},
     {"Main", Kind::allTerminated, readAllTerminated},
     {"Processes::terminate3rdParty", Kind::thirdParty, readThirdParty},
-    {"Processes::terminate3rdParty", Kind::excluded, readExcluded},
-    {"Processes::terminate3rdParty", Kind::notTouched, readNotTouched},
+    {"Processes::terminate3rdParty", Kind::passedOver, readPassedOver},
 };
+
+/// Whether a record of that function whose end is missing may have told something.
+bool maySay(const LogRecord& record) {
+    if (record.function == kMatch) {
+        // With more verbosity it also tells of what it compares, and of what does not match.
+        const std::string_view text = record.text;
+        return text.starts_with("Process path ") && text.find(" does not match exclude list entry ") == text.npos;
+    }
+    return std::any_of(std::begin(kReaders), std::end(kReaders),
+                       [&](const Reader& reader) { return reader.function == record.function; });
+}
 
 } // namespace
 
@@ -191,15 +203,12 @@ LogEvent readEvent(const LogRecord& record) {
             event.kind = reader.kind;
             event.time = record.time;
             event.ofRow = record.function == kRow;
-            event.ofSweep = record.function == kSweep;
             return event;
         }
     }
     LogEvent other;
     other.time = record.time;
-    const bool tells = std::any_of(std::begin(kReaders), std::end(kReaders),
-                                   [&](const Reader& reader) { return reader.function == record.function; });
-    if (tells && record.text.ends_with(kCutMark)) {
+    if (record.text.ends_with(kCutMark) && maySay(record)) {
         other.kind = Kind::cut;
     }
     return other;

@@ -18,9 +18,10 @@ struct LogEvent {
         commandFor,
         /// A signal, `what`, was sent to a process of `path`.
         signal,
-        /// A process of this `name` was passed over: it is on the exclude list, or none that this may be done to.
+        /// The exclude list names the file of `path`.
         excluded,
-        notTouched,
+        /// A process of this `name` was passed over: it is excluded, or none that this may be done to.
+        passedOver,
         /// The row `name` has handled a process.
         rowDone,
         /// The table is through.
@@ -43,8 +44,7 @@ struct LogEvent {
 
     Kind kind = Kind::other;
     Time time = 0;
-    /// Whether the sweep of what no row handled wrote it, or a row of the table.
-    bool ofSweep = false;
+    /// Whether a row of the table wrote it.
     bool ofRow = false;
     std::string path;
     std::string name;

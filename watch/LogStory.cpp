@@ -112,12 +112,6 @@ void LogStory::signal(const LogEvent& event) {
 }
 
 void LogStory::passedOver(const LogEvent& event) {
-    if (event.kind == Kind::excluded && event.ofSweep) {
-        m_sweptOver.push_back(event.name);
-    }
-    if (event.kind == Kind::excluded && event.ofRow) {
-        m_rowsPassedOver.push_back(event.name);
-    }
     const int row = event.ofRow ? rowNamed(event.name) : 0;
     if (row != 0 && rowAt(row).waitType != WAIT_NONE) {
         // The row waits for the process that it did not touch.
@@ -182,7 +176,9 @@ void LogStory::read(const LogEvent& event) {
         signal(event);
         break;
     case Kind::excluded:
-    case Kind::notTouched:
+        m_excluded.insert(event.path);
+        break;
+    case Kind::passedOver:
         passedOver(event);
         break;
     case Kind::rowDone:
@@ -200,11 +196,13 @@ void LogStory::read(const LogEvent& event) {
         open(Stage::Kind::waitAfterKill, event.time);
         m_batches.push_back({0, {}, {}});
         m_kills = true;
+        m_hasEnded = false;
         m_target = {};
         break;
     case Kind::allTerminated:
     case Kind::notTerminated:
         m_kills = false;
+        m_hasEnded = m_hasSwept;
         close(event.time);
         break;
     case Kind::thirdParty:
@@ -223,6 +221,9 @@ void LogStory::read(const LogEvent& event) {
 }
 
 void LogStory::finish(Time end) {
+    if (m_present && m_present->kind == Stage::Kind::gathering && !m_hasListed) {
+        m_present.reset();
+    }
     close(end);
 }
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -36,7 +37,7 @@ class LogStory {
     /// The next record of the log.
     void read(const LogEvent& event);
 
-    /// The run is over.
+    /// The run is over, and with it the present stage. What no record tells of is no stage.
     void finish(Time end);
 
     /// Those that are over, in order.
@@ -45,14 +46,16 @@ class LogStory {
     [[nodiscard]] const std::optional<Stage>& present() const { return m_present; }
     [[nodiscard]] const std::vector<Batch>& batches() const { return m_batches; }
     [[nodiscard]] const std::vector<Direct>& directs() const { return m_directs; }
-    /// The names of the excluded processes that the sweep passed over, each as often as there are such processes.
-    [[nodiscard]] const std::vector<std::string>& sweptOver() const { return m_sweptOver; }
-    /// The names of rows that passed over an excluded process.
-    [[nodiscard]] const std::vector<std::string>& rowsPassedOver() const { return m_rowsPassedOver; }
+    /// The paths of the files that the exclude list names, as the log shows them.
+    [[nodiscard]] const std::set<std::string>& excluded() const { return m_excluded; }
     /// Whether the program has begun to list the processes: a question has been answered.
     [[nodiscard]] bool hasListed() const { return m_hasListed; }
     /// Whether a record was too long, so that something that was asked may be missing.
     [[nodiscard]] bool hasCut() const { return m_hasCut; }
+    /// Whether the records come to an end of the shutdown: all had ended, or the last wait for them was over.
+    [[nodiscard]] bool hasEnded() const { return m_hasEnded; }
+    /// When the last record was written; before the first one, the run's begin.
+    [[nodiscard]] Time lastRecord() const { return m_former; }
     /// Whether the table is through.
     [[nodiscard]] bool hasSwept() const { return m_hasSwept; }
     /// When the present row had handled its processes; nothing before that.
@@ -76,8 +79,7 @@ class LogStory {
     std::vector<Batch> m_batches;
     std::vector<Direct> m_directs;
     std::vector<Asked> m_commands;
-    std::vector<std::string> m_sweptOver;
-    std::vector<std::string> m_rowsPassedOver;
+    std::set<std::string> m_excluded;
     /// Whom the following signals are for; pid 0 where a path must tell.
     Peer m_target;
     /// The time of the record before this one; and of the one before the commands.
@@ -87,6 +89,7 @@ class LogStory {
     std::optional<Time> m_rowAsked;
     bool m_hasCut = false;
     bool m_hasListed = false;
+    bool m_hasEnded = false;
     bool m_hasSwept = false;
     bool m_kills = false;
 };

@@ -95,6 +95,7 @@ text { font: 12px ui-monospace, 'DejaVu Sans Mono', 'Liberation Mono', Menlo, Co
 .even { fill: #dfe6ef; }
 .line { stroke: #b9c2cc; fill: none; }
 .alive { stroke: #8a949f; stroke-dasharray: 2 3; fill: none; }
+.zombie { stroke: #c2182b; fill: none; }
 .bar { fill: #0a66c2; }
 .killed { fill: #b35900; }
 .survived { fill: #c2182b; }
@@ -112,6 +113,7 @@ text { fill: #e6edf3; }
 .even { fill: #202835; }
 .line { stroke: #4a5562; }
 .alive { stroke: #7d8895; }
+.zombie { stroke: #ff6b74; }
 .bar { fill: #4c9dff; }
 .killed { fill: #f0963c; }
 .survived { fill: #ff6b74; }

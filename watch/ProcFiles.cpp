@@ -3,6 +3,7 @@
 #include <array>
 #include <filesystem>
 #include <system_error>
+#include <vector>
 
 #include <fcntl.h>
 
@@ -42,6 +43,17 @@ std::string readKernelFunction(const std::string& folder) {
     return function == "0" ? "" : function;
 }
 
+/// The folder of each of its threads.
+std::vector<std::string> threadsOf(int pid) {
+    std::vector<std::string> found;
+    std::error_code error;
+    std::filesystem::directory_iterator thread(folderOf(pid) + "/task", error);
+    for (; !error && thread != std::filesystem::directory_iterator(); thread.increment(error)) {
+        found.push_back(thread->path());
+    }
+    return found;
+}
+
 /// How much a thread's state explains of why its process is there: uninterruptible sleep heeds nothing.
 int weightOf(State state) {
     switch (state) {
@@ -74,17 +86,26 @@ Activity readActivity(int pid) {
         return {process ? process->state : State::unknown, readKernelFunction(folderOf(pid))};
     }
     Activity activity;
-    std::error_code error;
-    std::filesystem::directory_iterator thread(folderOf(pid) + "/task", error);
-    for (; !error && thread != std::filesystem::directory_iterator(); thread.increment(error)) {
-        const std::string text = readText(thread->path().string() + "/stat");
+    for (const std::string& thread : threadsOf(pid)) {
+        const std::string text = readText(thread + "/stat");
         const std::optional<ProcStat> stat = parseProcStat(text);
         const State state = stat ? stateOf(stat->state) : State::unknown;
         if (weightOf(state) > weightOf(activity.state)) {
-            activity = {state, readKernelFunction(thread->path().string())};
+            activity = {state, readKernelFunction(thread)};
         }
     }
     return activity;
+}
+
+SignalSets readSignals(int pid) {
+    SignalSets all = signalsIn(readText(pid, "status"));
+    for (const std::string& thread : threadsOf(pid)) {
+        // What a thread that has just ended blocked is not there to be read.
+        if (const std::string text = readText(thread + "/status"); !text.empty()) {
+            all.blocked &= signalsIn(text).blocked;
+        }
+    }
+    return all;
 }
 
 std::optional<Peer> readTracer(int pid) {

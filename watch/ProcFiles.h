@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "ProcTexts.h"
 #include "Run.h"
 
 namespace watch {
@@ -27,6 +28,10 @@ struct Activity {
 
 /// What keeps the process: where it sleeps, what that of its threads does which heeds the least.
 Activity readActivity(int pid);
+
+/// The signals that it ignores, and those that each of its threads blocks: one for the process as a whole goes to any
+/// thread that does not.
+SignalSets readSignals(int pid);
 
 /// The process that traces it, if one does.
 std::optional<Peer> readTracer(int pid);

@@ -28,6 +28,19 @@ template <class Number> bool parseWhole(std::string_view text, Number& number) {
     return error == std::errc() && end == text.data() + text.size();
 }
 
+/// The word behind a key in PID/status; empty where there is none.
+std::string_view valueIn(std::string_view status, std::string_view key) {
+    const std::size_t position = status.find(key);
+    std::string_view rest = position == std::string_view::npos ? "" : status.substr(position + key.size());
+    return takeWord(rest);
+}
+
+std::uint64_t setIn(std::string_view digits) {
+    std::uint64_t set = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), set, 16);
+    return error == std::errc() && end == digits.data() + digits.size() ? set : 0;
+}
+
 bool isUnit(std::string_view component) {
     constexpr std::array<std::string_view, 5> kEndings = {".service", ".scope", ".socket", ".mount", ".swap"};
     return std::any_of(kEndings.begin(), kEndings.end(), [&](std::string_view ending) {
@@ -102,14 +115,16 @@ State stateOf(const ProcStat& stat) {
 }
 
 int tracerIn(std::string_view status) {
-    constexpr std::string_view kKey = "\nTracerPid:\t";
-    const std::size_t position = status.find(kKey);
-    if (position == std::string_view::npos) {
-        return 0;
-    }
-    std::string_view rest = status.substr(position + kKey.size());
     int pid = 0;
-    return parseWhole(takeWord(rest), pid) ? pid : 0;
+    return parseWhole(valueIn(status, "\nTracerPid:\t"), pid) ? pid : 0;
+}
+
+SignalSets signalsIn(std::string_view status) {
+    return {setIn(valueIn(status, "\nSigIgn:\t")), setIn(valueIn(status, "\nSigBlk:\t"))};
+}
+
+bool holds(std::uint64_t set, int signal) {
+    return (set >> static_cast<unsigned int>(signal - 1) & 1U) != 0;
 }
 
 std::string unitIn(std::string_view cgroup) {

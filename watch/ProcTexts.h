@@ -35,6 +35,16 @@ State stateOf(const ProcStat& stat);
 /// The pid behind "TracerPid:" in PID/status; 0 for none.
 int tracerIn(std::string_view status);
 
+/// Sets of signals: signal 1 is the lowest bit.
+struct SignalSets {
+    std::uint64_t ignored = 0;
+    std::uint64_t blocked = 0;
+};
+
+/// Behind "SigIgn:" and "SigBlk:" in PID/status; empty for none.
+SignalSets signalsIn(std::string_view status);
+bool holds(std::uint64_t set, int signal);
+
 /// The systemd unit in PID/cgroup: the last component of the path that ends in ".service", ".scope" or another unit's
 /// ending; empty for none. Both forms of the file are read (cgroups(7)): "0::PATH", and "1:name=systemd:PATH".
 std::string unitIn(std::string_view cgroup);

@@ -110,10 +110,19 @@ std::string how(const std::vector<Asked>& asked, bool certain) {
     return fitted(text, kHowColumns) + (certain ? "" : " (a guess)");
 }
 
-/// From the first request to the end; a zombie is there until its parent takes it.
+bool isThere(const Process& process) {
+    return process.outcome == Outcome::survived || !process.ended;
+}
+
+/// From the first request until it is gone: a zombie is there until its parent takes it. One that ended by itself while
+/// it was asked took no time.
 Time duration(const Process& process, const Run& run) {
-    const bool isThere = process.outcome == Outcome::survived || !process.ended;
-    return (isThere ? run.end : *process.ended) - process.asked.front().time;
+    const Time last = isThere(process) ? run.end : process.gone.value_or(*process.ended);
+    return std::max<Time>(0, last - process.asked.front().time);
+}
+
+std::string zombieUntil(const Process& process, const Run& run) {
+    return process.gone ? ", zombie until " + inSeconds(*process.gone - run.begin) : "";
 }
 
 std::string longest(const Run& run) {
@@ -129,11 +138,11 @@ std::string longest(const Run& run) {
     asked.resize(std::min(asked.size(), kLongest));
     Table table({"longest", "took", "asked at", "ended at", "how"}, {false, true, true, true, false});
     for (const Process* process : asked) {
-        const bool isThere = process->outcome == Outcome::survived || !process->ended;
-        table.add(
-            {named(process->name, process->pid), inSeconds(duration(*process, run)) + (process->certain ? "" : "?"),
-             inSeconds(process->asked.front().time - run.begin),
-             isThere ? "still there" : inSeconds(*process->ended - run.begin), how(process->asked, process->certain)});
+        table.add({named(process->name, process->pid),
+                   inSeconds(duration(*process, run)) + (process->certain ? "" : "?"),
+                   inSeconds(process->asked.front().time - run.begin),
+                   isThere(*process) ? "still there" : inSeconds(*process->ended - run.begin),
+                   how(process->asked, process->certain) + zombieUntil(*process, run)});
     }
     return table.text();
 }
@@ -143,6 +152,14 @@ std::string belongsTo(const Peer& parent, const std::string& unit) {
            (unit.empty() ? "" : ", unit " + fitted(unit, kHowColumns));
 }
 
+std::string unheeded(const char* how, const std::vector<std::string>& signals) {
+    std::string text;
+    for (const std::string& signal : signals) {
+        text += (text.empty() ? std::string(",") + how : ", ") + fitted(signal, kNameColumns);
+    }
+    return text;
+}
+
 std::string why(const Process& process) {
     const Reason reason = process.reason.value_or(Reason());
     std::string text(wordOf(kStateWords, reason.state));
@@ -150,6 +167,7 @@ std::string why(const Process& process) {
         text += ": ended, but its parent does not take its status";
     }
     text += reason.function.empty() ? "" : " in " + fitted(reason.function, kNameColumns);
+    text += unheeded(" ignores ", reason.ignores) + unheeded(" blocks ", reason.blocks);
     text += reason.tracer ? ", traced by " + named(reason.tracer->name, reason.tracer->pid) : "";
     return text + ", started " + roughly(reason.age) + " ago" + belongsTo(process.parent, process.unit) +
            (isOutcomeGuess(process) ? ", asked: a guess" : "");
@@ -165,14 +183,18 @@ std::string survivors(const Run& run) {
     return table.text();
 }
 
+std::string leftAloneText(const Process& process, const Run& run) {
+    return isAskingUnknown(process, run) ? "asked or not is not known"
+                                         : std::string(whyLeftAlone(process)) + (process.certain ? "" : " (a guess)");
+}
+
 std::string leftAlone(const Run& run) {
-    Table table({"left alone", ""}, {false, false});
+    Table table({run.logComplete ? "left alone" : "not ended", ""}, {false, false});
     std::size_t count = 0;
     for (const Process& process : run.processes) {
         if (process.outcome == Outcome::spared && ++count <= kLeftAlone) {
-            table.add({named(process.name, process.pid), std::string(whyLeftAlone(process)) +
-                                                             (process.certain ? "" : " (a guess)") +
-                                                             belongsTo(process.parent, process.unit)});
+            table.add({named(process.name, process.pid),
+                       leftAloneText(process, run) + belongsTo(process.parent, process.unit)});
         }
     }
     return table.text() + (count > kLeftAlone ? "  and " + std::to_string(count - kLeftAlone) + " more\n" : "");
@@ -195,11 +217,12 @@ std::string strangers(const Run& run) {
     return table.text();
 }
 
-/// Those who share a path, where the log does not tell who of them was asked.
+/// Those who share a path, where the log does not tell who of them was asked. Where records are missing, that is said
+/// of the whole run.
 std::string guesses(const Run& run) {
     std::map<std::string, std::vector<std::string>> byPath;
     for (const Process& process : run.processes) {
-        if (!process.certain) {
+        if (!process.certain && !isAskingUnknown(process, run)) {
             byPath[process.path].push_back(named(process.name, process.pid));
         }
     }

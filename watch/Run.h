@@ -59,6 +59,9 @@ struct Reason {
     std::optional<Peer> tracer;
     /// How long it had run when it was looked at.
     Time age = 0;
+    /// Of the signals that it was asked with, those that it ignores, and those that each of its threads blocks.
+    std::vector<std::string> ignores;
+    std::vector<std::string> blocks;
 
     bool operator==(const Reason&) const = default;
 };
@@ -96,9 +99,13 @@ struct Process {
     std::vector<Asked> asked;
     /// When it ended, exact to Run::resolution; nothing if it was running when the program had ended.
     std::optional<Time> ended;
+    /// When its parent took note of the end, if that was not at once: until then it was a zombie, which the program
+    /// waits for.
+    std::optional<Time> gone;
     Outcome outcome = Outcome::spared;
-    /// False if it shares a path with others and the log does not tell which of them were asked, or when: what was
-    /// asked of it, and so its outcome, is a guess.
+    /// False if it shares a path with others and the log does not tell which of them were asked, or when, or if nothing
+    /// is known to have been asked of it and the log is not complete: what was asked of it, and so its outcome, is a
+    /// guess.
     bool certain = true;
     /// Set for each one that survived, and only for those.
     std::optional<Reason> reason;
@@ -160,6 +167,9 @@ struct Run {
     Time resolution = 0;
     /// False if the processes could not be listed: `processes` and `cameBack` are empty then.
     bool observed = true;
+    /// False if records of the debug log are missing: one that nothing is known to have been asked of may have been
+    /// asked all the same.
+    bool logComplete = true;
     /// What could not be seen, and why, a sentence each ("the debug log cannot be read: Permission denied").
     std::vector<std::string> notes;
     /// In the order of time.

@@ -10,9 +10,13 @@ namespace watch {
 
 namespace {
 
+/// How long it may take at most until the record of a request is written. The record before it may be much older: the
+/// program writes none while it waits.
+constexpr Time kUntilWritten = kSecond;
+
 /// Whether what was asked can have been before the process ended.
 bool cameBefore(const Dated& dated, const Process& process) {
-    return !process.ended || dated.earliest <= *process.ended;
+    return !process.ended || std::max(dated.earliest, dated.asked.time - kUntilWritten) <= *process.ended;
 }
 
 bool isKill(const Dated& dated) {
@@ -45,8 +49,8 @@ Time goneAt(const Lives& lives, std::size_t place) {
     return gone - ended < kAtOnce ? ended : gone;
 }
 
-void fillWaitedFor(Stage& stage, const Lives& lives, const Askings& askings, const Sparings& sparings) {
-    std::vector<std::size_t> places = waitedFor(stage, lives, askings, sparings);
+void fillWaitedFor(Stage& stage, const Lives& lives, const Askings& askings) {
+    std::vector<std::size_t> places = waitedFor(stage, lives, askings);
     std::erase_if(places, [&](std::size_t place) { return goneAt(lives, place) <= stage.begin; });
     std::stable_sort(places.begin(), places.end(),
                      [&](std::size_t left, std::size_t right) { return goneAt(lives, left) > goneAt(lives, right); });
@@ -55,12 +59,20 @@ void fillWaitedFor(Stage& stage, const Lives& lives, const Askings& askings, con
     }
 }
 
-void settleProcesses(Lives& lives, const Askings& askings, const Sparings& sparings) {
+/// Whether the program asks it for nothing, whatever else its log tells.
+bool isLeftAlone(const Process& process) {
+    return process.excluded || process.category == CAT_OTHER_THIRD_PARTY;
+}
+
+void settleProcesses(Lives& lives, const Askings& askings, bool logComplete) {
     for (std::size_t place = 0; place < lives.processes.size(); ++place) {
         Process& process = lives.processes[place];
-        process.excluded = sparings.excluded[place];
+        process.excluded = askings.excluded[place];
         process.outcome = outcomeOf(process, lives.gone[place].has_value(), askings.of[place]);
-        process.certain = !askings.unsure[place];
+        process.certain = !askings.unsure[place] && (logComplete || !askings.of[place].empty() || isLeftAlone(process));
+        if (process.ended && goneAt(lives, place) != *process.ended) {
+            process.gone = lives.gone[place];
+        }
         process.asked.reserve(askings.of[place].size());
         for (const Dated& dated : askings.of[place]) {
             process.asked.push_back(dated.asked);
@@ -98,40 +110,55 @@ std::vector<std::string> RunModel::commands() const {
     return found;
 }
 
-const RunModel::Settled& RunModel::settled() const {
+const Askings& RunModel::settled() const {
     if (!m_settled) {
-        Askings askings = settleAskings(m_lives, m_story);
-        Sparings sparings = settleSparings(m_lives, m_story, askings);
-        m_settled = Settled{std::move(askings), std::move(sparings)};
+        m_settled = settleAskings(m_lives, m_story);
     }
     return *m_settled;
 }
 
 std::vector<bool> RunModel::killed() const {
     std::vector<bool> killed;
-    for (const std::vector<Dated>& asked : settled().askings.of) {
+    for (const std::vector<Dated>& asked : settled().of) {
         killed.push_back(std::any_of(asked.begin(), asked.end(), isKill));
     }
     return killed;
 }
 
-Run RunModel::finish(Time end) {
-    m_story.finish(end);
+bool RunModel::breaksOff(int status) const {
+    // With another status it never came to a shutdown.
+    if (status > 1 || m_story.hasEnded()) {
+        return false;
+    }
+    if (!m_story.hasListed()) {
+        // Who does not want the shutdown says so, and that is all.
+        return !m_asks || status != 0;
+    }
+    // Where nothing of the product is left, nothing is shut down.
+    for (std::size_t place = 0; place < m_lives.processes.size(); ++place) {
+        const std::optional<Time>& gone = m_lives.gone[place];
+        if (m_lives.processes[place].category == CAT_CORVANE && (!gone || *gone > m_story.lastRecord())) {
+            return true;
+        }
+    }
+    return false;
+}
+
+Run RunModel::finish(Time end, bool logIsWhole) {
+    const bool logComplete = logIsWhole && m_hasRead && !m_story.hasCut();
+    // What goes on where the records end is not known to have gone on.
+    m_story.finish(logComplete ? end : m_story.lastRecord());
     const Askings askings = settleAskings(m_lives, m_story);
-    const Sparings sparings = settleSparings(m_lives, m_story, askings);
     Run run = std::move(m_run);
     run.end = end;
     run.stages = m_story.stages();
     for (Stage& stage : run.stages) {
-        fillWaitedFor(stage, m_lives, askings, sparings);
+        fillWaitedFor(stage, m_lives, askings);
     }
-    settleProcesses(m_lives, askings, sparings);
+    run.logComplete = logComplete;
+    settleProcesses(m_lives, askings, logComplete);
     run.processes = std::move(m_lives.processes);
     run.strangers = askings.strangers;
-    for (const std::string& name : sparings.unsure) {
-        run.notes.push_back("several files are called " + name +
-                            ", and the debug log does not tell which of them are excluded");
-    }
     if (m_story.hasCut()) {
         run.notes.emplace_back("a record of the debug log was too long and was cut, requests may be missing");
     }

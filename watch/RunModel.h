@@ -52,23 +52,22 @@ class RunModel {
     /// For each process, whether SIGKILL was sent to it.
     [[nodiscard]] std::vector<bool> killed() const;
 
+    /// Whether the program, which exited with `status`, must have written records that were not read.
+    [[nodiscard]] bool breaksOff(int status) const;
+
     /// Settles everything, and hands it over: the model has no run any more. Those that survived still lack their
-    /// reasons.
-    Run finish(Time end);
+    /// reasons. `logIsWhole`: as far as is known, every record of the program was read.
+    Run finish(Time end, bool logIsWhole = true);
 
   private:
-    struct Settled {
-        Askings askings;
-        Sparings sparings;
-    };
-    [[nodiscard]] const Settled& settled() const;
+    [[nodiscard]] const Askings& settled() const;
 
     Run m_run;
     Lives m_lives;
     LogStory m_story;
     /// What the log and the lives say so far; nothing when either has gone on since. A line is rewritten much more
     /// often.
-    mutable std::optional<Settled> m_settled;
+    mutable std::optional<Askings> m_settled;
     bool m_asks;
     bool m_hasRead = false;
 };

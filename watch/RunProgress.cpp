@@ -23,7 +23,6 @@ using Doing = Progress::Doing;
 struct View {
     const Lives& lives;
     const Askings& askings;
-    const Sparings& sparings;
     Time now;
 };
 
@@ -33,7 +32,7 @@ void show(const View& view, std::size_t place, Progress& progress) {
     progress.name = process.name;
     progress.pid = process.pid;
     progress.zombie = process.ended.has_value();
-    progress.excluded = view.sparings.excluded[place];
+    progress.excluded = view.askings.excluded[place];
     if (!asked.empty() && asked.front().asked.certain) {
         progress.askedAgo = view.now - asked.front().asked.time;
     }
@@ -62,7 +61,7 @@ void showWaiting(const View& view, const std::vector<std::size_t>& places, Progr
 }
 
 std::vector<std::size_t> present(const View& view, const Stage& stage) {
-    std::vector<std::size_t> places = waitedFor(stage, view.lives, view.askings, view.sparings);
+    std::vector<std::size_t> places = waitedFor(stage, view.lives, view.askings);
     std::erase_if(places, [&](std::size_t place) { return view.lives.gone[place].has_value(); });
     return places;
 }
@@ -118,13 +117,13 @@ void showStage(const View& view, const Stage& stage, const LogStory& story, Prog
 } // namespace
 
 Progress RunModel::progress(Time now) const {
-    const Settled& settled = this->settled();
+    const Askings& askings = settled();
     Progress progress;
     progress.observed = m_run.observed;
     progress.elapsed = now - m_run.begin;
     for (std::size_t place = 0; place < m_lives.processes.size(); ++place) {
         const Process& process = m_lives.processes[place];
-        if (process.category != CAT_OTHER_THIRD_PARTY && !settled.sparings.excluded[place]) {
+        if (process.category != CAT_OTHER_THIRD_PARTY && !askings.excluded[place]) {
             ++progress.total;
             progress.ended += process.ended ? 1U : 0U;
         }
@@ -135,7 +134,7 @@ Progress RunModel::progress(Time now) const {
     } else if (!m_hasRead) {
         progress.doing = Doing::unknown;
     } else if (m_story.present()) {
-        showStage({m_lives, settled.askings, settled.sparings, now}, *m_story.present(), m_story, progress);
+        showStage({m_lives, askings, now}, *m_story.present(), m_story, progress);
     }
     return progress;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Times.h"
+#include "Words.h"
 
 namespace watch {
 
@@ -10,10 +11,27 @@ namespace {
 
 constexpr Time kMillisecond = kSecond / 1000;
 
+/// Of one that may have been asked or not, no more is known than whether it is there.
+Outcome knownOutcome(const Process& process, const Run& run) {
+    if (!isAskingUnknown(process, run)) {
+        return process.outcome;
+    }
+    return process.outcome == Outcome::spared ? Outcome::survived : Outcome::ended;
+}
+
 std::string counted(const Run& run, Outcome outcome, const char* words, const char* ofOne = nullptr) {
     const auto count = std::count_if(run.processes.begin(), run.processes.end(),
-                                     [&](const Process& process) { return process.outcome == outcome; });
+                                     [&](const Process& process) { return knownOutcome(process, run) == outcome; });
     return count == 0 ? "" : ", " + std::to_string(count) + (count == 1 && ofOne != nullptr ? ofOne : words);
+}
+
+std::string unknown(const Run& run) {
+    if (run.logComplete || run.processes.empty()) {
+        return "";
+    }
+    const bool isSomeoneAsked = std::any_of(run.processes.begin(), run.processes.end(),
+                                            [](const Process& process) { return !process.asked.empty(); });
+    return isSomeoneAsked ? "; who was asked is known only in part" : "; who was asked is not known";
 }
 
 std::string lastComponent(const std::string& path) {
@@ -30,7 +48,7 @@ std::string headline(const Run& run) {
     text += counted(run, Outcome::ended, " ended") +
             counted(run, Outcome::endedUnasked, " ended before they were asked", " ended before it was asked") +
             counted(run, Outcome::killed, " killed") + counted(run, Outcome::survived, " still there") +
-            counted(run, Outcome::spared, " spared");
+            counted(run, Outcome::spared, " spared") + unknown(run);
     return text + (run.status ? "; status " + std::to_string(*run.status)
                               : "; ended by signal " + std::to_string(run.signal.value_or(0)));
 }

@@ -1,7 +1,11 @@
 #include "Survivors.h"
 
 #include <algorithm>
+#include <csignal>
+#include <cstdint>
 #include <cstring>
+#include <iterator>
+#include <string_view>
 #include <utility>
 
 #include "Clock.h"
@@ -12,6 +16,23 @@
 namespace watch {
 
 namespace {
+
+constexpr std::pair<std::string_view, int> kSignals[] = {
+    {"SIGHUP", SIGHUP}, {"SIGTERM", SIGTERM}, {"SIGINT", SIGINT}, {"SIGQUIT", SIGQUIT}};
+
+/// Those of the set that the process was asked with, in the order of the requests, each once.
+std::vector<std::string> askedOf(const Process& process, std::uint64_t set) {
+    std::vector<std::string> found;
+    for (const Asked& asked : process.asked) {
+        const bool isOfSet = std::any_of(std::begin(kSignals), std::end(kSignals), [&](const auto& signal) {
+            return asked.what == signal.first && holds(set, signal.second);
+        });
+        if (isOfSet && std::find(found.begin(), found.end(), asked.what) == found.end()) {
+            found.push_back(asked.what);
+        }
+    }
+    return found;
+}
 
 Reason reasonOf(const Process& process) {
     Reason reason;
@@ -24,6 +45,11 @@ Reason reasonOf(const Process& process) {
     reason.function = std::move(activity.function);
     reason.tracer = readTracer(process.pid);
     reason.age = sinceBoot() - state->start;
+    if (reason.state != State::zombie) {
+        const SignalSets signals = readSignals(process.pid);
+        reason.ignores = askedOf(process, signals.ignored);
+        reason.blocks = askedOf(process, signals.blocked);
+    }
     return reason;
 }
 

@@ -93,6 +93,7 @@ class Drawing {
         entry("<rect class=\"bar\" y=\"5\" width=\"12\" height=\"6\"/>", "asked, until it ended");
         entry("<path class=\"survived\" d=\"M0 5H9l5 3l-5 3H0z\"/>", "still there");
         entry("<path class=\"alive\" d=\"M0 8H12\"/>", "running, not asked");
+        entry("<path class=\"zombie\" d=\"M0 8H12\"/>", "zombie");
         entry(markAt(Mark::start, 6, true), "came back");
         m_front += "<g transform=\"translate(0 " + px(m_y) + ")\">" + drawn + "</g>\n";
         m_y += kLine;

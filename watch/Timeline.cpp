@@ -23,7 +23,7 @@ constexpr std::size_t kMostTiers = 6;
 Time lastMoment(const Run& run) {
     Time last = run.end;
     for (const Process& process : run.processes) {
-        last = std::max(last, process.ended.value_or(last));
+        last = std::max({last, process.ended.value_or(last), process.gone.value_or(last)});
     }
     return last;
 }

@@ -89,8 +89,10 @@ Started Watch::start() {
     }
     m_start.begin = timeNow();
     m_begin = steady();
-    return startProgram(m_program, {writing.get(), m_screen.takesStandardOutput()}, m_inherited,
-                        [this] { m_streams.letGo(); });
+    return startProgram(m_program, {writing.get(), m_screen.takesStandardOutput()}, m_inherited, [this] {
+        m_streams.letGo();
+        m_inherited.closeOthers();
+    });
 }
 
 void Watch::describe() {
@@ -111,7 +113,9 @@ void Watch::describe() {
 
 Run Watch::settle() {
     const std::vector<std::string> commands = m_model->commands();
-    Run run = m_model->finish(m_end);
+    const bool breaksOff =
+        m_log.found() && m_asked.shutsDown && m_ending->status && m_model->breaksOff(*m_ending->status);
+    Run run = m_model->finish(m_end, m_log.trouble().empty() && !breaksOff);
     run.pid = m_pid;
     run.status = m_ending->status;
     run.signal = m_ending->signal;
@@ -119,6 +123,9 @@ Run Watch::settle() {
     run.notes.insert(run.notes.end(), m_log.trouble().begin(), m_log.trouble().end());
     if (!m_log.found() && m_log.trouble().empty()) {
         run.notes.emplace_back("the debug log has no record of the program: what was asked of whom is not known");
+    }
+    if (breaksOff && m_log.trouble().empty()) {
+        run.notes.emplace_back("the debug log breaks off before the end of the shutdown, records are missing");
     }
     if (run.observed) {
         explainSurvivors(run);

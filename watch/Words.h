@@ -51,6 +51,11 @@ constexpr std::string_view wordOf(const Word<Enum> (&table)[count], Enum value) 
         ->word;
 }
 
+/// Whether nothing is known to have been asked of the process, and that may be because records are missing.
+inline bool isAskingUnknown(const Process& process, const Run& run) {
+    return !run.logComplete && !process.certain && process.asked.empty();
+}
+
 /// Why a process that was spared was left alone.
 inline std::string_view whyLeftAlone(const Process& process) {
     return process.excluded ? "excluded" : process.category == CAT_OTHER_THIRD_PARTY ? "only listed" : "not asked";

@@ -59,6 +59,8 @@ FUZZ_TARGET(input) {
                    (process.outcome != watch::Outcome::ended && process.outcome != watch::Outcome::killed &&
                     process.outcome != watch::Outcome::survived),
                "who was not asked did not obey");
+        demand(run.logComplete || !process.certain || !process.asked.empty() || process.excluded,
+               "where records are missing, nobody is certainly unasked");
     }
     for (const watch::Stranger& stranger : run.strangers) {
         for (const watch::Asked& one : stranger.asked) {

@@ -61,6 +61,21 @@ def test_excluded_process_that_a_row_waits_for(host):
     assert row["waited_for"] == [result.pid("gowid")] and 29 < row["end"] - row["begin"] < 32
 
 
+def test_excluded_file_of_a_name_that_another_file_has(host):
+    """The log names the file that is excluded. In a listing as well."""
+    other = "/usr/quarn/corvane/other/pazed"
+    here = host(f"{BIN}/pazed count=2\n{other} count=2\n")
+    here.write(f"{BIN}/excludelist.conf", f"{other}\n")
+    _, listed = watch(here, "-l")
+    result, seen = watch(here, "-k", "-q")
+    for told in (listed, seen):
+        assert [(process["path"], process["excluded"], process["certain"]) for process in told.processes.values()] == (
+            2 * [(f"{BIN}/pazed", False, True)] + 2 * [(other, True, True)])
+        assert told.run["notes"] == [] and told.run["log_complete"] is True
+    assert [process["outcome"] for process in seen.processes.values()] == ["ended", "ended", "spared", "spared"]
+    assert_outcomes(result, seen)
+
+
 def test_sharers_of_a_path_of_which_one_is_gone_are_told_apart(host):
     """One of three is gone before its row: the two that are left were asked, and it was not."""
     here = host(f"{BIN}/kuror stop=2\n{BIN}/pazed count=2\n{BIN}/pazed life=1\n")
@@ -95,6 +110,7 @@ until_logged 'pazed (1)'; kill -KILL $other) >/dev/null 2>&1 &
 
 @pytest.mark.parametrize("words, status", [
     (["--bad"], 125), (["-k"], 125), (["--json"], 125), (["--json="], 125), (["--no-report=1"], 125), (["--draw", "/x"], 125),
+    (["--json", "run", "--svg", "$PWD/run", "--", "-k"], 125), (["--draw", "/opt/run", "--svg", "/opt/../opt/run"], 125),
     (["--json", "/opt", "--", "-l"], 125), (["--json", "/opt/none/x", "--", "-l"], 125),
     (["--json", "/tmp/link", "--", "-l"], 125), (["--json", "/tmp/fifo", "--", "-l"], 125),
     (["nosuchprogram", "-l"], 127), (["/opt/none"], 127), (["/opt/x/plain"], 126),
@@ -197,8 +213,45 @@ def test_log_that_cannot_be_written(host):
     here.write("/usr/quarn/corvane/logs", "a file stands in the way\n")
     result, seen = watch(here, "-k")
     assert_ends(result.stdout, ALL_SPECIFIED)
+    assert_nothing_is_known(seen)
     assert len(seen.run["notes"]) == 1 and "log" in seen.run["notes"][0]
-    assert seen.outcomes() == {"momuhe": "ended before it was asked"}
+
+
+def assert_nothing_is_known(seen):
+    """Of nobody is it said for certain that nothing was asked of it, and no stage is told."""
+    assert seen.run["log_complete"] is False and seen.stages == []
+    assert not any(process["asked"] or process["certain"] for process in seen.json["processes"]) and seen.json["processes"]
+
+
+def test_script_around_the_program(host):
+    """Its pid has no record."""
+    here = host(f"{BIN}/momuhe\n{BIN}/koka\n")
+    here.write("/opt/x/wrap", f"#!/bin/sh\n{CVSTOP} -k -q\nexit 1\n")
+    here.inside("/opt/x/wrap").chmod(0o755)
+    here.write(f"{BIN}/excludelist.conf", f"{BIN}/koka\n")
+    result = here.run(command=f"{WATCH} --json {WATCHED} --svg /opt/watch/run.svg /opt/x/wrap")
+    seen = Watched(here.inside(WATCHED).read_text())
+    assert_nothing_is_known(seen)
+    headline = r"client: 2 processes in \d\.\d\d s, 1 ended, 1 still there; who was asked is not known; status 1"
+    assert re.search(rf"^cvstop-watch: {headline}$", result.stderr, re.M), result.stderr
+    assert re.search(rf'<title id="t">{headline}</title>', here.inside("/opt/watch/run.svg").read_text())
+    assert "ended before" not in result.stderr and "gathering" not in result.stderr
+
+
+def test_disk_under_the_log_that_is_full_in_the_middle(host):
+    """The program goes on, and its records are lost from then on."""
+    here = host(f"{BIN}/kuror stop=2\n{BIN}/halvd\n{BIN}/nanid\n")
+    folder = LOG.rsplit("/", 1)[0]
+    # The log's own last page is filled as well.
+    fill = (f"mkdir -p {folder}; mount -t tmpfs -o size=64k tmpfs {folder}\n(until grep -qs 'Requesting .*kuror' {LOG}; "
+            f"do :; done; cat /dev/zero >{folder}/full; cat /dev/zero >>{LOG}) >/dev/null 2>&1 &\n")
+    result, seen = watch(here, "-k", "-q", before=fill)
+    assert result.status == 1 and not result.is_alive("halvd")
+    assert seen.run["log_complete"] is False
+    assert seen.run["notes"] == ["the debug log breaks off before the end of the shutdown, records are missing"]
+    assert seen.named("kuror")["certain"] and seen.outcomes()["kuror"] == "ended"
+    unknown = [process for process in seen.json["processes"] if not process["asked"]]
+    assert unknown and not any(process["certain"] for process in unknown)
 
 
 @pytest.mark.parametrize("name", ["cvstop.log.1", "elsewhere"])
@@ -268,14 +321,27 @@ def test_full_disk_under_the_json(host):
 # --- the watcher beside the program
 
 @pytest.mark.parametrize("arguments", [("-l", "-3"), ("-k", "-3")])
-def test_watcher_is_no_user_of_the_product(host, arguments):
-    """Though it was started in the product's tree, with files of it as its streams."""
+@pytest.mark.parametrize("others", ["", " 9>/usr/quarn/corvane/run.lock"], ids=["streams", "a lock"])
+def test_watcher_is_no_user_of_the_product(host, arguments, others):
+    """Though it was started in the product's tree, with files of it as its streams, or with one that a script holds as its
+    lock."""
     here = host(f"{BIN}/momuhe\n/opt/x/reader open={BIN}/momuhe\n")
-    command = f"sh -c 'cd /usr/quarn/corvane && exec {WATCH} --json {WATCHED} -- {' '.join(arguments)}'"
+    command = f"sh -c 'cd /usr/quarn/corvane && exec {WATCH} --json {WATCHED} -- {' '.join(arguments)}{others}'"
     result = here.run(command=command)
-    assert "cvstop-watch" not in result.stdout
+    assert "cvstop-watch" not in result.stdout and result.status == (0 if "-l" in arguments else 1)
     seen = Watched(here.inside(WATCHED).read_text())
     assert set(seen.outcomes()) == {"momuhe", "reader"}
+
+
+@pytest.mark.parametrize("arguments", ["-l -3", "-k -3"])
+def test_lock_of_the_starter_changes_nothing(host, arguments):
+    """On a host where nothing runs, one user more is another status."""
+    here = host()
+    lock = "9>/usr/quarn/corvane/run.lock"
+    plain = here.run(command=f"sh -c 'exec {CVSTOP} {arguments} {lock}'")
+    through = here.run(command=f"sh -c 'exec {WATCH} --no-report -- {arguments} {lock}'")
+    assert (through.stdout, through.stderr, through.status) == (plain.stdout, plain.stderr, plain.status)
+    assert through.status == 0
 
 
 @pytest.mark.parametrize("streams", ["<&-", ">&-", "2>&-", "<&- >&- 2>&-"])

@@ -1,12 +1,13 @@
 """Why a process is there when the shutdown is over: each reason named as it is. And who came back."""
 import os
 import pathlib
+import re
 
 import pytest
 
 from box import BIN, LOG, WATCH, WATCHED, watch
 from stuck_host import BEFORE, skip_without_file_server
-from watching import Watched, assert_asked_as_logged
+from watching import Watched, assert_asked_as_logged, assert_outcomes
 
 HERE = pathlib.Path(__file__).parent
 INTERRUPT = (f"import os, signal, subprocess, sys\n"
@@ -35,6 +36,21 @@ def test_one_that_ignores_all(host):
     assert survivor["outcome"] == "survived" and survivor["reason"]["state"] == "sleeping"
     assert survivor["reason"]["tracer"] is None and 0 < survivor["reason"]["age"] < 120
     assert survivor["parent"]["pid"] == 1
+    # It takes each signal and does no more: of that the kernel knows nothing.
+    assert survivor["reason"]["ignores"] == survivor["reason"]["blocks"] == []
+
+
+def test_one_that_ignores_what_it_is_asked_with(host):
+    here = host()
+    here.install("/usr/bin/python3", f"{BIN}/strayd")
+    here.write("/opt/deaf.py", "import signal\nfor number in (signal.SIGHUP, signal.SIGINT, signal.SIGTERM):\n"
+               "    signal.signal(number, signal.SIG_IGN)\nsignal.signal(signal.SIGQUIT, print)\n"
+               "open('/opt/deaf', 'w').close()\nwhile True: signal.pause()\n")
+    before = (f"PYTHONHOME=/usr {BIN}/strayd /opt/deaf.py >/dev/null 2>&1 &\n"
+              "until test -e /opt/deaf; do kill -0 $! || exit 96; done\n")
+    _, seen = interrupted(here, before, "Waiting for")
+    survivor = seen.named("strayd")
+    assert survivor["reason"]["ignores"] == ["SIGINT", "SIGTERM"] and survivor["reason"]["blocks"] == []
 
 
 def test_stopped(host):
@@ -63,6 +79,23 @@ def test_zombie_that_its_parent_does_not_reap(host):
     wait, = (stage for stage in seen.stages if stage["kind"] == "wait")
     assert wait["waited_for"] == [result.pid("momuhe")] and wait["end"] - wait["begin"] > 28
     assert_asked_as_logged(result, seen)
+
+
+def test_zombie_that_its_parent_takes_late(host):
+    """The wait is for a process that has ended long ago."""
+    here = host(f"{BIN}/momuhe survive=zombie parent=/opt/keeper/keep\n")
+    late = (f"zombie={pid_of('momuhe')}; keeper=$(cut -d ' ' -f 4 /proc/$zombie/stat)\n"
+            f"(until grep -qs 'Waiting for' {LOG}; do sleep 0.1; done; kill -KILL $keeper) >/dev/null 2>&1 &\n")
+    result, seen = watch(here, "-k", "-q", before=late, options=("--svg", "/opt/watch/run.svg"))
+    zombie = seen.named("momuhe")
+    assert zombie["outcome"] == "ended" and zombie["reason"] is None
+    assert zombie["ended"] - zombie["asked"][0]["time"] < 1 and zombie["gone"] - zombie["ended"] > 8
+    assert seen.stages[-1]["waited_for"] == [result.pid("momuhe")] and seen.stages[-1]["end"] >= zombie["gone"] - 0.2
+    took, until = re.search(r"^  momuhe \(\d+\) +(\S+) s .*  SIGTERM, zombie until (\S+) s$", result.stderr, re.M).groups()
+    assert float(took) > 8 and abs(float(until) - zombie["gone"]) < 0.1
+    assert '<path class="zombie" d="M' in here.inside("/opt/watch/run.svg").read_text()
+    assert_asked_as_logged(result, seen)
+    assert_outcomes(result, seen)
 
 
 @pytest.mark.skipif(os.geteuid() != 0, reason="an ordinary user's box mounts no file server")

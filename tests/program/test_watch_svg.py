@@ -30,13 +30,15 @@ def process(rng, number, end):
     outcome = rng.choice(["ended"] * 5 + ["ended before it was asked", "killed", "spared", "survived"])
     requests = asked(rng, rng.uniform(0, end / 2)) if outcome in ("ended", "killed", "survived") else []
     first = requests[-1]["time"] if requests else 0
+    ended = rng.uniform(first, end) if outcome in ("ended", "ended before it was asked", "killed") else None
     return {
         "pid": 4194304 - 2 * number, "name": name, "path": "/usr/quarn/corvane/bin/x", "category": rng.choice([1, 1, 1, 2, 4]),
         "excluded": outcome == "spared" and rng.random() < 0.5, "row": row and int(row), "parent": {"pid": 1, "name": "systemd"},
         "unit": None, "start": -rng.uniform(0, 1e6), "asked": requests,
-        "ended": rng.uniform(first, end) if outcome in ("ended", "ended before it was asked", "killed") else None,
+        "ended": ended, "gone": rng.uniform(ended, end) if ended is not None and rng.random() < 0.1 else None,
         "outcome": outcome, "certain": all(request["certain"] for request in requests) and rng.random() < 0.9,
-        "reason": {"state": "stopped", "function": None, "tracer": None, "age": 7.5} if outcome == "survived" else None}
+        "reason": {"state": "stopped", "function": None, "tracer": None, "age": 7.5, "ignores": ["SIGTERM"], "blocks": []}
+        if outcome == "survived" else None}
 
 
 def stages(rng, end):
@@ -55,7 +57,7 @@ def made_up(count, seed=0):
         "version": 1,
         "run": {"arguments": ["/usr/quarn/corvane/bin/cvstop", "-k"], "host": "client.example", "pid": 4000,
                 "begin": "2026-11-21T19:53:02.123456789Z", "end": end, "status": 1, "signal": None, "clock": "CLOCK_REALTIME",
-                "resolution": 0, "observed": True, "notes": ["x" * 400] * rng.randint(0, 5)},
+                "resolution": 0, "observed": True, "log_complete": True, "notes": ["x" * 400] * rng.randint(0, 5)},
         "stages": stages(rng, end), "processes": [process(rng, number, end) for number in range(count)],
         "not_in_snapshot": [{"pid": None, "name": rng.choice(ODD_NAMES), "asked": asked(rng, end / 4)}] * rng.randint(0, 2),
         "came_back": [{"pid": 7, "name": rng.choice(ODD_NAMES), "path": "/x", "category": 1, "parent": {"pid": 1, "name": None},
@@ -100,6 +102,11 @@ def test_lanes_are_the_numbers_of_the_json(picture):
             assert not bars
         opened = [path for path in lane.iter(SVG + "path") if path.get("class") == "survived"]
         assert len(opened) == (process["outcome"] == "survived")
+        zombie = [path.get("d") for path in lane.iter(SVG + "path") if path.get("class") == "zombie"]
+        if process["gone"] and picture.x(process["gone"]) - picture.x(process["ended"]) > 0.1:
+            begin, end = re.fullmatch(r"M([\d.]+) 8H([\d.]+)", zombie[0]).groups()
+            assert close(begin, picture.x(process["ended"])) and close(end, picture.x(process["gone"]))
+        assert len(zombie) <= (process["gone"] is not None)
         marks = [mark.get("x") for mark in lane.iter(SVG + "use")]
         assert all(any(close(mark, picture.x(request["time"])) for mark in marks) for request in process["asked"])
         assert len(marks) <= len(process["asked"])

@@ -16,6 +16,10 @@ os.execv(sys.argv[1], sys.argv[1:])
 """
 
 
+# So long after a request its record may be written.
+UNTIL_WRITTEN = 1
+
+
 class Watched:
     """The JSON of a run, with its times as the log and the journal have them: seconds since the epoch."""
 
@@ -97,3 +101,5 @@ def assert_outcomes(result, seen):
         elif outcome == "killed":
             assert "SIGKILL" in asked
         assert outcome not in ("ended", "survived", "killed") or asked, process
+        if outcome == "ended":
+            assert process["ended"] >= process["asked"][0]["time"] - UNTIL_WRITTEN, process

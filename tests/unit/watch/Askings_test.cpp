@@ -23,17 +23,12 @@ Lives livesOf(std::vector<Process> processes) {
     return lives;
 }
 
-std::vector<bool> excludedIn(const Lives& lives, const std::vector<LogEvent>& events,
-                             std::vector<std::string>* unsure = nullptr) {
+std::vector<bool> excludedIn(const Lives& lives, const std::vector<LogEvent>& events) {
     LogStory story(sample::kBegin);
     for (const LogEvent& one : events) {
         story.read(one);
     }
-    const Sparings sparings = settleSparings(lives, story, settleAskings(lives, story));
-    if (unsure != nullptr) {
-        *unsure = sparings.unsure;
-    }
-    return sparings.excluded;
+    return settleAskings(lives, story).excluded;
 }
 
 TEST(Askings, RowsTakeOnlyWhomTheyMay) {
@@ -100,40 +95,22 @@ TEST(Askings, AnEndThatMayHaveBeenSeenLateTellsLess) {
     EXPECT_THAT(settleAskings(lives, story).unsure, ElementsAre(true, true));
 }
 
-TEST(Sparings, AllOfANameAreExcluded) {
-    const Lives lives = livesOf({process(5, "momuhe"), process(6, "momuhe"), process(7, "halvd")});
-    EXPECT_THAT(excludedIn(lives, {course::sweepBegins(1), course::excluded(2, "OrderlyShutdown", "momuhe"),
-                                   course::excluded(2, "OrderlyShutdown", "momuhe")}),
-                ElementsAre(true, true, false));
-}
-
-TEST(Sparings, BeforeTheSweepTheRowsTell) {
-    const Lives lives = livesOf({process(5, "momuhe"), process(6, "momuhe")});
-    EXPECT_THAT(excludedIn(lives, {course::excluded(2, "terminateAllProcesses", "momuhe")}), ElementsAre(true, true));
-    EXPECT_THAT(excludedIn(lives, {}), ElementsAre(false, false));
-}
-
-TEST(Sparings, OfOneNameInTwoFilesTheOneThatWasAskedIsNotExcluded) {
-    std::vector<Process> processes = {process(5, "momuhe"), process(6, "momuhe")};
+TEST(Askings, AllThatRunAnExcludedFileAreExcluded) {
+    std::vector<Process> processes = {process(5, "momuhe"), process(6, "momuhe"), process(7, "momuhe")};
     processes[1].path = "/usr/quarn/other/momuhe";
     const Lives lives = livesOf(processes);
-    std::vector<std::string> unsure;
-    EXPECT_THAT(excludedIn(lives,
-                           {course::signal(1, processes[1].path, 1), course::sweepBegins(2),
-                            course::excluded(3, "OrderlyShutdown", "momuhe")},
-                           &unsure),
-                ElementsAre(true, false));
-    EXPECT_THAT(unsure, IsEmpty());
+    EXPECT_THAT(excludedIn(lives, {course::excluded(1, processes[0].path)}), ElementsAre(true, false, true));
+    EXPECT_THAT(excludedIn(lives, {course::excluded(1, processes[1].path), course::excluded(1, "/x/momuhe")}),
+                ElementsAre(false, true, false));
+    // A name alone excludes nobody.
+    EXPECT_THAT(excludedIn(lives, {course::sweepBegins(2), course::passedOver(3, "OrderlyShutdown", "momuhe")}),
+                ElementsAre(false, false, false));
 }
 
-TEST(Sparings, WhereTheLogCannotTellItIsSaid) {
-    std::vector<Process> processes = {process(5, "momuhe"), process(6, "momuhe")};
-    processes[1].path = "/usr/quarn/other/momuhe";
-    std::vector<std::string> unsure;
-    EXPECT_THAT(excludedIn(livesOf(processes),
-                           {course::sweepBegins(2), course::excluded(3, "OrderlyShutdown", "momuhe")}, &unsure),
-                ElementsAre(false, false));
-    EXPECT_THAT(unsure, ElementsAre("momuhe"));
+TEST(Askings, ExcludedPathIsKnownAsTheLogShowsIt) {
+    Process odd = process(5, "odd");
+    odd.path = "/opt/\xff/odd";
+    EXPECT_THAT(excludedIn(livesOf({odd}), {course::excluded(1, "/opt/\\xff/odd")}), ElementsAre(true));
 }
 
 TEST(Handled, ByARowOrAMarkAlone) {

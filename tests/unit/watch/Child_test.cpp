@@ -56,6 +56,21 @@ TEST_F(ChildTest, EndsWithItsStatusOrByItsSignal) {
     EXPECT_EQ(ended.signal, SIGKILL);
 }
 
+TEST(Inherited, ClosesWhatItWasStartedWithAndNothingElse) {
+    // Not of the test itself, which needs what it was started with.
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        const int theirs = ::open("/dev/null", O_RDONLY);
+        const Inherited inherited;
+        const int own = ::open("/dev/null", O_RDONLY);
+        inherited.closeOthers();
+        ::_exit(::fcntl(theirs, F_GETFD) == -1 && ::fcntl(own, F_GETFD) != -1 && ::fcntl(2, F_GETFD) != -1 ? 0 : 1);
+    }
+    int status = 0;
+    ::waitpid(pid, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+}
+
 TEST_F(ChildTest, HasNotEndedWhileItStandsStill) {
     const Started started = start({"/bin/sh", "-c", "kill -STOP $$"});
     siginfo_t info;

@@ -1,5 +1,7 @@
 #include "CommandLine.h"
 
+#include <filesystem>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -81,6 +83,11 @@ INSTANTIATE_TEST_SUITE_P(
                     std::pair(Words{"--no-report=yes"}, "--no-report takes no value"),
                     std::pair(Words{"--json", "a", "--svg=a"}, "--json and --svg need a file each"),
                     std::pair(Words{"--json", "./a", "--svg=b/../a"}, "--json and --svg need a file each"),
+                    std::pair(Words{"--json", "a", "--svg", std::filesystem::current_path() / "a"},
+                              "--json and --svg need a file each"),
+                    std::pair(Words{"--draw", std::filesystem::current_path() / "b/../a", "--svg", "a"},
+                              "--draw and --svg need a file each"),
+                    std::pair(Words{"--draw", "a", "--svg", "./a"}, "--draw and --svg need a file each"),
                     std::pair(Words{"--draw", "a"}, "--draw needs --svg"),
                     std::pair(Words{"--draw", "a", "--svg", "b", "cvstop"}, "--draw runs no program"),
                     std::pair(Words{"--draw", "a", "--svg", "b", "--json", "c"}, "--draw runs no program"),

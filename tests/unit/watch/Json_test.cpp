@@ -32,6 +32,7 @@ TEST(Json, SaysWhatTheRunHolds) {
     EXPECT_EQ(made["run"], json::parse(R"({"arguments": ["/usr/quarn/corvane/bin/cvstop", "-k", "-3"],
         "host": "client.example", "pid": 4000, "begin": "2026-11-21T19:53:02.123456789Z", "end": 64.75, "status": 1,
         "signal": null, "clock": "CLOCK_REALTIME", "resolution": 0.0, "observed": true,
+        "log_complete": true,
         "notes": ["the debug log was rotated"]})"));
     EXPECT_EQ(made["stages"][0],
               json::parse(R"({"kind": "gathering", "row": null, "name": null, "begin": 0.0, "end": 0.25,
@@ -42,12 +43,13 @@ TEST(Json, SaysWhatTheRunHolds) {
         "path": "/usr/quarn/corvane/bin/nuwezato", "category": 1, "excluded": false, "row": 8,
         "parent": {"pid": 1, "name": "systemd"}, "unit": null, "start": -3600.0,
         "asked": [{"time": 0.26, "kind": "command", "command": "/usr/quarn/corvane/bin/nuwezato -terminate", "certain": true}],
-        "ended": 0.5, "outcome": "ended", "certain": true, "reason": null})"));
+        "ended": 0.5, "gone": null, "outcome": "ended", "certain": true, "reason": null})"));
     EXPECT_EQ(made["processes"][3]["certain"], false);
     EXPECT_EQ(made["processes"][3]["asked"][0],
               json::parse(R"({"time": 0.9, "kind": "signal", "signal": "SIGTERM", "certain": false})"));
     EXPECT_EQ(made["processes"][3]["reason"], json::parse(R"({"state": "sleeping uninterruptibly",
-        "function": "nfs_wait_bit_killable", "tracer": {"pid": 77, "name": "gdb"}, "age": 3664.0})"));
+        "function": "nfs_wait_bit_killable", "tracer": {"pid": 77, "name": "gdb"}, "age": 3664.0,
+        "ignores": ["SIGTERM"], "blocks": ["SIGHUP"]})"));
     EXPECT_EQ(made["processes"][3]["unit"], "corvane-mamegok.service");
     EXPECT_EQ(made["not_in_snapshot"][0], json::parse(R"({"pid": null, "name": "/usr/quarn/corvane/bin/late",
         "asked": [{"time": 3.0, "kind": "signal", "signal": "SIGHUP", "certain": true}]})"));
@@ -74,6 +76,16 @@ TEST(Json, ReadsWhatItWrote) {
     const watch::ReadRun read = fromJson(toJson(run));
     EXPECT_EQ(read.error, "");
     EXPECT_TRUE(read.run == run);
+}
+
+TEST(Json, KeepsWhenAZombieWasGoneAndThatRecordsAreMissing) {
+    watch::Run run = sample::run();
+    run.processes[1].gone = sample::at(31);
+    run.logComplete = false;
+    const json made = json::parse(toJson(run));
+    EXPECT_EQ(made["processes"][1]["gone"], 31.0);
+    EXPECT_EQ(made["run"]["log_complete"], false);
+    EXPECT_TRUE(fromJson(toJson(run)).run == run);
 }
 
 TEST(Json, ReadsARunThatASignalEnded) {

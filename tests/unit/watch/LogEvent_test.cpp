@@ -48,22 +48,40 @@ TEST(LogEvent, Command) {
 TEST(LogEvent, PassedOver) {
     const LogEvent row =
         eventOf("terminateAllProcesses", "Ignoring process because it is on exclude list, Name = gowid(StopRow:207)");
-    EXPECT_EQ(row.kind, Kind::excluded);
+    EXPECT_EQ(row.kind, Kind::passedOver);
     EXPECT_EQ(row.name, "gowid");
-    EXPECT_TRUE(row.ofRow && !row.ofSweep);
+    EXPECT_TRUE(row.ofRow);
     const LogEvent sweep =
         eventOf("OrderlyShutdown", "Ignoring process because it is on exclude list, Name = a(b)(OrderlyShutdown:55)");
-    EXPECT_EQ(sweep.kind, Kind::excluded);
+    EXPECT_EQ(sweep.kind, Kind::passedOver);
     EXPECT_EQ(sweep.name, "a(b)");
-    EXPECT_TRUE(sweep.ofSweep && !sweep.ofRow);
+    EXPECT_FALSE(sweep.ofRow);
     EXPECT_EQ(
         eventOf("Processes::KillProcess", "Ignoring process because it is only listed, Name = vi(CV_Processes:105)")
             .kind,
-        Kind::notTouched);
+        Kind::passedOver);
     EXPECT_EQ(eventOf("terminateAllProcesses",
                       "Ignoring process because no command is run for a third party, Name = halvd(StopRow:207)")
                   .kind,
-              Kind::notTouched);
+              Kind::passedOver);
+}
+
+constexpr char kMatch[] = "UserList::processMatchesExcludelistEntry";
+
+TEST(LogEvent, Excluded) {
+    const LogEvent event = eventOf(kMatch, "Process path /a/b c matches exclude list entry ../b c(UserList:105)");
+    EXPECT_EQ(event.kind, Kind::excluded);
+    EXPECT_EQ(event.path, "/a/b c");
+    EXPECT_EQ(eventOf(kMatch, "Process path /a/b matches exclude list entry /" + std::string(90, 'x') + " [cut]").path,
+              "/a/b");
+    EXPECT_EQ(eventOf(kMatch, "Process path /a/b does not match exclude list entry /c(UserList:100)").kind,
+              Kind::other);
+}
+
+TEST(LogEvent, ExcludedOneThatWasCutIsMissedAndWhatIsOnlyComparedIsNot) {
+    EXPECT_EQ(eventOf(kMatch, "Process path /aaa [cut]").kind, Kind::cut);
+    EXPECT_EQ(eventOf(kMatch, "Process path /aaa does not match exclude list entry /b [cut]").kind, Kind::other);
+    EXPECT_EQ(eventOf(kMatch, "Comparing exclude list paths: /aaa [cut]").kind, Kind::other);
 }
 
 TEST(LogEvent, NamesWithPids) {
@@ -120,7 +138,9 @@ TEST(LogEvent, RecordsOfTheLongestPathsAreWhole) {
     EXPECT_EQ(written("Processes::WaitForAllDone", name + "(4194304) has not terminated").pid, 4'194'304);
     EXPECT_EQ(
         written("OrderlyShutdown", "Ignoring process because it is on exclude list, Name = " + name + "(a:1)").kind,
-        Kind::excluded);
+        Kind::passedOver);
+    EXPECT_EQ(written(kMatch, "Process path " + path + " matches exclude list entry " + path + "(UserList:105)").path,
+              path);
 }
 
 TEST(LogEvent, RecordThatWasCutSaysThatItTellsNothing) {

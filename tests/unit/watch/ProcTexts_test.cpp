@@ -60,6 +60,16 @@ TEST(ProcTexts, Tracer) {
     EXPECT_EQ(tracerIn("Name:\tx\nTracerPid:\t"), 0);
 }
 
+TEST(ProcTexts, Signals) {
+    const SignalSets sets =
+        signalsIn("Name:\tx\nSigQ:\t0/1\nSigPnd:\t0000000000000000\nShdPnd:\t0000000000004000\n"
+                  "SigBlk:\t8000000000000004\nSigIgn:\t0000000000004001\nSigCgt:\tffffffffffffffff\n");
+    EXPECT_TRUE(holds(sets.ignored, 15) && holds(sets.ignored, 1) && !holds(sets.ignored, 3));
+    EXPECT_TRUE(holds(sets.blocked, 3) && holds(sets.blocked, 64) && !holds(sets.blocked, 15));
+    EXPECT_EQ(signalsIn("").ignored, 0U);
+    EXPECT_EQ(signalsIn("Name:\tx\nSigIgn:\t00x1\nSigBlk:\t").ignored, 0U);
+}
+
 TEST(ProcTexts, Unit) {
     EXPECT_EQ(unitIn("0::/system.slice/corvane-halvd.service\n"), "corvane-halvd.service");
     EXPECT_EQ(unitIn("0::/system.slice/halvd.service/worker\n"), "halvd.service");

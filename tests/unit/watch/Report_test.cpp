@@ -33,7 +33,7 @@ cvstop-watch: client.example: 6 processes in 64.8 s, 2 ended, 1 ended before it 
   nuwezato (101)   0.24 s    0.26 s       0.50 s  nuwezato -terminate
 
   still there    why
-  mamegok (104)  sleeping uninterruptibly in nfs_wait_bit_killable, traced by gdb (77), started 1 h 1 min ago, parent systemd (1), unit corvane-mamegok.service
+  mamegok (104)  sleeping uninterruptibly in nfs_wait_bit_killable, ignores SIGTERM, blocks SIGHUP, traced by gdb (77), started 1 h 1 min ago, parent systemd (1), unit corvane-mamegok.service
 
   left alone
   a\b?"<&>?バ (106)  excluded, parent systemd (1)
@@ -120,6 +120,26 @@ TEST(Report, MarksEachOfThoseThatTheLogDoesNotTellApart) {
                          "  Note: the debug log names only a path: what was asked of f (6) is a guess\n"));
 }
 
+TEST(Report, ClaimsNothingOfWhomMissingRecordsMayName) {
+    watch::Run run = sample::run();
+    run.notes = {"the debug log has no record of the program: what was asked of whom is not known"};
+    run.logComplete = false;
+    run.processes = {sample::process(1, "d", 1, watch::Outcome::endedUnasked),
+                     sample::process(2, "e", 1, watch::Outcome::endedUnasked),
+                     sample::process(3, "f", 1, watch::Outcome::spared), sample::thirdParty(4, "vi")};
+    run.processes[0].certain = run.processes[1].certain = run.processes[2].certain = false;
+    const std::string text = watch::reportOf(run);
+    EXPECT_THAT(text,
+                HasSubstr(": 4 processes in 64.8 s, 2 ended, 1 still there, 1 spared; who was asked is not known; "
+                          "status 1\n"));
+    EXPECT_THAT(text, HasSubstr("\n  not ended\n  f (3)      asked or not is not known, parent systemd (1)\n"
+                                "  vi (4)     only listed, parent systemd (1)\n"));
+    EXPECT_THAT(text, Not(HasSubstr("names only a path")));
+    run.processes.push_back(sample::ended(5, "g", 1, 1, 2));
+    EXPECT_THAT(watch::headline(run), HasSubstr(", 3 ended, 1 still there, 1 spared; who was asked is known only in "
+                                                "part; status 1"));
+}
+
 TEST(Report, KeepsTheOrderOfEqualOnes) {
     watch::Run run = sample::run();
     run.processes = {sample::ended(8, "b", 1, 1, 2), sample::ended(9, "a", 1, 1, 2)};
@@ -142,12 +162,12 @@ TEST(Report, ExplainsEachKindOfSurvivor) {
         watch::Reason reason;
         const char* why;
     } rows[] = {
-        {{watch::State::stopped, "do_signal_stop", {}, 0},
+        {{watch::State::stopped, "do_signal_stop", {}, 0, {}, {}},
          "stopped in do_signal_stop, started 0 s ago, parent systemd (1)"},
-        {{watch::State::traced, "", watch::Peer{9, ""}, 0}, "stopped by its tracer, traced by ? (9), started"},
-        {{watch::State::zombie, "", {}, 0}, "zombie: ended, but its parent does not take its status, started"},
-        {{watch::State::sleeping, "", {}, 0}, "  sleeping, started"},
-        {{watch::State::unknown, "", {}, 0}, "  unknown, started"},
+        {{watch::State::traced, "", watch::Peer{9, ""}, 0, {}, {}}, "stopped by its tracer, traced by ? (9), started"},
+        {{watch::State::zombie, "", {}, 0, {}, {}}, "zombie: ended, but its parent does not take its status, started"},
+        {{watch::State::sleeping, "", {}, 0, {}, {}}, "  sleeping, started"},
+        {{watch::State::unknown, "", {}, 0, {}, {}}, "  unknown, started"},
     };
     for (const auto& row : rows) {
         process.reason = row.reason;
@@ -161,6 +181,25 @@ TEST(Report, ExplainsEachKindOfSurvivor) {
     EXPECT_THAT(watch::reportOf(run), HasSubstr("unknown, started 0 s ago\n"));
     process.ended = sample::at(1);
     EXPECT_THAT(watch::reportOf(run), HasSubstr("63.9 s    0.90 s  still there"));
+}
+
+TEST(Report, NamesEverySignalThatIsNotHeeded) {
+    watch::Run run = sample::run();
+    run.processes[3].reason = {watch::State::sleeping, "", {}, 0, {"SIGINT", "SIGTERM", "SIGHUP", "SIGQUIT"}, {}};
+    EXPECT_THAT(watch::reportOf(run),
+                HasSubstr("  sleeping, ignores SIGINT, SIGTERM, SIGHUP, SIGQUIT, started 0 s ago, parent"));
+}
+
+TEST(Report, CountsAZombieUntilItIsGone) {
+    watch::Run run = sample::run();
+    run.processes = {sample::ended(1, "slow", 1, 1, 6), sample::ended(2, "zombie", 1, 1, 1.5),
+                     sample::ended(3, "unasked", 1, 20, 5)};
+    run.processes[1].gone = sample::at(31);
+    run.processes[2].outcome = watch::Outcome::endedUnasked;
+    EXPECT_THAT(watch::reportOf(run),
+                HasSubstr("\n  zombie (2)   30.0 s    1.00 s    1.50 s  zombie -terminate, zombie until 31.0 s\n"
+                          "  slow (1)     5.00 s    1.00 s    6.00 s  slow -terminate\n"
+                          "  unasked (3)  0.00 s    20.0 s    5.00 s  unasked -terminate\n"));
 }
 
 TEST(Report, ShortensCommandsToTheirTools) {
@@ -183,6 +222,7 @@ TEST(Report, ShowsEveryNameHarmless) {
         process.name = process.path = process.unit = process.parent.name = evil;
         process.asked.push_back(sample::command(1, evil));
     }
+    run.processes[3].reason->ignores = {evil};
     run.processes[3].reason->function = run.processes[3].reason->tracer->name = evil;
     run.strangers[0].name = evil;
     run.cameBack[0].name = run.cameBack[0].unit = run.cameBack[0].parent.name = evil;

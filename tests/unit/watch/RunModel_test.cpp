@@ -35,14 +35,71 @@ std::vector<std::string> asked(const Process& process) {
 }
 
 TEST(RunModel, WithoutALogOnlyTheEndsAreKnown) {
-    RunModel run = model({process(5, "halvd"), process(6, "strayd")});
+    RunModel run = model({process(5, "halvd"), process(6, "strayd"), process(7, "vi", 4)});
     end(run, 0, 1.5);
     const auto told = run.finish(at(9));
-    EXPECT_THAT(kinds(told), ElementsAre(Kind::gathering));
-    EXPECT_EQ(told.stages[0].end, at(9));
+    EXPECT_THAT(told.stages, IsEmpty());
+    EXPECT_FALSE(told.logComplete);
     EXPECT_EQ(told.processes[0].outcome, Outcome::endedUnasked);
     EXPECT_EQ(told.processes[0].ended, at(1.5));
+    EXPECT_FALSE(told.processes[0].certain);
     EXPECT_EQ(told.processes[1].outcome, Outcome::spared);
+    EXPECT_FALSE(told.processes[1].certain);
+    // What is only listed is never asked.
+    EXPECT_TRUE(told.processes[2].certain);
+}
+
+TEST(RunModel, WhereRecordsMayBeMissingNobodyIsCertainlyUnasked) {
+    RunModel run = model({process(5, "momuhe"), process(6, "pazed")});
+    run.read(course::listing(0.5));
+    run.read(course::signal(1, run.processes()[0].path, 1));
+    end(run, 0, 1.5);
+    end(run, 1, 20);
+    RunModel complete = run;
+    const auto told = run.finish(at(60), false);
+    EXPECT_FALSE(told.logComplete);
+    EXPECT_TRUE(told.processes[0].certain);
+    EXPECT_FALSE(told.processes[1].certain);
+    // How long the row took after its last record nobody knows.
+    ASSERT_THAT(kinds(told), ElementsAre(Kind::gathering, Kind::row));
+    EXPECT_EQ(told.stages[1].end, at(1));
+    EXPECT_TRUE(complete.finish(at(60)).processes[1].certain);
+}
+
+TEST(RunModel, LogThatBreaksOffIsNoticed) {
+    RunModel run = model({process(5, "momuhe"), process(6, "vi", 4)});
+    run.read(event(0.1, "Main", "********************cvstop initiated********************"));
+    EXPECT_TRUE(run.breaksOff(0));
+    EXPECT_TRUE(run.breaksOff(1));
+    EXPECT_FALSE(run.breaksOff(130));
+    run.read(course::listing(0.5));
+    EXPECT_TRUE(run.breaksOff(1));
+    run.read(course::sweepBegins(1));
+    EXPECT_TRUE(run.breaksOff(1));
+    run.read(event(30, "Processes::WaitForAllDone", "momuhe(5) has not terminated"));
+    EXPECT_FALSE(run.breaksOff(1));
+    run.read(event(31, "Main", "Attempting to kill remaining 1 process(es) "));
+    EXPECT_TRUE(run.breaksOff(1));
+    run.read(event(32, "Main", "All processes terminated normally."));
+    EXPECT_FALSE(run.breaksOff(1));
+}
+
+TEST(RunModel, WaitOfARowIsNotTheEnd) {
+    RunModel run = model({process(5, "momuhe")});
+    run.read(course::listing(0.5));
+    run.read(event(30, "Processes::WaitForAllDone", "momuhe(5) has not terminated"));
+    EXPECT_TRUE(run.breaksOff(1));
+}
+
+TEST(RunModel, WhereNothingIsLeftOrWantedTheLogHasNoEnd) {
+    RunModel gone = model({process(5, "momuhe"), process(6, "vi", 4)});
+    gone.read(course::listing(0.5));
+    end(gone, 0, 0.4);
+    EXPECT_FALSE(gone.breaksOff(0));
+    RunModel declined = model({process(5, "momuhe")}, true);
+    declined.read(event(0.1, "Main", "********************cvstop initiated********************"));
+    EXPECT_FALSE(declined.breaksOff(0));
+    EXPECT_TRUE(declined.breaksOff(1));
 }
 
 TEST(RunModel, GatheringBeginsWhenTheQuestionIsAnswered) {
@@ -144,14 +201,50 @@ TEST(RunModel, WhoIsOfNoRowIsAskedByNone) {
     EXPECT_THAT(kinds(told), ElementsAre(Kind::gathering, Kind::wait));
 }
 
-TEST(RunModel, ExcludedOnesThatCannotBeToldApartAreNoted) {
+TEST(RunModel, ExcludedOnesAreKnownByTheirFile) {
     std::vector<Process> processes = {process(5, "momuhe"), process(6, "momuhe")};
     processes[1].path = "/usr/quarn/other/momuhe";
     RunModel run = model(processes);
+    run.read(course::excluded(1, processes[1].path));
+    EXPECT_EQ(run.progress(at(1.5)).total, 1U);
     run.read(course::sweepBegins(2));
-    run.read(course::excluded(3, "OrderlyShutdown", "momuhe"));
-    EXPECT_THAT(run.finish(at(4)).notes, ElementsAre("several files are called momuhe, and the debug log does not tell "
-                                                     "which of them are excluded"));
+    run.read(course::passedOver(3, "OrderlyShutdown", "momuhe"));
+    const auto told = run.finish(at(4), false);
+    EXPECT_FALSE(told.processes[0].excluded);
+    EXPECT_TRUE(told.processes[1].excluded);
+    // Whatever else is missing: it is not asked.
+    EXPECT_FALSE(told.processes[0].certain);
+    EXPECT_TRUE(told.processes[1].certain);
+    EXPECT_THAT(told.notes, IsEmpty());
+}
+
+TEST(RunModel, ZombieThatIsTakenLateIsTold) {
+    RunModel run = model({process(5, "momuhe"), process(6, "pazed"), process(7, "halvd")});
+    run.read(course::listing(0.1));
+    for (const std::size_t place : {0U, 1U, 2U}) {
+        run.ended(place, at(1));
+    }
+    run.gone(0, at(1.15));
+    run.gone(1, at(30));
+    const auto told = run.finish(at(60));
+    EXPECT_FALSE(told.processes[0].gone);
+    EXPECT_EQ(told.processes[1].gone, at(30));
+    EXPECT_FALSE(told.processes[2].gone);
+}
+
+TEST(RunModel, WhoEndedLongBeforeTheRecordOfItsRequestHadEndedUnasked) {
+    // The program writes nothing while it waits: the record before may be half a minute old.
+    const auto outcome = [](double endedAt) {
+        RunModel run = model({process(5, "momuhe")});
+        run.read(course::listing(1));
+        run.ended(0, at(endedAt));
+        run.read(course::signal(31, run.processes()[0].path, 1));
+        run.gone(0, at(32));
+        return run.finish(at(33)).processes[0].outcome;
+    };
+    EXPECT_EQ(outcome(16), Outcome::endedUnasked);
+    EXPECT_EQ(outcome(29.9), Outcome::endedUnasked);
+    EXPECT_EQ(outcome(30.1), Outcome::ended);
 }
 
 TEST(RunModel, TellsWhoWasSentSigkill) {

@@ -93,7 +93,8 @@ TEST(RunProgress, RowWaitsTwice) {
 
 TEST(RunProgress, RowWaitsOnceForTheExcluded) {
     RunModel run = model({process(5, "gowid"), process(6, "halvd")});
-    run.read(course::excluded(3, "terminateAllProcesses", "gowid"));
+    run.read(course::excluded(2, std::string(course::kBin) + "gowid"));
+    run.read(course::passedOver(3, "terminateAllProcesses", "gowid"));
     const Progress progress = run.progress(at(13));
     EXPECT_EQ(progress.doing, Doing::waiting);
     EXPECT_TRUE(progress.excluded);

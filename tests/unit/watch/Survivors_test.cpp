@@ -93,6 +93,60 @@ TEST(Survivors, TracerIsNamed) {
     EXPECT_EQ(run.processes[0].reason->tracer, (Peer{::getpid(), readProcState(::getpid())->name}));
 }
 
+std::vector<Asked> askedBy(std::initializer_list<const char*> signals) {
+    std::vector<Asked> asked;
+    for (const char* signal : signals) {
+        asked.push_back({0, Asked::Kind::signal, signal, true});
+    }
+    return asked;
+}
+
+void block(int signal) {
+    sigset_t set;
+    ::sigemptyset(&set);
+    ::sigaddset(&set, signal);
+    ::pthread_sigmask(SIG_BLOCK, &set, nullptr);
+}
+
+/// It has done what it was to do when it stands still.
+Reason reasonOfStopped(const Doer& doer) {
+    doer.awaitStop();
+    watch::Run run;
+    run.processes = {survivor(doer.pid())};
+    run.processes[0].asked = askedBy({"SIGINT", "SIGTERM", "SIGQUIT", "SIGTERM", "SIGKILL"});
+    explainSurvivors(run);
+    return run.processes[0].reason.value_or(Reason());
+}
+
+TEST(Survivors, SignalsThatTheyDoNotHeedAreNamed) {
+    Doer deaf([] {
+        std::signal(SIGTERM, SIG_IGN);
+        std::signal(SIGINT, SIG_IGN);
+        std::signal(SIGHUP, SIG_IGN);
+        block(SIGQUIT);
+        ::raise(SIGSTOP);
+    });
+    const Reason reason = reasonOfStopped(deaf);
+    EXPECT_EQ(reason.ignores, (std::vector<std::string>{"SIGINT", "SIGTERM"}));
+    EXPECT_EQ(reason.blocks, (std::vector<std::string>{"SIGQUIT"}));
+    Doer heeding([] { ::raise(SIGSTOP); });
+    const Reason none = reasonOfStopped(heeding);
+    EXPECT_TRUE(none.ignores.empty() && none.blocks.empty());
+}
+
+TEST(Survivors, SignalThatOneThreadBlocksGoesToAnother) {
+    Doer two([] {
+        block(SIGQUIT);
+        // It begins with the mask of the first one.
+        std::thread([] {
+            block(SIGTERM);
+            ::raise(SIGSTOP);
+            ::pause();
+        }).detach();
+    });
+    EXPECT_EQ(reasonOfStopped(two).blocks, (std::vector<std::string>{"SIGQUIT"}));
+}
+
 TEST(Survivors, ThreadThatHeedsNothingIsTheReason) {
     // Who waits for what a vfork has made sleeps uninterruptibly.
     Doer two([] {

@@ -78,6 +78,17 @@ TEST(Lane, ShowsAZombieUntilTheEnd) {
     EXPECT_THAT(laneOf(zombie), HasSubstr("; ended at 35.0 s; sleeping"));
 }
 
+TEST(Lane, ShowsAZombieThatIsTakenLate) {
+    watch::Process zombie = sample::ended(102, "kuror", 66, 1.01, 3.25);
+    zombie.gone = at(64.75);
+    EXPECT_THAT(laneOf(zombie), HasSubstr("width=\"26.3\" height=\"6\"/><path class=\"zombie\" d=\"M308.1 8H1030\"/>"));
+    EXPECT_THAT(laneOf(zombie), HasSubstr("; ended at 3.25 s; zombie until 64.8 s.</desc>"));
+    zombie.asked.clear();
+    zombie.outcome = Outcome::endedUnasked;
+    EXPECT_THAT(laneOf(zombie), HasSubstr("<path class=\"alive\" d=\"M270 8H308.1\"/><path class=\"zombie\""));
+    EXPECT_THAT(laneOf(sample::ended(102, "kuror", 66, 1.01, 3.25)), Not(HasSubstr("zombie")));
+}
+
 TEST(Lane, ShowsAKilledOneInItsOwnStyle) {
     const std::string lane = laneOf(sample::killed(103, "stray"));
     EXPECT_THAT(lane, HasSubstr("<rect class=\"killed\" x=\"311.1\" y=\"5\" width=\"364\" height=\"6\"/>"));
@@ -140,6 +151,22 @@ TEST(Lane, MarksWhatIsAGuess) {
     EXPECT_THAT(laneOf(sample::survivor(104, "mamegok")), HasSubstr("<title>mamegok (104): survived</title>"));
 }
 
+TEST(Lane, ClaimsNothingOfWhomMissingRecordsMayName) {
+    watch::Run run = sample::run();
+    run.logComplete = false;
+    watch::Process process = sample::process(105, "detd", 2, Outcome::endedUnasked);
+    process.certain = false;
+    const std::string ended = watch::laneOf(process, run, watch::Axis(run), 100);
+    EXPECT_THAT(ended, HasSubstr("<title>detd (105): ended, asked?</title>"));
+    EXPECT_THAT(ended, HasSubstr("<desc>Whether anything was asked of it is not known.</desc>"));
+    EXPECT_THAT(ended, HasSubstr(">ended, asked?</text>"));
+    process.outcome = Outcome::spared;
+    EXPECT_THAT(watch::laneOf(process, run, watch::Axis(run), 100), HasSubstr(">still there, asked?</text>"));
+    // What is excluded is not asked, whatever is missing.
+    process.excluded = process.certain = true;
+    EXPECT_THAT(watch::laneOf(process, run, watch::Axis(run), 100), HasSubstr(">spared: excluded</text>"));
+}
+
 TEST(Lane, CutsTheNameAndKeepsThePid) {
     const std::string lane = laneOf(sample::ended(4'194'304, std::string(60, 'n'), 1, 1, 2));
     EXPECT_THAT(lane, HasSubstr(">" + std::string(23, 'n') + "… (4194304)</text>"));
@@ -171,6 +198,8 @@ TEST(Lane, NeverTakesMoreThanAKilobyte) {
         for (int count = 0; count < 100; ++count) {
             process.asked.push_back(sample::command(count * 0.5, name));
         }
+        process.ended = at(1);
+        process.gone = at(64);
         EXPECT_LE(laneOf(process).size(), 1000U);
         EXPECT_THAT(laneOf(process), HasSubstr("<title>"));
     }
@@ -234,7 +263,7 @@ TEST(Svg, ExplainsItself) {
     EXPECT_FALSE(holds(svg, "four"));
     EXPECT_TRUE(holds(svg, ">and 2 more notes</text>"));
     for (const char* entry : {"stop command", "signal", "SIGKILL", "a guess", "asked, until it ended", "still there",
-                              "running, not asked", "came back"}) {
+                              "running, not asked", "zombie", "came back"}) {
         EXPECT_TRUE(holds(svg, ">" + std::string(entry) + "</text>"));
     }
     EXPECT_TRUE(holds(svg, "@media (prefers-color-scheme: dark)"));

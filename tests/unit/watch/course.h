@@ -32,11 +32,20 @@ inline watch::LogEvent rowDone(double time, const std::string& name) {
     return event(time, "OrderlyShutdown", "Terminate request for " + name);
 }
 
+inline watch::LogEvent listing(double time) {
+    return event(time, "Processes::getProcesses", "Calling find_processes_CV with verbose = 0");
+}
+
 inline watch::LogEvent sweepBegins(double time) {
     return event(time, "OrderlyShutdown", "Looking for remaining processes to shut down");
 }
 
-inline watch::LogEvent excluded(double time, const std::string& function, const std::string& name) {
+inline watch::LogEvent excluded(double time, const std::string& path) {
+    return event(time, "UserList::processMatchesExcludelistEntry",
+                 "Process path " + path + " matches exclude list entry " + path + "(UserList:105)");
+}
+
+inline watch::LogEvent passedOver(double time, const std::string& function, const std::string& name) {
     return event(time, function, "Ignoring process because it is on exclude list, Name = " + name + "(StopRow:207)");
 }
 

@@ -54,8 +54,12 @@ inline watch::Process survivor(int pid, const std::string& name) {
     made.unit = "corvane-" + name + ".service";
     made.asked = {signal(0.9, "SIGTERM", false), signal(34.5, "SIGKILL")};
     made.certain = false;
-    made.reason = {watch::State::uninterruptible, "nfs_wait_bit_killable", watch::Peer{77, "gdb"},
-                   3664 * watch::kSecond};
+    made.reason = {watch::State::uninterruptible,
+                   "nfs_wait_bit_killable",
+                   watch::Peer{77, "gdb"},
+                   3664 * watch::kSecond,
+                   {"SIGTERM"},
+                   {"SIGHUP"}};
     return made;
 }
 
