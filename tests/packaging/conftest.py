@@ -144,7 +144,8 @@ def mount_over(base, path):
     for folder in (path, *layers):
         folder.mkdir()
     options = "lowerdir={},upperdir={},workdir={}".format(base, *layers)
-    return subprocess.run(["mount", "-t", "overlay", "-o", options, "overlay", path], capture_output=True, check=False).returncode == 0
+    mounted = subprocess.run(["mount", "-t", "overlay", "-o", options, "overlay", path], capture_output=True, check=False)
+    return mounted.returncode == 0
 
 
 class Root:
