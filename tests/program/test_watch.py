@@ -16,9 +16,12 @@ def test_course_of_a_whole_shutdown(host):
     result, seen = watch(here, "-k", "-3")
     assert (result.stderr, result.status) == ("", 1)
     assert seen.run["arguments"] == [CVSTOP, "-k", "-3"] and (seen.run["status"], seen.run["signal"]) == (1, None)
-    assert [(stage["kind"], stage["name"]) for stage in seen.stages] == [
+    stages = [(stage["kind"], stage["name"]) for stage in seen.stages]
+    # The third party is sent SIGKILL with the survivor, and nobody waits for it: on a busy machine it is asked once more.
+    again = ["SIGINT", "SIGTERM", "SIGHUP", "SIGQUIT", "SIGKILL"] if stages[-1] == ("third parties", None) else []
+    assert stages[:9] == [
         ("gathering", None), ("row", "momuhe"), ("row", "kuror"), ("row", "nanid"), ("row", "halvd"), ("sweep", None),
-        ("wait", None), ("kill", None), ("wait after the kill", None)]
+        ("wait", None), ("kill", None), ("wait after the kill", None)] and len(stages) == (10 if again else 9)
     ends = [stage["end"] for stage in seen.stages]
     assert ends == sorted(ends) and all(stage["begin"] <= stage["end"] for stage in seen.stages)
     stage = {stage["name"] or stage["kind"]: stage for stage in seen.stages}
@@ -29,7 +32,7 @@ def test_course_of_a_whole_shutdown(host):
     assert 28.5 < stage["wait"]["end"] - stage["wait"]["begin"] < 31
     assert seen.asked("halvd") == [f"{BIN}/halvd -terminate"] and seen.asked("kuror") == [f"{BIN}/kuror -terminate_local"]
     assert seen.asked("strayd") == ["SIGINT", "SIGTERM", "SIGQUIT", "SIGKILL"]
-    assert seen.asked("nanid") == [] and seen.asked("mapper") == ["SIGKILL"]
+    assert seen.asked("nanid") == [] and seen.asked("mapper") == ["SIGKILL", *again]
     momuhes = [process for process in seen.json["processes"] if process["name"] == "momuhe"]
     assert [process["asked"][0]["signal"] for process in momuhes] == 3 * ["SIGTERM"]
     assert seen.outcomes() == {
