@@ -60,9 +60,21 @@ def once(tmp_path_factory, testrun_uid):
     return do
 
 
+TREE = REPO / f"build/package/tree/{PROCESSOR}"
+
+
+def link(static):
+    """Links the programs in the tree of the packages, whose objects are the same either way."""
+    run(["cmake", f"-DCVSTOP_STATIC={static}", TREE])
+    run(["cmake", "--build", TREE])
+
+
 def build_packages():
     run(["bash", "-ec", step("package")], cwd=REPO)
     run(["scripts/package", "--no-lint", "--objects", PROCESSOR, FOREIGN], cwd=REPO)
+    link(static="OFF")
+    run(["cpack", "--config", TREE / "CPackConfig.cmake", "-G", "DEB", "-B", REPO / "build/package/dynamic"])
+    link(static="ON")
 
 
 @pytest.fixture(scope="session")
@@ -92,20 +104,10 @@ def tarball(packages):
     return only(packages, f"cvstop-*-linux-{MACHINE}.tar.gz")
 
 
-DYNAMIC = REPO / "build/package/tree/dynamic"
-
-
-def build_dynamic():
-    run(["cmake", "-S", REPO, "-B", DYNAMIC, "-G", "Ninja", "-DCVSTOP_STATIC=OFF"])
-    run(["cmake", "--build", DYNAMIC])
-    run(["cpack", "--config", DYNAMIC / "CPackConfig.cmake", "-G", "DEB", "-B", DYNAMIC / "packed"])
-
-
 @pytest.fixture(scope="session")
-def dynamic_deb(once):
+def dynamic_deb(packages):
     """The same program, linked with the libc of the host."""
-    once("dynamic", build_dynamic)
-    return only(DYNAMIC / "packed", "*.deb")
+    return only(packages / "dynamic", "*.deb")
 
 
 def archive_of_this_system():
