@@ -153,7 +153,9 @@ def test_death_by_a_signal_is_passed_on(host):
     assert_ends(result.stdout, "-2\n")
     seen = Watched(here.inside(WATCHED).read_text())
     assert (seen.run["status"], seen.run["signal"]) == (None, signal.SIGINT)
-    assert seen.outcomes() == {"strayd": "survived"} and seen.named("strayd")["reason"]["state"] == "sleeping"
+    assert seen.outcomes() == {"strayd": "survived"}
+    # It may still be at what its signal makes it do.
+    assert seen.named("strayd")["reason"]["state"] in ("sleeping", "running")
 
 
 def test_first_process_of_a_container_tells_of_a_death_by_its_status(host):

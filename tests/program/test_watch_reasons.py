@@ -33,7 +33,8 @@ def pid_of(name):
 def test_one_that_ignores_all(host):
     result, seen = interrupted(host(f"{BIN}/momuhe ignore=all\n"), "", "Waiting for")
     survivor = seen.named("momuhe")
-    assert survivor["outcome"] == "survived" and survivor["reason"]["state"] == "sleeping"
+    # It may still be at what its signal makes it do.
+    assert survivor["outcome"] == "survived" and survivor["reason"]["state"] in ("sleeping", "running")
     assert survivor["reason"]["tracer"] is None and 0 < survivor["reason"]["age"] < 120
     assert survivor["parent"]["pid"] == 1
     # It takes each signal and does no more: of that the kernel knows nothing.
