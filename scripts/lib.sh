@@ -48,3 +48,16 @@ need_packages() {
     DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "$@" >/dev/null
   ' sh "${missing[@]}"
 }
+
+# Builds in a folder that is configured with these options; what goes wrong is shown. One at a time: those that run side by side
+# may want the same.
+build_in() { # FOLDER "OPTION..." TARGET...
+  mkdir -p "$1"
+  # shellcheck disable=SC2086
+  {
+    flock 9 && cmake -S . -B "$1" $2 && cmake --build "$1" -- -k 0 "${@:3}"
+  } 9>"$1/lock" >"$1/build.log" 2>&1 || {
+    tail -n 60 "$1/build.log" >&2
+    return 1
+  }
+}
