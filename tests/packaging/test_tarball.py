@@ -167,14 +167,6 @@ def test_removal_leaves_the_files_of_a_later_package(root, tarball, packaged):
     assert root.run(packaged[1] + "cvstop -h") == USAGE.format("cvstop")
 
 
-def test_removal_from_another_system_asks_its_package_manager(root, tarball, deb):
-    root.run(unpack(root, tarball) + INSTALL + CLEAN + install(root, deb))
-    configure(root)
-    told = run([root.inside(REMOVE), root.path]).stdout
-    assert f"\n  {root.path}{BIN}/cvstop\n" in told
-    assert root.run("dpkg -V cvstop; cvstop -h") == USAGE.format("cvstop")
-
-
 def test_programs_can_be_linked_again(root, packages, deb, tmp_path):
     archive = only(packages, f"cvstop-*-linux-{MACHINE}-objects.tar.gz")
     again = tmp_path / "again"
