@@ -130,6 +130,24 @@ def test_install_that_ends_half_way_says_so_and_can_be_repeated(root, tarball):
     assert page.read_bytes() != b"in the way" and not list(root.inside("/usr").rglob("*.cvstop-new"))
 
 
+# Renames as mv does; the first time it sends its parent a signal before.
+SIGNALLING_MV = """#!/bin/sh
+[ -e /src/early/sent ] || { touch /src/early/sent; kill -$SIGNAL $PPID; }
+exec /usr/bin/mv "$@"
+"""
+
+
+@pytest.mark.parametrize("signal", ["HUP", "INT", "TERM"])
+def test_signal_does_not_end_it_half_way(root, tarball, signal):
+    root.run(unpack(root, tarball) + "mkdir early")
+    root.inside("/src/early/mv").write_text(SIGNALLING_MV)
+    told = root.run(f"chmod 755 early/mv; PATH=/src/early:$PATH SIGNAL={signal} {INSTALL}")
+    assert told.startswith("cvstop is installed") and root.inside("/src/early/sent").exists()
+    configure(root)
+    assert root.run("cvstop -h; man -w cvstop") == USAGE.format("cvstop") + "/usr/share/man/man8/cvstop.8.gz\n"
+    assert root.inside(REMOVE).with_name("installed").exists() and not list(root.inside("/usr").rglob("*.cvstop-new"))
+
+
 def lay_rpm(root):
     """Puts this machine's rpm into a root of the same Debian."""
     libraries = re.findall(r"(/\S+) \(0x", run(["ldd", "/usr/bin/rpm"]).stdout)
