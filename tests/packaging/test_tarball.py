@@ -49,6 +49,23 @@ def test_upgrade_stops_nothing_and_keeps_what_the_administrator_wrote(root, tarb
     assert {path: root.inside(path).read_text() for path in mine} == mine
 
 
+def test_upgrade_removes_what_the_newer_archive_has_no_longer(root, tarball):
+    root.run(unpack(root, tarball) + INSTALL)
+    installed = root.inside(REMOVE).with_name("installed")
+    before = installed.read_text()
+    gone = ("/usr/quarn/corvane/old/folder/file", "/usr/share/man/man8/cvstop-old.8.gz")
+    for path in (*gone, f"{BIN}/ours", "/etc/cvstop-old"):
+        root.inside(path).parent.mkdir(parents=True, exist_ok=True)
+        root.inside(path).write_text("an older one's")
+    installed.write_text("\n".join((*gone, "/etc/cvstop-old", before)))
+    root.run(INSTALL)
+    assert [path for path in gone if root.inside(path).exists()] == []
+    assert not root.inside("/usr/quarn/corvane/old").exists()
+    assert root.inside("/etc/cvstop-old").exists() and root.inside(f"{BIN}/ours").exists()
+    assert sorted(installed.read_text().split()) == sorted(["/etc/cvstop-old", *before.split()])
+    assert [path for path in before.split() if not root.inside(path).exists()] == []
+
+
 def test_removal_leaves_logs_and_configuration_and_stops_nothing(root, tarball):
     root.lay_fleet(FLEET)
     before = {path for path in root.path.rglob("*") if "src" not in path.parts}
