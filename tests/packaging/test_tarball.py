@@ -5,7 +5,7 @@ import shutil
 
 import pytest
 
-from box import LOG
+from box import ALL, LOG, until_logged
 from conftest import MACHINE, PROGRAMS, only, run
 from test_package import (BIN, EXCLUDE_LIST, FLEET, HOST_CONF, READ_ONLY_USR, RUNNING, START, USAGE, configure, files_of_deb,
                           install)
@@ -49,6 +49,18 @@ def test_upgrade_stops_nothing_and_keeps_what_the_administrator_wrote(root, tarb
     assert {path: root.inside(path).read_text() for path in mine} == mine
 
 
+def test_upgrade_in_the_middle_of_a_shutdown(root, tarball):
+    """The one that runs goes on to its end, and the new one takes it for nothing to stop."""
+    root.lay_fleet(f"{BIN}/momuhe ignore=all\n")
+    root.run(unpack(root, tarball) + INSTALL)
+    configure(root)
+    before = root.inside(f"{BIN}/cvstop").stat().st_ino
+    output = root.run(START + "cvstop -k & shutdown=$!\n" + until_logged("Waiting for") + INSTALL.replace("\n", " >/dev/null\n")
+                      + "cvstop -l | grep -v momuhe || true\n" + "wait $shutdown || echo $?\n" + RUNNING)
+    assert ALL + "1\n0\n" in output
+    assert f"{BIN}/cvstop" not in output and root.inside(f"{BIN}/cvstop").stat().st_ino != before
+
+
 def test_upgrade_removes_what_the_newer_archive_has_no_longer(root, tarball):
     root.run(unpack(root, tarball) + INSTALL)
     installed = root.inside(REMOVE).with_name("installed")
@@ -81,7 +93,8 @@ def test_removal_leaves_logs_and_configuration_and_stops_nothing(root, tarball):
         "cp /src/cvstop.tar.gz /tmp; cd /tmp; tar -xzf cvstop.tar.gz; /tmp/cvstop-*/remove 2>&1 || true")
 
 
-@pytest.mark.parametrize("missing", [2000, 400_000])
+# The least leaves a part of the script itself.
+@pytest.mark.parametrize("missing", [200, 600, 2000, 400_000])
 def test_archive_that_was_cut_short_changes_nothing(root, tarball, missing):
     root.run(unpack(root, tarball) + INSTALL + CLEAN)
     configure(root)
@@ -91,6 +104,16 @@ def test_archive_that_was_cut_short_changes_nothing(root, tarball, missing):
     assert "unexpected end of file" in told and told.endswith("refused\n")
     assert root.contents("/usr/quarn/corvane") == before
     assert root.run("cvstop -h") == USAGE.format("cvstop")
+
+
+def test_script_that_was_cut_between_two_functions_is_refused(root, tarball):
+    root.run(unpack(root, tarball))
+    script, = root.inside("/usr/quarn").glob("cvstop-*/install")
+    functions = script.read_text().split("\n}\n\n")
+    for count in range(1, len(functions)):
+        script.write_text("".join(function + "\n}\n\n" for function in functions[:count]))
+        assert root.run(f"{INSTALL.strip()} 2>&1 || echo refused").endswith("refused\n"), count
+    assert len(functions) > 5 and not root.inside("/usr/quarn/corvane").exists()
 
 
 def test_damaged_archive_changes_nothing(root, tarball):
