@@ -74,6 +74,8 @@ def link(static):
 
 def build_packages():
     run(["bash", "-ec", step("package")], cwd=REPO)
+    # What an earlier version left, or one that was refused, is no package of this one.
+    (REPO / f"build/package/tree/{PROCESSOR}/packed/cvstop_0.9.9_{PROCESSOR}.deb").write_text("an earlier one")
     run(["scripts/package", "--no-lint", "--objects", PROCESSOR, FOREIGN], cwd=REPO)
     link(static="OFF")
     run(["cpack", "--config", TREE / "CPackConfig.cmake", "-G", "DEB", "-B", REPO / "build/package/dynamic"])
