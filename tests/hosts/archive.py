@@ -27,11 +27,16 @@ def _run(command, **options):
 
 
 @functools.cache
+def codename():
+    """This system's, as the archive names its suites."""
+    return re.search(r"^VERSION_CODENAME=(\S+)", pathlib.Path("/etc/os-release").read_text(), re.M)[1]
+
+
+@functools.cache
 def mirror():
     """Where apt gets this system's own packages from."""
-    codename = re.search(r"^VERSION_CODENAME=(\S+)", pathlib.Path("/etc/os-release").read_text(), re.M)[1]
     targets = _run(["apt-get", "indextargets", "--format", "$(RELEASE) $(REPO_URI)", "Created-By: Packages"]).stdout
-    return next(uri for release, uri in map(str.split, targets.splitlines()) if release == codename)
+    return next(uri for release, uri in map(str.split, targets.splitlines()) if release == codename())
 
 
 @functools.cache
@@ -76,6 +81,11 @@ class Archive:
         (self.folder / "sources.list").write_text(f"deb [{TRUST}] {mirror()} {self.suite} main\n")
         self._apt("apt-get", "-qq", "update", "--error-on=any")
         (self.folder / "ready").touch()
+
+    def look(self):
+        """Asks whether the suite is there: it is Missing, or the archive Unanswered, or all is well."""
+        with locked(self.folder):
+            self._update()
 
     def _dependency(self, package, beginning):
         """The name of the package that one needs directly and that begins so."""

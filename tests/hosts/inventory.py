@@ -69,6 +69,11 @@ def idle(names):
     return names or tuple(KERNELS)
 
 
+def packages(hosts):
+    """What they need of this system: qemu, and for the whole host what makes a Debian and its disk."""
+    return tuple(dict.fromkeys(host.processor.package for host in hosts)) + ("debootstrap", "e2fsprogs") * (WHOLE in hosts)
+
+
 def main(what, *names):
     if what == "machine":
         print(PROCESSORS[names[0]].machine)
@@ -80,7 +85,7 @@ def main(what, *names):
              "idle": [" ".join(kernel.name for kernel in asked)],
              "ci": CI,
              "processors": dict.fromkeys(kernel.processor.name for kernel in asked),
-             "packages": dict.fromkeys(kernel.processor.package for kernel in asked)}
+             "packages": packages(asked)}
     print("\n".join(lines[what]))
 
 

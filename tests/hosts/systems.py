@@ -67,6 +67,13 @@ SYSTEMS = (
 HEAD = ("system", "kernel", "processors", "how that is known")
 
 
+def booted_kernels():
+    """The oldest and the newest kernel that were booted on x86_64, which the documents name beside the table."""
+    debians = {KERNELS[name].debian for name in PASSED if KERNELS[name].processor.machine == FOUR[0]}
+    kernels = sorted(system.kernel for system in SYSTEMS if system.debian in debians)
+    return tuple(".".join(map(str, kernel)) for kernel in (kernels[0], kernels[-1]))
+
+
 def markdown():
     return "\n".join(f"| {' | '.join(row)} |" for row in (HEAD, ("---",) * 4, *(system.row() for system in SYSTEMS)))
 

@@ -233,3 +233,9 @@ def test_idle_run_leaves_out_the_whole_host():
     assert inventory.idle(("debian11-amd64",)) == ("debian11-amd64",)
     with pytest.raises(SystemExit):
         inventory.idle(("debian11-amd64", inventory.WHOLE.name))
+
+
+def test_whole_host_is_made_with_packages_that_the_others_do_not_need():
+    assert inventory.packages([inventory.WHOLE]) == ("qemu-system-x86", "debootstrap", "e2fsprogs")
+    assert "debootstrap" in inventory.packages(inventory.asked_for(()))
+    assert inventory.packages(inventory.asked_for(("debian12-amd64", "debian11-amd64"))) == ("qemu-system-x86",)

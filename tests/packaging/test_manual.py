@@ -4,10 +4,15 @@ import os
 import pathlib
 import re
 import subprocess
+import sys
 
 import pytest
 
 REPO = pathlib.Path(__file__).resolve().parents[2]
+sys.path.append(str(REPO / "tests/hosts"))
+
+import systems  # noqa: E402
+
 BUILD = REPO / os.environ.get("CVSTOP_BUILD", "build/dev")
 MANUAL = REPO / "packaging/man"
 PAGES = ("cvstop.8", "cvstop-watch.8", "cvstop-host.conf.5", "cvstop-excludelist.5")
@@ -200,3 +205,9 @@ def test_pages_are_sound(page):
 
 def test_where_it_runs_is_what_the_booted_hosts_say():
     subprocess.run([REPO / "tests/hosts/systems.py", "--check"], check=True)
+
+
+def test_kernels_that_were_booted_are_those_of_the_hosts():
+    oldest, newest = systems.booted_kernels()
+    for text in (section("WHERE IT RUNS"), README_PROSE):
+        assert re.search(rf"kernels from {oldest} to {newest} were booted on x86\\?_64, and older ones emulated there", text)

@@ -5,7 +5,7 @@ import shutil
 
 import pytest
 
-from box import LOG
+from box import ALL, LOG, until_logged
 from conftest import MACHINE, PROGRAMS, only, run
 from test_package import (BIN, EXCLUDE_LIST, FLEET, HOST_CONF, READ_ONLY_USR, RUNNING, START, USAGE, configure, files_of_deb,
                           install)
@@ -49,6 +49,35 @@ def test_upgrade_stops_nothing_and_keeps_what_the_administrator_wrote(root, tarb
     assert {path: root.inside(path).read_text() for path in mine} == mine
 
 
+def test_upgrade_in_the_middle_of_a_shutdown(root, tarball):
+    """The one that runs goes on to its end, and the new one takes it for nothing to stop."""
+    root.lay_fleet(f"{BIN}/momuhe ignore=all\n")
+    root.run(unpack(root, tarball) + INSTALL)
+    configure(root)
+    before = root.inside(f"{BIN}/cvstop").stat().st_ino
+    output = root.run(START + "cvstop -k & shutdown=$!\n" + until_logged("Waiting for") + INSTALL.replace("\n", " >/dev/null\n")
+                      + "cvstop -l | grep -v momuhe || true\n" + "wait $shutdown || echo $?\n" + RUNNING)
+    assert ALL + "1\n0\n" in output
+    assert f"{BIN}/cvstop" not in output and root.inside(f"{BIN}/cvstop").stat().st_ino != before
+
+
+def test_upgrade_removes_what_the_newer_archive_has_no_longer(root, tarball):
+    root.run(unpack(root, tarball) + INSTALL)
+    installed = root.inside(REMOVE).with_name("installed")
+    before = installed.read_text()
+    gone = ("/usr/quarn/corvane/old/folder/file", "/usr/share/man/man8/cvstop-old.8.gz")
+    for path in (*gone, f"{BIN}/ours", "/etc/cvstop-old"):
+        root.inside(path).parent.mkdir(parents=True, exist_ok=True)
+        root.inside(path).write_text("an older one's")
+    installed.write_text("\n".join((*gone, "/etc/cvstop-old", before)))
+    root.run(INSTALL)
+    assert [path for path in gone if root.inside(path).exists()] == []
+    assert not root.inside("/usr/quarn/corvane/old").exists()
+    assert root.inside("/etc/cvstop-old").exists() and root.inside(f"{BIN}/ours").exists()
+    assert sorted(installed.read_text().split()) == sorted(["/etc/cvstop-old", *before.split()])
+    assert [path for path in before.split() if not root.inside(path).exists()] == []
+
+
 def test_removal_leaves_logs_and_configuration_and_stops_nothing(root, tarball):
     root.lay_fleet(FLEET)
     before = {path for path in root.path.rglob("*") if "src" not in path.parts}
@@ -64,7 +93,8 @@ def test_removal_leaves_logs_and_configuration_and_stops_nothing(root, tarball):
         "cp /src/cvstop.tar.gz /tmp; cd /tmp; tar -xzf cvstop.tar.gz; /tmp/cvstop-*/remove 2>&1 || true")
 
 
-@pytest.mark.parametrize("missing", [2000, 400_000])
+# The least leaves a part of the script itself.
+@pytest.mark.parametrize("missing", [200, 600, 2000, 400_000])
 def test_archive_that_was_cut_short_changes_nothing(root, tarball, missing):
     root.run(unpack(root, tarball) + INSTALL + CLEAN)
     configure(root)
@@ -74,6 +104,16 @@ def test_archive_that_was_cut_short_changes_nothing(root, tarball, missing):
     assert "unexpected end of file" in told and told.endswith("refused\n")
     assert root.contents("/usr/quarn/corvane") == before
     assert root.run("cvstop -h") == USAGE.format("cvstop")
+
+
+def test_script_that_was_cut_between_two_functions_is_refused(root, tarball):
+    root.run(unpack(root, tarball))
+    script, = root.inside("/usr/quarn").glob("cvstop-*/install")
+    functions = script.read_text().split("\n}\n\n")
+    for count in range(1, len(functions)):
+        script.write_text("".join(function + "\n}\n\n" for function in functions[:count]))
+        assert root.run(f"{INSTALL.strip()} 2>&1 || echo refused").endswith("refused\n"), count
+    assert len(functions) > 5 and not root.inside("/usr/quarn/corvane").exists()
 
 
 def test_damaged_archive_changes_nothing(root, tarball):
@@ -130,6 +170,24 @@ def test_install_that_ends_half_way_says_so_and_can_be_repeated(root, tarball):
     assert page.read_bytes() != b"in the way" and not list(root.inside("/usr").rglob("*.cvstop-new"))
 
 
+# Renames as mv does; the first time it sends its parent a signal before.
+SIGNALLING_MV = """#!/bin/sh
+[ -e /src/early/sent ] || { touch /src/early/sent; kill -$SIGNAL $PPID; }
+exec /usr/bin/mv "$@"
+"""
+
+
+@pytest.mark.parametrize("signal", ["HUP", "INT", "TERM"])
+def test_signal_does_not_end_it_half_way(root, tarball, signal):
+    root.run(unpack(root, tarball) + "mkdir early")
+    root.inside("/src/early/mv").write_text(SIGNALLING_MV)
+    told = root.run(f"chmod 755 early/mv; PATH=/src/early:$PATH SIGNAL={signal} {INSTALL}")
+    assert told.startswith("cvstop is installed") and root.inside("/src/early/sent").exists()
+    configure(root)
+    assert root.run("cvstop -h; man -w cvstop") == USAGE.format("cvstop") + "/usr/share/man/man8/cvstop.8.gz\n"
+    assert root.inside(REMOVE).with_name("installed").exists() and not list(root.inside("/usr").rglob("*.cvstop-new"))
+
+
 def lay_rpm(root):
     """Puts this machine's rpm into a root of the same Debian."""
     libraries = re.findall(r"(/\S+) \(0x", run(["ldd", "/usr/bin/rpm"]).stdout)
@@ -165,14 +223,6 @@ def test_removal_leaves_the_files_of_a_later_package(root, tarball, packaged):
     assert "these files belong to a package now, and stay:\n" in told and f"\n  {BIN}/cvstop\n" in told
     assert not root.inside(REMOVE).exists() and REMOVE not in told
     assert root.run(packaged[1] + "cvstop -h") == USAGE.format("cvstop")
-
-
-def test_removal_from_another_system_asks_its_package_manager(root, tarball, deb):
-    root.run(unpack(root, tarball) + INSTALL + CLEAN + install(root, deb))
-    configure(root)
-    told = run([root.inside(REMOVE), root.path]).stdout
-    assert f"\n  {root.path}{BIN}/cvstop\n" in told
-    assert root.run("dpkg -V cvstop; cvstop -h") == USAGE.format("cvstop")
 
 
 def test_programs_can_be_linked_again(root, packages, deb, tmp_path):

@@ -6,7 +6,7 @@ import os
 import pytest
 
 from box import until_ended
-from conftest import REPO, Root, archive_of_this_system, debian
+from conftest import REPO, Root, archive, debian
 from test_package import BIN, HOST_CONF, START, USAGE, install
 
 
@@ -14,7 +14,7 @@ DEBIANS = {"bullseye": "11", "bookworm": "12", "trixie": "13"}
 
 
 def wanted():
-    names = os.environ.get("CVSTOP_USERLANDS", archive_of_this_system()[0]).split()
+    names = os.environ.get("CVSTOP_USERLANDS", archive.codename()).split()
     return list(DEBIANS) if names == ["all"] else names
 
 
