@@ -78,7 +78,9 @@ def build_packages():
     (REPO / f"build/package/tree/{PROCESSOR}/packed/cvstop_0.9.9_{PROCESSOR}.deb").write_text("an earlier one")
     run(["scripts/package", "--no-lint", "--objects", PROCESSOR, FOREIGN], cwd=REPO)
     link(static="OFF")
-    run(["cpack", "--config", TREE / "CPackConfig.cmake", "-G", "DEB", "-B", REPO / "build/package/dynamic"])
+    dynamic = REPO / "build/package/dynamic"
+    shutil.rmtree(dynamic, ignore_errors=True)
+    run(["cpack", "--config", TREE / "CPackConfig.cmake", "-G", "DEB", "-B", dynamic])
     link(static="ON")
 
 
