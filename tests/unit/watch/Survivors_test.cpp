@@ -1,5 +1,6 @@
 #include "Survivors.h"
 
+#include <atomic>
 #include <csignal>
 #include <thread>
 
@@ -136,13 +137,17 @@ TEST(Survivors, SignalsThatTheyDoNotHeedAreNamed) {
 
 TEST(Survivors, SignalThatOneThreadBlocksGoesToAnother) {
     Doer two([] {
+        static std::atomic<bool> isMade = false;
         block(SIGQUIT);
-        // It begins with the mask of the first one.
+        // It begins with the mask of the first one, which blocks all signals while it makes it (pthread_create, glibc).
         std::thread([] {
             block(SIGTERM);
+            while (!isMade) {
+            }
             ::raise(SIGSTOP);
             ::pause();
         }).detach();
+        isMade = true;
     });
     EXPECT_EQ(reasonOfStopped(two).blocks, (std::vector<std::string>{"SIGQUIT"}));
 }
