@@ -1,6 +1,7 @@
 /// One pass over the process table.
 #pragma once
 
+#include <deque>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -57,7 +58,7 @@ class Scan {
     std::shared_ptr<const Judge> m_judge;
     /// Those that wait to be handed over, and those that are being judged.
     std::vector<Deferred> m_deferred;
-    std::shared_ptr<const std::vector<Deferred>> m_inJudgement;
+    std::deque<std::shared_ptr<const std::vector<Deferred>>> m_inJudgement;
     DeferredJudge m_deferredJudge;
     bool m_metPid1 = false;
     bool m_wasDenied = false;
