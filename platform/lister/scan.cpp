@@ -98,7 +98,7 @@ bool Scan::visitFolder(const char* folder, pid_t pid, int look) {
 
 bool Scan::visitLink(const char* folder, pid_t pid, std::string_view link, int look) {
     if (!isBelow(link, m_roots.install)) {
-        if (isInterpreterName(lastComponent(pathOfLink(link))) || wantsThirdParties()) {
+        if (wantsThirdParties() || mayRunScript(pid, link)) {
             defer(folder, pid, link, look);
         }
         return true;
@@ -110,6 +110,11 @@ bool Scan::visitLink(const char* folder, pid_t pid, std::string_view link, int l
     }
     take(pid, *verdict);
     return verdict->reason != Reason::Vanished;
+}
+
+/// A script that calls the program is not stopped by it: nobody has to wait for what the caller's own shells answer.
+bool Scan::mayRunScript(pid_t pid, std::string_view link) {
+    return isInterpreterName(lastComponent(pathOfLink(link))) && !theJudge()->caller().isAncestor(pid);
 }
 
 void Scan::defer(const char* folder, pid_t pid, std::string_view link, int look) {

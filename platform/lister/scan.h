@@ -38,6 +38,7 @@ class Scan {
     bool visitOtherThreads(const char* name, pid_t pid, int look);
     bool visitThreads(const char* task, pid_t pid, int look);
     void visitUnreadable(pid_t pid, int error);
+    bool mayRunScript(pid_t pid, std::string_view link);
     void defer(const char* folder, pid_t pid, std::string_view link, int look);
     void handOver();
     void takeJudged();
