@@ -29,14 +29,16 @@ struct DeferredJudge::Batch {
 };
 
 DeferredJudge::~DeferredJudge() {
-    if (!m_batch) {
-        return;
+    for (const auto& batch : m_batches) {
+        batch->isOver = true;
     }
-    m_batch->isOver = true;
-    try {
-        static_cast<void>(m_worker->finish(m_patience.withOne(), m_batch->done));
-    } catch (...) {
-        // The scan has failed already, and says why.
+    bool isDone = m_worker.has_value();
+    for (auto batch = m_batches.begin(); batch != m_batches.end() && isDone; ++batch) {
+        try {
+            isDone = m_worker->finish(m_patience.withOne(), (*batch)->done).isDone;
+        } catch (...) {
+            // The scan has failed already, and says why.
+        }
     }
 }
 
@@ -45,7 +47,13 @@ void DeferredJudge::begin(const std::shared_ptr<Batch>& batch) {
         m_worker.emplace();
     }
     m_worker->start([batch] { batch->workOff(); });
-    m_batch = batch;
+}
+
+/// On another thread: the one before was left behind.
+void DeferredJudge::beginAgain() {
+    for (const auto& batch : m_batches) {
+        begin(batch);
+    }
 }
 
 /// If it is not done, the next process did not answer in time.
@@ -62,13 +70,17 @@ Worker::Wait DeferredJudge::awaitEnd(const Batch& batch) {
 void DeferredJudge::start(const std::shared_ptr<const Judge>& judge,
                           const std::shared_ptr<const std::vector<Deferred>>& processes) {
     if (!processes->empty()) {
-        begin(std::make_shared<Batch>(judge, processes, 0));
+        const auto batch = std::make_shared<Batch>(judge, processes, 0);
+        begin(batch);
+        m_batches.push_back(batch);
     }
 }
 
 std::vector<Verdict> DeferredJudge::finish() {
     std::vector<Verdict> verdicts;
-    while (const std::shared_ptr<Batch> batch = std::exchange(m_batch, nullptr)) {
+    for (bool isWhole = m_batches.empty(); !isWhole;) {
+        const std::shared_ptr<Batch> batch = std::move(m_batches.front());
+        m_batches.pop_front();
         const Worker::Wait wait = awaitEnd(*batch);
         batch->isOver = true;
         // Not `done`, which may have grown since: a thread that was left behind may wake.
@@ -77,8 +89,12 @@ std::vector<Verdict> DeferredJudge::finish() {
         if (!wait.isDone && wait.progress < batch->verdicts.size()) {
             verdicts.push_back({0, Reason::Stuck, (*batch->processes)[verdicts.size()].link});
         }
-        if (verdicts.size() < batch->processes->size()) {
-            begin(std::make_shared<Batch>(batch->judge, batch->processes, verdicts.size()));
+        isWhole = verdicts.size() == batch->processes->size();
+        if (!isWhole) {
+            m_batches.push_front(std::make_shared<Batch>(batch->judge, batch->processes, verdicts.size()));
+        }
+        if (!wait.isDone) {
+            beginAgain();
         }
     }
     return verdicts;

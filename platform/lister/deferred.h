@@ -1,6 +1,7 @@
 /// Processes whose judgement may be held up for ever, and the thread that judges them.
 #pragma once
 
+#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
@@ -33,21 +34,23 @@ class DeferredJudge {
     DeferredJudge(const DeferredJudge&) = delete;
     DeferredJudge& operator=(const DeferredJudge&) = delete;
 
-    /// Begins to judge these; the ones before must be finished. Throws ScanFailure.
+    /// Begins to judge these as soon as the ones before are judged. Throws ScanFailure.
     void start(const std::shared_ptr<const Judge>& judge,
                const std::shared_ptr<const std::vector<Deferred>>& processes);
 
-    /// The verdicts in the order of the processes, none where nothing was started; Reason::Stuck for one that gave no
-    /// answer for as long as the patience lasts, which begins anew with each process. Throws ScanFailure and
-    /// std::bad_alloc.
+    /// The verdicts on the oldest that were started and not finished, in the order of the processes, none where there
+    /// are no such; Reason::Stuck for one that gave no answer for as long as the patience lasts, which begins anew with
+    /// each process. Throws ScanFailure and std::bad_alloc.
     std::vector<Verdict> finish();
 
   private:
     struct Batch;
     void begin(const std::shared_ptr<Batch>& batch);
+    void beginAgain();
     Worker::Wait awaitEnd(const Batch& batch);
 
-    std::shared_ptr<Batch> m_batch;
+    /// Those that are begun and not finished.
+    std::deque<std::shared_ptr<Batch>> m_batches;
     std::optional<Worker> m_worker;
     Patience m_patience;
 };

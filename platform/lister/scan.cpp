@@ -40,6 +40,9 @@ constexpr int kMostRevisits = 8;
 /// cache when it is judged, and the process still be there: in batches of 512 a judgement took 3 % longer.
 constexpr std::size_t kBatch = 32;
 
+/// Batches that wait while another one is judged. Without one the thread slept after each until it was handed the next.
+constexpr std::size_t kMostWaiting = 1;
+
 } // namespace
 
 int Scan::run(RecordList& records) {
@@ -61,7 +64,7 @@ int Scan::run(RecordList& records) {
     if (error != 0) {
         return error;
     }
-    while (!m_deferred.empty() || m_inJudgement) {
+    while (!m_deferred.empty() || !m_inJudgement.empty()) {
         handOver();
     }
     return isWhole() ? 0 : EACCES;
@@ -95,7 +98,7 @@ bool Scan::visitFolder(const char* folder, pid_t pid, int look) {
 
 bool Scan::visitLink(const char* folder, pid_t pid, std::string_view link, int look) {
     if (!isBelow(link, m_roots.install)) {
-        if (isInterpreterName(lastComponent(pathOfLink(link))) || wantsThirdParties()) {
+        if (wantsThirdParties() || mayRunScript(pid, link)) {
             defer(folder, pid, link, look);
         }
         return true;
@@ -109,24 +112,32 @@ bool Scan::visitLink(const char* folder, pid_t pid, std::string_view link, int l
     return verdict->reason != Reason::Vanished;
 }
 
+/// A script that calls the program is not stopped by it: nobody has to wait for what the caller's own shells answer.
+bool Scan::mayRunScript(pid_t pid, std::string_view link) {
+    return isInterpreterName(lastComponent(pathOfLink(link))) && !theJudge()->caller().isAncestor(pid);
+}
+
 void Scan::defer(const char* folder, pid_t pid, std::string_view link, int look) {
     m_deferred.reserve(kBatch);
     m_deferred.push_back({folder, pid, std::string(link), look});
 }
 
-/// One batch is judged while the next one's links are read.
+/// While the links of a batch are read, one is judged, and another one waits: the thread that judges never has to.
 void Scan::handOver() {
-    const auto next = std::make_shared<const std::vector<Deferred>>(std::exchange(m_deferred, {}));
-    takeJudged();
-    if (!next->empty()) {
-        m_deferredJudge.start(theJudge(), next);
-        m_inJudgement = next;
+    if (!m_deferred.empty()) {
+        m_inJudgement.push_back(std::make_shared<const std::vector<Deferred>>(std::exchange(m_deferred, {})));
+        m_deferredJudge.start(theJudge(), m_inJudgement.back());
+        if (m_inJudgement.size() <= kMostWaiting) {
+            return;
+        }
     }
+    takeJudged();
 }
 
 /// One that vanished may have lost its first thread alone, or have executed another program from another thread.
 void Scan::takeJudged() {
-    const auto processes = std::exchange(m_inJudgement, nullptr);
+    const auto processes = std::move(m_inJudgement.front());
+    m_inJudgement.pop_front();
     const std::vector<Verdict> verdicts = m_deferredJudge.finish();
     for (std::size_t at = 0; at < verdicts.size(); ++at) {
         const Deferred& process = (*processes)[at];

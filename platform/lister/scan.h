@@ -1,6 +1,7 @@
 /// One pass over the process table.
 #pragma once
 
+#include <deque>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -37,6 +38,7 @@ class Scan {
     bool visitOtherThreads(const char* name, pid_t pid, int look);
     bool visitThreads(const char* task, pid_t pid, int look);
     void visitUnreadable(pid_t pid, int error);
+    bool mayRunScript(pid_t pid, std::string_view link);
     void defer(const char* folder, pid_t pid, std::string_view link, int look);
     void handOver();
     void takeJudged();
@@ -57,7 +59,7 @@ class Scan {
     std::shared_ptr<const Judge> m_judge;
     /// Those that wait to be handed over, and those that are being judged.
     std::vector<Deferred> m_deferred;
-    std::shared_ptr<const std::vector<Deferred>> m_inJudgement;
+    std::deque<std::shared_ptr<const std::vector<Deferred>>> m_inJudgement;
     DeferredJudge m_deferredJudge;
     bool m_metPid1 = false;
     bool m_wasDenied = false;

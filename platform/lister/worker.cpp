@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <cstring>
 #include <ctime>
+#include <deque>
 #include <exception>
 #include <mutex>
 #include <optional>
@@ -46,8 +47,10 @@ struct Clocks {
 struct Worker::Thread {
     std::mutex mutex;
     std::condition_variable changed;
-    std::function<void()> job;
-    std::exception_ptr failure;
+    /// Those that are to begin.
+    std::deque<std::function<void()>> jobs;
+    /// What each job threw that has ended and was not waited for.
+    std::deque<std::exception_ptr> ended;
     bool isWorking = false;
     bool isEnding = false;
     bool isLeftBehind = false;
@@ -55,6 +58,7 @@ struct Worker::Thread {
     std::atomic<pid_t> tid = 0;
 
     void work();
+    std::function<void()> nextJob();
     void leaveBehind();
     [[nodiscard]] std::chrono::nanoseconds processorTime() const;
     [[nodiscard]] bool isRunnable() const;
@@ -75,24 +79,35 @@ void* Worker::Thread::start(void* shared) {
     return nullptr;
 }
 
+std::function<void()> Worker::Thread::nextJob() {
+    std::function<void()> job = std::move(jobs.front());
+    jobs.pop_front();
+    isWorking = true;
+    return job;
+}
+
 void Worker::Thread::work() {
     std::unique_lock<std::mutex> lock(mutex);
     while (true) {
-        changed.wait(lock, [this] { return isWorking || isEnding; });
+        changed.wait(lock, [this] { return !jobs.empty() || isEnding; });
         if (isEnding) {
             return;
         }
+        std::function<void()> job = nextJob();
+        std::exception_ptr failure;
         lock.unlock();
         try {
             job();
         } catch (...) {
             failure = std::current_exception();
         }
+        job = nullptr;
         lock.lock();
         if (isLeftBehind) {
             return;
         }
         isWorking = false;
+        ended.push_back(failure);
         changed.notify_all();
     }
 }
@@ -130,17 +145,17 @@ bool Worker::Thread::isRunnable() const {
 std::chrono::nanoseconds Worker::Thread::idleSince(Clocks& before) const {
     const Clocks then = std::exchange(before, clocks());
     const std::chrono::nanoseconds time = before.now - then.now;
-    const bool isIdle = before.used - then.used < time / kLeastShare && (!isWorking || !isRunnable());
+    const bool isIdle = before.used - then.used < time / kLeastShare && (!ended.empty() || !isRunnable());
     return isIdle ? time : std::chrono::nanoseconds(0);
 }
 
 Worker::Wait Worker::Thread::awaitEnd(std::unique_lock<std::mutex>& lock, std::chrono::milliseconds patience,
                                       const std::atomic<std::size_t>& progress) {
     const std::chrono::nanoseconds look = std::chrono::nanoseconds(patience) / kLooksPerPatience;
-    Wait wait = {!isWorking, progress, {}};
+    Wait wait = {!ended.empty(), progress, {}};
     Clocks before = clocks();
     for (int looks = 0; !wait.isDone && looks < kLooksPerPatience;) {
-        wait.isDone = changed.wait_for(lock, look, [this] { return !isWorking; });
+        wait.isDone = changed.wait_for(lock, look, [this] { return !ended.empty(); });
         const std::chrono::nanoseconds idle = idleSince(before);
         const std::size_t last = std::exchange(wait.progress, progress.load());
         looks = idle.count() > 0 && wait.progress == last ? looks + 1 : 0;
@@ -183,8 +198,7 @@ Worker::~Worker() {
 
 void Worker::start(std::function<void()> job) {
     const std::lock_guard<std::mutex> lock(m_thread->mutex);
-    m_thread->job = std::move(job);
-    m_thread->isWorking = true;
+    m_thread->jobs.push_back(std::move(job));
     m_thread->changed.notify_all();
 }
 
@@ -195,9 +209,10 @@ Worker::Wait Worker::finish(std::chrono::milliseconds patience, const std::atomi
         m_thread->leaveBehind();
         return wait;
     }
-    m_thread->job = nullptr;
-    if (m_thread->failure) {
-        std::rethrow_exception(std::exchange(m_thread->failure, nullptr));
+    const std::exception_ptr failure = std::exchange(m_thread->ended.front(), nullptr);
+    m_thread->ended.pop_front();
+    if (failure) {
+        std::rethrow_exception(failure);
     }
     return wait;
 }

@@ -9,18 +9,18 @@
 
 namespace lister {
 
-/// A thread that does one job at a time. A job that is stuck is left behind together with the thread. Of the caller's
-/// descriptors it finds those that were open when the worker was made.
+/// A thread that does one job after the other. A job that is stuck is left behind together with the thread. Of the
+/// caller's descriptors it finds those that were open when the worker was made.
 class Worker {
   public:
     /// Throws ScanFailure where no thread can be had.
     Worker();
-    /// Ends the thread; one that is still at work is left behind.
+    /// Ends the thread, which begins no other job; one that is still at work is left behind.
     ~Worker();
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
 
-    /// Begins a job, and the one before must be finished. It may go on after the worker's end: it must own whatever it
+    /// Begins a job as soon as those before it have ended. It may go on after the worker's end: it must own whatever it
     /// uses.
     void start(std::function<void()> job);
 
@@ -32,8 +32,8 @@ class Worker {
         /// processor either.
         std::chrono::nanoseconds idle{0};
     };
-    /// Waits until the job is done and throws what it threw. Gives up where the job was idle for as long as `patience`
-    /// without counting `progress` up: then the worker takes no other job.
+    /// Waits until the oldest job that was not waited for is done and throws what it threw. Gives up where the job was
+    /// idle for as long as `patience` without counting `progress` up: then the worker begins no other job.
     [[nodiscard]] Wait finish(std::chrono::milliseconds patience, const std::atomic<std::size_t>& progress);
 
   private:

@@ -131,6 +131,7 @@ TEST_F(DeferredJudgement, WhatIsBeingJudgedIsGivenUpAtTheEnd) {
     {
         DeferredJudge deferred;
         deferred.start(judge, processes);
+        deferred.start(judge, processes);
     }
     EXPECT_EQ(judge.use_count(), 1);
     DeferredJudge deferred;
@@ -147,6 +148,24 @@ TEST_F(DeferredJudgement, BatchesAreJudgedOneAfterTheOther) {
         ASSERT_EQ(verdicts.size(), 1U);
         EXPECT_EQ(verdicts[0].reason, Reason::ProductScript);
     }
+}
+
+/// The thread that was to judge it is left behind with the process that does not answer.
+TEST_F(DeferredJudgement, BatchBehindAStuckProcessIsJudged) {
+    DeferredJudge deferred(Patience(milliseconds(100)));
+    const auto judge = std::make_shared<const Judge>(m_roots, false);
+    for (const auto& batch :
+         {std::vector{stuck("76"), script("77")}, std::vector{script("78"), stuck("79")}, std::vector{script("80")}}) {
+        deferred.start(judge, std::make_shared<const std::vector<Deferred>>(batch));
+    }
+    std::vector<Reason> found;
+    for (std::vector<Verdict> verdicts; !(verdicts = deferred.finish()).empty();) {
+        for (const Verdict& verdict : verdicts) {
+            found.push_back(verdict.reason);
+        }
+    }
+    EXPECT_EQ(found, (std::vector{Reason::Stuck, Reason::ProductScript, Reason::ProductScript, Reason::Stuck,
+                                  Reason::ProductScript}));
 }
 
 TEST_F(DeferredJudgement, StuckProcessIsPassedOverByAWholeListing) {

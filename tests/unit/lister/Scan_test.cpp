@@ -135,6 +135,11 @@ TEST_F(ThreadsOfAScan, AreNotNeededWithoutInterpreters) {
     EXPECT_EQ(threadsStartedFor("/usr/bin/stranger"), 0);
 }
 
+TEST_F(ThreadsOfAScan, AreNotNeededForTheCallersOwnShell) {
+    make(std::to_string(getppid()), fs::canonical("/bin/sh"));
+    EXPECT_EQ(threadsStartedFor("/usr/bin/stranger"), 0);
+}
+
 TEST_F(ThreadsOfAScan, AreOneForAllInterpreters) {
     EXPECT_EQ(threadsStartedFor(fs::canonical("/bin/sh")), 1);
 }

@@ -56,23 +56,41 @@ TEST(Worker, ThrowsWhatTheJobThrewAndTakesAnother) {
     EXPECT_TRUE(isDone);
 }
 
-/// It goes on for itself when it is let go: what it owns must still be there.
+/// What one of them throws is thrown where that one is waited for.
+TEST(Worker, BeginsTheNextJobWithoutBeingAsked) {
+    Worker worker;
+    std::promise<void> last;
+    worker.start([] {});
+    worker.start([] { throw ScanFailure{5}; });
+    worker.start([&last] { last.set_value(); });
+    last.get_future().wait();
+    EXPECT_TRUE(worker.finish(milliseconds(1000), kNoProgress).isDone);
+    EXPECT_THROW(static_cast<void>(worker.finish(milliseconds(1000), kNoProgress)), ScanFailure);
+    EXPECT_TRUE(worker.finish(milliseconds(1000), kNoProgress).isDone);
+}
+
+/// It goes on for itself when it is let go: what it owns must still be there, and what waits behind it is not begun.
 TEST(Worker, StuckJobIsLeftBehind) {
     std::promise<void> release;
     const auto end = std::make_shared<std::promise<int>>();
     std::future<int> left = end->get_future();
+    const auto behind = std::make_shared<std::promise<void>>();
+    std::future<void> begun = behind->get_future();
     {
         Worker worker;
-        EXPECT_FALSE(run(
-            worker,
-            [gate = release.get_future().share(), end] {
-                gate.wait();
-                end->set_value(42);
-            },
-            milliseconds(20)));
+        worker.start([gate = release.get_future().share(), end] {
+            gate.wait();
+            end->set_value(42);
+        });
+        worker.start([behind] { behind->set_value(); });
+        EXPECT_FALSE(worker.finish(milliseconds(20), kNoProgress).isDone);
     }
     release.set_value();
     EXPECT_EQ(left.get(), 42);
+    // The thread ends, and the last owner with it.
+    while (behind.use_count() > 1) {
+    }
+    EXPECT_EQ(begun.wait_for(milliseconds(0)), std::future_status::timeout);
 }
 
 /// A file server may answer a little at a time, and never come to an end.
