@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <iterator>
 
 #include <fcntl.h>
 #include <linux/nsfs.h>
@@ -151,16 +150,13 @@ bool Caller::seesMount(std::uint64_t mountId, std::string_view path) const {
                        [&](const MountLine& mount) { return mount.id == mountId && isOnTheWay(mount, path); });
 }
 
-/// Of several mounts in one place, the last one hides the others: an automount stands below what it has mounted.
-bool Caller::passesServer(std::string_view path) const {
-    for (auto mount = m_mounts.begin(); mount != m_mounts.end(); ++mount) {
-        if (isOnTheWay(*mount, path) && isServedType(mount->type) &&
-            std::none_of(std::next(mount), m_mounts.end(),
-                         [&](const MountLine& later) { return later.mountPoint == mount->mountPoint; })) {
-            return true;
-        }
-    }
-    return false;
+/// A mount that is not known was made since the caller's were read. The product's own tree is looked up all the same,
+/// and with it whatever lies on the file systems that lead there: on a host without a disk, all of it.
+bool Caller::mayLookInto(std::uint64_t mountId) const {
+    return std::any_of(m_mounts.begin(), m_mounts.end(), [&](const MountLine& mount) {
+        return mount.id == mountId && (!isServedType(mount.type) || isOnTheWay(mount, m_installRoot) ||
+                                       isBelow(mount.mountPoint, m_installRoot));
+    });
 }
 
 /// The install root is canonical, so a symbolic link on the way is not the host's; an absolute one would even lead from

@@ -40,8 +40,8 @@ class Caller {
     [[nodiscard]] bool isInInitialUserNamespace() const;
     /// Whether the caller sees this mount at a place that `path` begins with.
     [[nodiscard]] bool seesMount(std::uint64_t mountId, std::string_view path) const;
-    /// Whether a file system that the caller would pass on the way to `path` may have to ask a server.
-    [[nodiscard]] bool passesServer(std::string_view path) const;
+    /// Whether what is looked up in this mount asks no server, but for one that the product's own tree lies on.
+    [[nodiscard]] bool mayLookInto(std::uint64_t mountId) const;
     /// Whether the process finds the host's own folder at the install root.
     [[nodiscard]] bool sharesInstallRoot(const PinnedProcess& process) const;
 

@@ -188,7 +188,8 @@ void Scan::visitUnreadable(pid_t pid, int error) {
 
 void Scan::take(pid_t pid, const Verdict& verdict) {
     log(pid, verdict);
-    m_wasDenied = m_wasDenied || verdict.reason == Reason::Unreadable || verdict.reason == Reason::Stuck;
+    m_wasDenied = m_wasDenied || verdict.reason == Reason::Unreadable || verdict.reason == Reason::Stuck ||
+                  verdict.reason == Reason::AsksServer;
     if ((verdict.category & m_categories) == 0) {
         return;
     }

@@ -32,6 +32,7 @@ enum class Reason {
     Unreadable,
     Unsettled,
     Stuck,
+    AsksServer,
     OverBudget,
     Count_,
 };
@@ -64,6 +65,7 @@ inline constexpr ReasonRow kReasons[] = {
     {"passed over: it cannot be read", Reason::Unreadable, true},
     {"passed over: it executes one program after another", Reason::Unsettled, true},
     {"passed over: it does not answer", Reason::Stuck, true},
+    {"passed over: what script it runs only a file server could tell", Reason::AsksServer, true},
     {"passed over: too many mappings or descriptors", Reason::OverBudget, true},
 };
 

@@ -1,8 +1,10 @@
 #include <utility>
 #include <vector>
 
+#include <sys/inotify.h>
 #include <sys/stat.h>
 
+#include "Kernel.h"
 #include "MadeUpProcess.h"
 
 namespace lister {
@@ -172,6 +174,34 @@ TEST_F(ScriptRule, LoopOfLinksIsNoScript) {
     make("77", fs::canonical("/bin/sh"));
     write("77", "cmdline", std::string("sh\0", 3) + m_root + "/bin/here" + '\0');
     EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
+}
+
+/// What the server would say may be that it is one of the product: the way may lead over a link.
+TEST_F(ScriptRule, ScriptThatOnlyAServerCouldFindIsLeftOpen) {
+    make("77", fs::canonical("/bin/sh"));
+    fs::create_symlink("/proc/version", m_folder / "link");
+    kernel::answerCachedLookUps(EAGAIN);
+    for (const std::string& path : {std::string("/proc/version"), (m_folder / "link").string()}) {
+        write("77", "cmdline", std::string("sh\0", 3) + path + '\0');
+        serveProc("proc");
+        EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
+        serveProc("fuse");
+        EXPECT_EQ(judge("77", judgeScript).reason, Reason::AsksServer);
+    }
+    kernel::answerCachedLookUps(kernel::kByItself);
+}
+
+/// Opening it would let its writer go on.
+TEST_F(ScriptRule, PipeIsNotEvenOpened) {
+    const fs::path pipe = m_root + "/bin/pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    make("77", fs::canonical("/bin/sh"));
+    write("77", "cmdline", std::string("sh\0", 3) + pipe.string() + '\0');
+    const UniqueFd watch(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    ASSERT_GE(inotify_add_watch(watch.get(), pipe.c_str(), IN_OPEN), 0);
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
+    char event[1024];
+    EXPECT_EQ(read(watch.get(), event, sizeof event), -1) << "it was opened";
 }
 
 TEST_F(LiveScript, ScriptThatNamesItsInterpreterIsTheProduct) {
