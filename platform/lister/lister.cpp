@@ -8,14 +8,23 @@
 
 #include "cvlog.h"
 #include "scan.h"
+#include "verdict.h"
 
 namespace lister {
 
 namespace {
 
+/// A tree that is gone keeps its name, and its processes with it. One that cannot be looked up may have another name:
+/// everything in it would be missed.
 std::string canonical(const std::string& path) {
     char resolved[PATH_MAX];
-    return realpath(path.c_str(), resolved) != nullptr ? resolved : path;
+    if (realpath(path.c_str(), resolved) != nullptr) {
+        return resolved;
+    }
+    if (isRefusal(errno)) {
+        throw ScanFailure{errno};
+    }
+    return path;
 }
 
 } // namespace
