@@ -2,12 +2,14 @@
 
 #include <ctime>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 
 #include <gtest/gtest.h>
 
 #include "InterpreterLines.h"
+#include "interpretertable.h"
 
 namespace lister {
 namespace {
@@ -106,6 +108,30 @@ TEST(InterpreterOptions, LeadToTheScriptOrSayThatThereIsNone) {
     for (const InterpreterLines& row : kInterpreterLines) {
         expectOfAll(row.interpreter, row.withScript, kScript);
         expectOfAll(row.interpreter, row.withoutScript, std::nullopt);
+    }
+}
+
+/// The options that a row's lines are read by; of busybox, those of the applets that its lines begin with.
+std::set<const Options*> testedOptions() {
+    std::set<const Options*> tested;
+    for (const InterpreterLines& row : kInterpreterLines) {
+        tested.insert(findInterpreter(row.interpreter));
+        for (const CommandLine& line : commandLinesIn(row.interpreter == "busybox" ? row.withScript : "")) {
+            tested.insert(findApplet(line.text.substr(0, line.text.find(' '))));
+        }
+    }
+    return tested;
+}
+
+TEST(InterpreterOptions, OfEachRowAreTested) {
+    const std::set<const Options*> tested = testedOptions();
+    for (const InterpreterRow& row : interpreterRows()) {
+        EXPECT_TRUE(tested.contains(&row.options))
+            << "no command line of " << row.name << " is tested: add a row to kInterpreterLines (InterpreterLines.h)";
+    }
+    for (const InterpreterRow& row : appletRows()) {
+        EXPECT_TRUE(tested.contains(&row.options)) << "no command line of the applet " << row.name
+                                                   << " is tested: add one to busybox's row of kInterpreterLines";
     }
 }
 
