@@ -61,9 +61,9 @@ uid_t ownerOfUserNamespace(const PinnedProcess& process) {
 
 } // namespace
 
-Caller::Caller(const Roots& roots) : m_installRoot(roots.install) {
-    const UniqueFd proc(::open(roots.proc, O_PATH | O_DIRECTORY | O_CLOEXEC));
-    const PinnedProcess self(proc.get(), getpid(), "self");
+Caller::Caller(const Roots& roots)
+    : m_proc(::open(roots.proc, O_PATH | O_DIRECTORY | O_CLOEXEC)), m_installRoot(roots.install) {
+    const PinnedProcess self(m_proc.get(), getpid(), "self");
     if (!self) {
         throw ScanFailure{errno};
     }
@@ -77,14 +77,18 @@ Caller::Caller(const Roots& roots) : m_installRoot(roots.install) {
     m_pidNamespace = requireLink(self, "ns/pid");
     m_userNamespace = requireLink(self, "ns/user");
     m_mountNamespace = requireLink(self, "ns/mnt");
-    readAncestors(proc.get());
+    readAncestors();
     readMounts(self);
 }
 
-void Caller::readAncestors(int proc) {
+PinnedProcess Caller::pin(pid_t pid) const {
+    return {m_proc.get(), pid, std::to_string(pid).c_str()};
+}
+
+void Caller::readAncestors() {
     for (pid_t pid = getppid(); pid > 0 && !isAncestor(pid);) {
         m_ancestors.push_back(pid);
-        const PinnedProcess process(proc, pid, std::to_string(pid).c_str());
+        const PinnedProcess process = pin(pid);
         const std::optional<std::string> text = process ? process.read("stat", kSmallFileSize) : std::nullopt;
         // With a part of the ancestors unknown one of them could be stopped.
         if (!text && lostReason(errno) == Reason::Unreadable) {

@@ -27,6 +27,9 @@ constexpr int kCommandLineReads = 1000;
 /// The kernel keeps 15 bytes of a process's name (TASK_COMM_LEN).
 constexpr std::size_t kCommSize = 15;
 
+/// One in another; deeper ones are not looked for.
+constexpr int kMostSubshells = 8;
+
 constexpr std::array kProgramFolders = {"/bin/", "/usr/bin/", "/usr/local/bin/"};
 
 /// An interpreter that nobody but root could have put there.
@@ -132,12 +135,15 @@ struct Script {
     UniqueFd file;
     FileStatus status;
     std::string path;
+    std::string commandLine;
+    bool isRelative = false;
 };
 
 /// What the process's script argument really leads to.
 std::optional<Script> findScript(const Caller& caller, const PinnedProcess& process, const std::string& interpreter) {
-    const std::string commandLine = readCommandLine(process);
+    std::string commandLine = readCommandLine(process);
     const std::optional<std::string_view> argument = scriptArgument(lastComponent(interpreter), commandLine);
+    const bool isRelative = argument && !argument->starts_with("/");
     UniqueFd file = argument ? find(caller, pathOfScript(process, *argument)) : UniqueFd();
     std::string path = file ? required(pathOf(file)) : "";
     if (!isBelow(path, caller.installRoot())) {
@@ -148,7 +154,7 @@ std::optional<Script> findScript(const Caller& caller, const PinnedProcess& proc
         // Removed just now, and it still had this path.
         path = pathOfLink(path);
     }
-    return Script{std::move(file), status, std::move(path)};
+    return Script{std::move(file), status, std::move(path), std::move(commandLine), isRelative};
 }
 
 /// argv and comm are the process's own to forge: nobody but root or the script's owner makes a process of the product.
@@ -162,6 +168,59 @@ bool isScriptOf(const Caller& caller, const PinnedProcess& process, const Script
     return S_ISREG(script.status.mode) &&
            (isNamedAfter(process, script.path) || namesInterpreter(caller, firstBytesOf(script.file), interpreter)) &&
            mayRun(process, script.status);
+}
+
+/// Whether the process has the script open, by the name that the kernel gives it: an upgrade may have replaced it.
+bool holds(const PinnedProcess& process, const std::string& script) {
+    const UniqueFd folder = process.open("fd", O_RDONLY | O_DIRECTORY);
+    if (!folder) {
+        throwLost(errno);
+    }
+    bool isHeld = false;
+    const int error = forEachName(folder.get(), [&](const char* name) {
+        LinkBuffer buffer;
+        const std::optional<std::string_view> link =
+            name[0] == '.' ? std::string_view() : readLink(folder.get(), name, buffer);
+        if (!link) {
+            throwIfRefused(errno); // or it was closed meanwhile
+        }
+        isHeld = link && pathOfLink(*link) == script;
+        return !isHeld;
+    });
+    if (error != 0) {
+        throwLost(error);
+    }
+    return isHeld;
+}
+
+/// The parent of a subshell runs the same script, by the same command line. Most shells close it in a subshell.
+std::optional<PinnedProcess> shellOf(const Caller& caller, const PinnedProcess& process, const Script& script) {
+    const std::string text = required(process.read("stat", kSmallFileSize));
+    const std::optional<StatLine> stat = parseStat(text);
+    if (!stat) {
+        return std::nullopt;
+    }
+    PinnedProcess parent = caller.pin(stat->parent);
+    const bool isShell = parent && parent.read("cmdline", kCommandLineSize) == script.commandLine;
+    return isShell ? std::optional(std::move(parent)) : std::nullopt;
+}
+
+/// A relative argument is one of the folder where the process was started, and it may have gone to another one since,
+/// with a script of the same name. Shells prove which one they run.
+bool isProven(const Caller& caller, const PinnedProcess& process, const Script& script,
+              const std::string& interpreter) {
+    if (!script.isRelative || !keepsScriptOpen(lastComponent(interpreter), script.commandLine) ||
+        holds(process, script.path)) {
+        return true;
+    }
+    std::optional<PinnedProcess> shell = shellOf(caller, process, script);
+    for (int count = 0; shell && count < kMostSubshells; ++count) {
+        if (holds(*shell, script.path)) {
+            return true;
+        }
+        shell = shellOf(caller, *std::exchange(shell, std::nullopt), script);
+    }
+    return false;
 }
 
 } // namespace
@@ -185,6 +244,9 @@ Verdict judgeScript(const Caller& caller, const PinnedProcess& process) {
     // same folder there.
     if (!caller.sharesInstallRoot(process)) {
         return {0, Reason::NotTheHostsFile, script->path};
+    }
+    if (!isProven(caller, process, *script, interpreter)) {
+        return {0, Reason::Unproven, script->path};
     }
     if (!isFitPath(script->path)) {
         return {CAT_OTHER_THIRD_PARTY, Reason::UnfitPath, script->path};

@@ -33,6 +33,7 @@ enum class Reason {
     Unsettled,
     Stuck,
     AsksServer,
+    Unproven,
     OverBudget,
     Count_,
 };
@@ -66,6 +67,7 @@ inline constexpr ReasonRow kReasons[] = {
     {"passed over: it executes one program after another", Reason::Unsettled, true},
     {"passed over: it does not answer", Reason::Stuck, true},
     {"passed over: what script it runs only a file server could tell", Reason::AsksServer, true},
+    {"passed over: nothing proves that its script is not another one of that name", Reason::Unproven, true},
     {"passed over: too many mappings or descriptors", Reason::OverBudget, true},
 };
 

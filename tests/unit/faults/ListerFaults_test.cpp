@@ -27,7 +27,7 @@ TEST_P(ListerFaults, NoProcessIsMissingInSilence) {
     awaitExitOfLeader(exited.pid());
     const Child worker(writeScript("worker", "#!/bin/sh\nkill -STOP $$\n"), {"worker"});
     awaitStop(worker.pid());
-    const Child byHand("/bin/sh", {"sh", m_root + "/bin/worker"});
+    const Child byHand("/bin/sh", {"sh", "worker"}, [this] { fs::current_path(m_root + "/bin"); });
     awaitStop(byHand.pid());
     fs::create_symlink(m_root + "/bin/worker", m_folder / "link");
     const Child byLink("/bin/sh", {"sh", m_folder / "link"});

@@ -143,6 +143,14 @@ TEST(ScriptArgument, BusyboxIsWhatItIsCalled) {
     EXPECT_EQ(scriptArgument("busybox", "-\0sh\0/opt/x\0"s), std::nullopt);
 }
 
+TEST(ScriptFile, IsKeptOpenByShells) {
+    EXPECT_TRUE(keepsScriptOpen("bash", "bash\0x\0"s));
+    EXPECT_TRUE(keepsScriptOpen("busybox", "busybox\0sh\0x\0"s));
+    EXPECT_FALSE(keepsScriptOpen("busybox", "awk\0-f\0x\0"s));
+    EXPECT_FALSE(keepsScriptOpen("python3.11", "python3\0x\0"s));
+    EXPECT_FALSE(keepsScriptOpen("vi", "vi\0x\0"s));
+}
+
 TEST(ScriptArgument, MayBeRelative) {
     EXPECT_EQ(scriptArgument("sh", "sh\0bin/x\0"s), "bin/x");
     EXPECT_EQ(scriptArgument("sh", "sh\0x\0/opt/y\0"s), "x");
