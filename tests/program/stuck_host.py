@@ -3,7 +3,6 @@ import pytest
 
 SANDBOX = "/usr/quarn/sandbox"
 
-# A process is stuck when it waits for its own memory lock, and so does who asks for its arguments.
 SERVE = f"""
 mkdir /tmp/stuck
 /usr/bin/python3 /opt/stuckfs.py /tmp/stuck /opt/starter/start >/tmp/mounted 2>&1 &
@@ -12,6 +11,7 @@ until test -s /tmp/mounted || ! kill -0 $server; do :; done
 grep -q mounted /tmp/mounted || {{ cp /tmp/mounted {SANDBOX}/unmountable; exit 0; }}
 """
 
+# A process is stuck when it waits for its own memory lock, and so does whatever asks for its arguments.
 BEFORE = SERVE + f"""
 is_stuck() {{
   test "$(sed 's/.*) //; s/ .*//' /proc/$1/stat)" = D && ! timeout 1 cat /proc/$1/cmdline >/dev/null

@@ -78,7 +78,7 @@ def test_link_in_a_foreign_root_does_not_lead_to_the_hosts_tree(host):
 # --- third parties
 
 def test_descriptor_that_was_sent_to_a_stranger_only_lists_it(host):
-    """Who sends a daemon's file to a database must not have the database stopped."""
+    """Sending a daemon's file to a database must not get the database stopped."""
     here = host(FLEET)
     here.write("/opt/receive.py", "import socket, os, signal\n"
                "ours, theirs = socket.socketpair(socket.AF_UNIX)\n"

@@ -33,7 +33,7 @@ SCRIPTS = [
     ("#!/usr/bin/ruby -w", RUBY), ("#!/usr/bin/tclsh", TCL), ("#!/usr/bin/lua", LUA), ("#!/usr/bin/lua -i", LUA),
     ("#!/usr/bin/php", f"<?php {PHP}"), ("#!/usr/bin/mawk -f", AWK), ("#!/usr/bin/gawk -f", AWK)]
 
-# How somebody starts a script by hand, of which interpreter it is, and where he stands.
+# How a script is started by hand, which interpreter it names, and in which folder.
 COMMANDS = [
     ("sh -- WORKER", "/bin/sh", SHELL, "/"), ("sh -eu WORKER", "/bin/sh", SHELL, "/"),
     ("sh -o errexit WORKER", "/bin/sh", SHELL, "/"), ("busybox sh -e WORKER", "/usr/bin/busybox", SHELL, "/"),
