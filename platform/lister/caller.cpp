@@ -7,6 +7,7 @@
 #include <linux/nsfs.h>
 #include <sys/ioctl.h>
 
+#include "errors.h"
 #include "names.h"
 
 namespace lister {

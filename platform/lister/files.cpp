@@ -7,9 +7,9 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 
+#include "errors.h"
 #include "names.h"
 #include "procparse.h"
-#include "verdict.h"
 
 namespace lister {
 

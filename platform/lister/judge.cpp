@@ -5,6 +5,7 @@
 
 #include <fcntl.h>
 
+#include "errors.h"
 #include "interpreters.h"
 #include "names.h"
 #include "procparse.h"

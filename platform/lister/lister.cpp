@@ -7,8 +7,8 @@
 #include <string>
 
 #include "cvlog.h"
+#include "errors.h"
 #include "scan.h"
-#include "verdict.h"
 
 namespace lister {
 

@@ -8,7 +8,7 @@
 #include <linux/openat2.h>
 #include <sys/stat.h>
 
-#include "verdict.h"
+#include "errors.h"
 
 namespace lister {
 

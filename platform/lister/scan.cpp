@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "cvlog.h"
+#include "errors.h"
 #include "interpreters.h"
 #include "names.h"
 #include "procparse.h"

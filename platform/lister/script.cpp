@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 
 #include "cvcategories.h"
+#include "errors.h"
 #include "interpreters.h"
 #include "lookup.h"
 #include "names.h"

@@ -10,6 +10,7 @@
 #include <fcntl.h>
 
 #include "cvbase.h"
+#include "errors.h"
 #include "lookup.h"
 #include "mappings.h"
 #include "names.h"
