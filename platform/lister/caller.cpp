@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <iterator>
 
 #include <fcntl.h>
 #include <linux/nsfs.h>
 #include <sys/ioctl.h>
 
+#include "errors.h"
 #include "names.h"
 
 namespace lister {
@@ -62,9 +62,9 @@ uid_t ownerOfUserNamespace(const PinnedProcess& process) {
 
 } // namespace
 
-Caller::Caller(const Roots& roots) : m_installRoot(roots.install) {
-    const UniqueFd proc(::open(roots.proc, O_PATH | O_DIRECTORY | O_CLOEXEC));
-    const PinnedProcess self(proc.get(), getpid(), "self");
+Caller::Caller(const Roots& roots)
+    : m_proc(::open(roots.proc, O_PATH | O_DIRECTORY | O_CLOEXEC)), m_installRoot(roots.install) {
+    const PinnedProcess self(m_proc.get(), getpid(), "self");
     if (!self) {
         throw ScanFailure{errno};
     }
@@ -78,14 +78,18 @@ Caller::Caller(const Roots& roots) : m_installRoot(roots.install) {
     m_pidNamespace = requireLink(self, "ns/pid");
     m_userNamespace = requireLink(self, "ns/user");
     m_mountNamespace = requireLink(self, "ns/mnt");
-    readAncestors(proc.get());
+    readAncestors();
     readMounts(self);
 }
 
-void Caller::readAncestors(int proc) {
+PinnedProcess Caller::pin(pid_t pid) const {
+    return {m_proc.get(), pid, std::to_string(pid).c_str()};
+}
+
+void Caller::readAncestors() {
     for (pid_t pid = getppid(); pid > 0 && !isAncestor(pid);) {
         m_ancestors.push_back(pid);
-        const PinnedProcess process(proc, pid, std::to_string(pid).c_str());
+        const PinnedProcess process = pin(pid);
         const std::optional<std::string> text = process ? process.read("stat", kSmallFileSize) : std::nullopt;
         // With a part of the ancestors unknown one of them could be stopped.
         if (!text && lostReason(errno) == Reason::Unreadable) {
@@ -151,16 +155,13 @@ bool Caller::seesMount(std::uint64_t mountId, std::string_view path) const {
                        [&](const MountLine& mount) { return mount.id == mountId && isOnTheWay(mount, path); });
 }
 
-/// Of several mounts in one place, the last one hides the others: an automount stands below what it has mounted.
-bool Caller::passesServer(std::string_view path) const {
-    for (auto mount = m_mounts.begin(); mount != m_mounts.end(); ++mount) {
-        if (isOnTheWay(*mount, path) && isServedType(mount->type) &&
-            std::none_of(std::next(mount), m_mounts.end(),
-                         [&](const MountLine& later) { return later.mountPoint == mount->mountPoint; })) {
-            return true;
-        }
-    }
-    return false;
+/// A mount that is not known was made since the caller's were read. The product's own tree is looked up all the same,
+/// and with it whatever lies on the file systems that lead there: on a host without a disk, all of it.
+bool Caller::mayLookInto(std::uint64_t mountId) const {
+    return std::any_of(m_mounts.begin(), m_mounts.end(), [&](const MountLine& mount) {
+        return mount.id == mountId && (!isServedType(mount.type) || isOnTheWay(mount, m_installRoot) ||
+                                       isBelow(mount.mountPoint, m_installRoot));
+    });
 }
 
 /// The install root is canonical, so a symbolic link on the way is not the host's; an absolute one would even lead from

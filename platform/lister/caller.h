@@ -9,6 +9,7 @@
 
 #include <sys/types.h>
 
+#include "UniqueFd.h"
 #include "files.h"
 #include "process.h"
 #include "procparse.h"
@@ -25,6 +26,8 @@ class Caller {
 
     [[nodiscard]] const std::string& installRoot() const { return m_installRoot; }
     [[nodiscard]] bool isAncestor(pid_t pid) const;
+    /// Another process, by its pid; empty where there is none.
+    [[nodiscard]] PinnedProcess pin(pid_t pid) const;
     /// Also another release of it: an upgrade in place must not make a running one a process of the product.
     [[nodiscard]] bool isOwnExecutable(const FileStatus& executable, std::string_view path) const;
     // A namespace is known by the text of its link, "pid:[4026531836]" (namespaces(7)): cheaper than its status. Where
@@ -40,15 +43,16 @@ class Caller {
     [[nodiscard]] bool isInInitialUserNamespace() const;
     /// Whether the caller sees this mount at a place that `path` begins with.
     [[nodiscard]] bool seesMount(std::uint64_t mountId, std::string_view path) const;
-    /// Whether a file system that the caller would pass on the way to `path` may have to ask a server.
-    [[nodiscard]] bool passesServer(std::string_view path) const;
+    /// Whether what is looked up in this mount asks no server, but for one that the product's own tree lies on.
+    [[nodiscard]] bool mayLookInto(std::uint64_t mountId) const;
     /// Whether the process finds the host's own folder at the install root.
     [[nodiscard]] bool sharesInstallRoot(const PinnedProcess& process) const;
 
   private:
-    void readAncestors(int proc);
+    void readAncestors();
     void readMounts(const PinnedProcess& self);
 
+    UniqueFd m_proc;
     std::string m_installRoot;
     std::optional<FileStatus> m_installFolder;
     FileStatus m_executable;

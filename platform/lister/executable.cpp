@@ -5,6 +5,7 @@
 #include <fcntl.h>
 
 #include "cvcategories.h"
+#include "errors.h"
 #include "names.h"
 
 namespace lister {

@@ -7,35 +7,15 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 
+#include "errors.h"
 #include "names.h"
 #include "procparse.h"
-#include "verdict.h"
 
 namespace lister {
 
 namespace {
 
 constexpr std::size_t kFdInfoSize = 4096;
-
-UniqueFd openByName(int directory, const char* path, int flags = 0) {
-    UniqueFd file(openat(directory, path, O_PATH | O_CLOEXEC | flags));
-    if (!file) {
-        throwIfShort(errno);
-    }
-    return file;
-}
-
-/// openat2(2), Linux 5.6: a descriptor that only names its file, looked up as `resolve` demands.
-UniqueFd find(int directory, const char* path, std::uint64_t flags, std::uint64_t resolve) {
-    open_how how = {};
-    how.flags = O_PATH | O_CLOEXEC | flags;
-    how.resolve = resolve;
-    UniqueFd file(static_cast<int>(syscall(SYS_openat2, directory, path, &how, sizeof how)));
-    if (!file) {
-        throwIfShort(errno);
-    }
-    return file;
-}
 
 /// An older kernel does not know the call, and neither do filters of system calls that are older than it.
 bool lacksOpenat2(int error) {
@@ -51,19 +31,6 @@ UniqueFd walkWithoutLinks(int directory, std::string_view path) {
         path.remove_prefix(std::min(length + 1, path.size()));
     }
     return folder;
-}
-
-/// The mount that an open file was reached by, from what the kernel says of the descriptor (Linux 3.15); 0 where it is
-/// not told. The thread's own folder: it may have a table of descriptors of its own.
-std::uint64_t mountOf(const UniqueFd& file) {
-    const std::string path = "/proc/thread-self/fdinfo/" + std::to_string(file.get());
-    const UniqueFd info(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!info) {
-        throwIfShort(errno);
-        return 0;
-    }
-    const std::optional<std::string> text = readAll(info.get(), kFdInfoSize);
-    return text ? parseMountId(*text).value_or(0) : 0;
 }
 
 /// In place of a statx that tells the mount: status and mount of one descriptor, so that they are of the same file
@@ -84,6 +51,38 @@ std::optional<FileStatus> statusAndMountByDescriptor(int directory, const char* 
 
 } // namespace
 
+UniqueFd openByName(int directory, const char* path, int flags) {
+    UniqueFd file(openat(directory, path, O_PATH | O_CLOEXEC | flags));
+    if (!file) {
+        throwIfShort(errno);
+    }
+    return file;
+}
+
+UniqueFd findAt(int directory, const char* path, std::uint64_t flags, std::uint64_t resolve) {
+    open_how how = {};
+    how.flags = O_PATH | O_CLOEXEC | flags;
+    how.resolve = resolve;
+    UniqueFd file(static_cast<int>(syscall(SYS_openat2, directory, path, &how, sizeof how)));
+    if (!file) {
+        throwIfShort(errno);
+    }
+    return file;
+}
+
+/// From what the kernel says of the descriptor (Linux 3.15). The thread's own folder: it may have a table of
+/// descriptors of its own.
+std::uint64_t mountOf(const UniqueFd& file) {
+    const std::string path = "/proc/thread-self/fdinfo/" + std::to_string(file.get());
+    const UniqueFd info(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!info) {
+        throwIfShort(errno);
+        return 0;
+    }
+    const std::optional<std::string> text = readAll(info.get(), kFdInfoSize);
+    return text ? parseMountId(*text).value_or(0) : 0;
+}
+
 std::optional<std::string_view> readLink(int directory, const char* name, LinkBuffer& buffer) {
     const ssize_t length = readlinkat(directory, name, buffer, sizeof buffer);
     if (length == sizeof buffer) {
@@ -95,7 +94,7 @@ std::optional<std::string_view> readLink(int directory, const char* name, LinkBu
 }
 
 UniqueFd findFolderWithoutLinks(int directory, const char* path) {
-    UniqueFd folder = find(directory, path, O_DIRECTORY, RESOLVE_NO_SYMLINKS);
+    UniqueFd folder = findAt(directory, path, O_DIRECTORY, RESOLVE_NO_SYMLINKS);
     return !folder && lacksOpenat2(errno) ? walkWithoutLinks(directory, path) : std::move(folder);
 }
 
@@ -144,16 +143,6 @@ std::optional<FileStatus> statusOf(int directory, const char* path, int flags) {
                       raw.stx_mode,
                       raw.stx_uid,
                       knowsMount ? raw.stx_mnt_id : 0};
-}
-
-/// A running executable is in the kernel's look-up cache, where RESOLVE_CACHED (Linux 5.12) finds it without asking its
-/// server; what replaced it may not be, but a disk answers. An older kernel looks nothing up this way, and a server's
-/// file is not found.
-std::optional<FileStatus> lookUpWithoutWaiting(const std::string& path, bool hasServer) {
-    if (const UniqueFd file = find(AT_FDCWD, path.c_str(), 0, RESOLVE_CACHED)) {
-        return statusOf(file);
-    }
-    return hasServer ? std::nullopt : lister::statusOf(AT_FDCWD, path.c_str());
 }
 
 /// A file may really have a name that ends in " (deleted)": it has links then, and is found under that name.

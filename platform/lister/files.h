@@ -43,6 +43,9 @@ std::optional<FileStatus> statusOf(int directory, const char* path, int flags = 
 /// The same with the mount, whatever the kernel; ENOSYS also where it can be told in no way.
 std::optional<FileStatus> statusAndMountOf(int directory, const char* path);
 
+/// The mount that an open file was reached by, 0 where it is not told.
+std::uint64_t mountOf(const UniqueFd& file);
+
 /// Calls visit(name) for each entry of an open folder until it returns false. The buffer is small on purpose: names
 /// must be fresh when they are used. A process that changes its pid every 2 ms was seen by 94 of 100 passes over /proc
 /// with 1 KiB, by none with 32 KiB. Returns 0 or an errno value.
@@ -80,15 +83,17 @@ LinkedFile readLinkText(const std::string& link, const FileStatus& status, const
 /// The same where the file may be looked up: not for a stranger's, whose file system may have a server.
 LinkedFile lookUpLinkText(const std::string& link, const FileStatus& status);
 
-/// The status of a running executable, looked up by its path and never waiting for a file server: nothing where
-/// only a server could tell. `hasServer` says whether there is one on the way.
-std::optional<FileStatus> lookUpWithoutWaiting(const std::string& path, bool hasServer);
-
 /// At most `limit` bytes of an open file; nothing where reading failed on the way, with errno set: half a text would be
 /// taken for the whole.
 std::optional<std::string> readAll(int fd, std::size_t limit);
 
-/// A descriptor that only names the folder (open(2), O_PATH) at a relative path on which no symbolic link stands; empty
+/// A descriptor that only names its file (open(2), O_PATH); empty where there is none, with errno set.
+UniqueFd openByName(int directory, const char* path, int flags = 0);
+
+/// The same, looked up as `resolve` demands (openat2(2), Linux 5.6).
+UniqueFd findAt(int directory, const char* path, std::uint64_t flags, std::uint64_t resolve);
+
+/// A descriptor that only names the folder at a relative path on which no symbolic link stands; empty
 /// where there is none, with errno set.
 UniqueFd findFolderWithoutLinks(int directory, const char* path);
 

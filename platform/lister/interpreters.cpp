@@ -229,6 +229,13 @@ std::string_view appletName(std::string_view ownName, Arguments& arguments) {
     return name.starts_with("busybox") ? lastComponent(arguments.next().value_or("")) : name;
 }
 
+/// The options of what follows; null where nothing is known of them.
+const Options* takeOwnName(std::string_view interpreter, Arguments& arguments) {
+    const std::optional<std::string_view> ownName = arguments.next();
+    const Options* options = findInterpreter(interpreter);
+    return options != nullptr && options->hasApplets && ownName ? findApplet(appletName(*ownName, arguments)) : options;
+}
+
 } // namespace
 
 bool isInterpreterName(std::string_view name) {
@@ -237,12 +244,14 @@ bool isInterpreterName(std::string_view name) {
 
 std::optional<std::string_view> scriptArgument(std::string_view interpreter, std::string_view commandLine) {
     Arguments arguments(commandLine);
-    const std::optional<std::string_view> ownName = arguments.next();
-    const Options* options = findInterpreter(interpreter);
-    if (options != nullptr && options->hasApplets && ownName) {
-        options = findApplet(appletName(*ownName, arguments));
-    }
+    const Options* options = takeOwnName(interpreter, arguments);
     return options == nullptr ? std::nullopt : OptionReader(*options, arguments).findScript();
+}
+
+bool keepsScriptOpen(std::string_view interpreter, std::string_view commandLine) {
+    Arguments arguments(commandLine);
+    const Options* options = takeOwnName(interpreter, arguments);
+    return options != nullptr && options->isShell;
 }
 
 } // namespace lister

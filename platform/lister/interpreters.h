@@ -20,4 +20,8 @@ bool isInterpreterName(std::string_view name);
 /// judge.
 std::optional<std::string_view> scriptArgument(std::string_view interpreter, std::string_view commandLine);
 
+/// Whether such a process has its script open for as long as it runs it. Shells read it line by line; others read all
+/// of it before they begin.
+bool keepsScriptOpen(std::string_view interpreter, std::string_view commandLine);
+
 } // namespace lister

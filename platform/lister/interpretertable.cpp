@@ -171,14 +171,8 @@ constexpr Options kTcl = {.longWithOneDash = kTclOneDash, .takesOneOptionOnly = 
 
 constexpr Options kBusybox = {.hasApplets = true};
 
-struct Row {
-    std::string_view name;
-    const Options& options;
-};
-
-/// By the names of the executables themselves, which links like rbash, nawk and python lead to. Under the others Red
-/// Hat and SUSE install Python and Ruby.
-constexpr Row kInterpreters[] = {
+/// Red Hat and SUSE install Python and Ruby under other names, too.
+constexpr InterpreterRow kInterpreters[] = {
     {"sh", kSh},
     {"bash", kBash},
     {"dash", kDash},
@@ -202,10 +196,12 @@ constexpr Row kInterpreters[] = {
     {"busybox", kBusybox},
 };
 
-constexpr Row kApplets[] = {{"sh", kBusyboxSh}, {"ash", kBusyboxSh}, {"bash", kBusyboxSh}, {"awk", kBusyboxAwk}};
+constexpr InterpreterRow kApplets[] = {
+    {"sh", kBusyboxSh}, {"ash", kBusyboxSh}, {"bash", kBusyboxSh}, {"awk", kBusyboxAwk}};
 
-const Options* find(std::span<const Row> rows, std::string_view name) {
-    const auto row = std::find_if(rows.begin(), rows.end(), [name](const Row& each) { return each.name == name; });
+const Options* find(std::span<const InterpreterRow> rows, std::string_view name) {
+    const auto row =
+        std::find_if(rows.begin(), rows.end(), [name](const InterpreterRow& each) { return each.name == name; });
     return row == rows.end() ? nullptr : &row->options;
 }
 
@@ -221,6 +217,14 @@ std::string_view withoutVersion(std::string_view name) {
 }
 
 } // namespace
+
+std::span<const InterpreterRow> interpreterRows() {
+    return kInterpreters;
+}
+
+std::span<const InterpreterRow> appletRows() {
+    return kApplets;
+}
 
 const Options* findInterpreter(std::string_view name) {
     return find(kInterpreters, withoutVersion(name));

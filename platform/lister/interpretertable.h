@@ -67,6 +67,17 @@ struct Options {
     bool hasApplets = false;
 };
 
+struct InterpreterRow {
+    std::string_view name;
+    const Options& options;
+};
+
+/// All of them, by the names of the executables themselves, which links like rbash, nawk and python lead to.
+std::span<const InterpreterRow> interpreterRows();
+
+/// The applets that interpret scripts.
+std::span<const InterpreterRow> appletRows();
+
 /// Null where no interpreter has this name. A version at its end does not matter.
 const Options* findInterpreter(std::string_view name);
 

@@ -5,6 +5,7 @@
 
 #include <fcntl.h>
 
+#include "errors.h"
 #include "interpreters.h"
 #include "names.h"
 #include "procparse.h"
@@ -23,6 +24,21 @@ UniqueFd openFolder(const char* path) {
         throw ScanFailure{errno};
     }
     return folder;
+}
+
+/// What may run a script.
+Verdict judgeInterpreter(const Caller& caller, const PinnedProcess& process, std::string_view link) {
+    if (!isInterpreterName(lastComponent(pathOfLink(link)))) {
+        return {};
+    }
+    try {
+        return judgeScript(caller, process);
+    } catch (const ProcessLost& lost) {
+        if (lost.reason != Reason::AsksServer) {
+            throw;
+        }
+        return {0, lost.reason, std::string(link)};
+    }
 }
 
 } // namespace
@@ -78,14 +94,14 @@ std::optional<Verdict> Judge::judgePinned(const PinnedProcess& process, std::str
     return mayBlock == MayBlock::Yes ? std::optional(judgeStranger(process, link)) : std::nullopt;
 }
 
+/// Whoever made sure that its script cannot be looked up may still be a third party.
 Verdict Judge::judgeStranger(const PinnedProcess& process, std::string_view link) const {
-    if (isInterpreterName(lastComponent(pathOfLink(link)))) {
-        Verdict verdict = judgeScript(m_caller, process);
-        if (verdict.category != 0 || (!m_wantsThirdParties && verdict.reason != Reason::NoRelation)) {
-            return verdict;
-        }
+    Verdict script = judgeInterpreter(m_caller, process, link);
+    if (script.category != 0 || !m_wantsThirdParties) {
+        return script;
     }
-    return m_wantsThirdParties ? judgeThirdParty(m_roots, m_caller, process) : Verdict{};
+    Verdict thirdParty = judgeThirdParty(m_roots, m_caller, process);
+    return thirdParty.reason == Reason::NoRelation ? script : thirdParty;
 }
 
 } // namespace lister

@@ -7,15 +7,24 @@
 #include <string>
 
 #include "cvlog.h"
+#include "errors.h"
 #include "scan.h"
 
 namespace lister {
 
 namespace {
 
+/// A tree that is gone keeps its name, and its processes with it. One that cannot be looked up may have another name:
+/// everything in it would be missed.
 std::string canonical(const std::string& path) {
     char resolved[PATH_MAX];
-    return realpath(path.c_str(), resolved) != nullptr ? resolved : path;
+    if (realpath(path.c_str(), resolved) != nullptr) {
+        return resolved;
+    }
+    if (isRefusal(errno)) {
+        throw ScanFailure{errno};
+    }
+    return path;
 }
 
 } // namespace

@@ -9,6 +9,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "errors.h"
 #include "procparse.h"
 #include "verdict.h"
 

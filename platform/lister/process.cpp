@@ -1,6 +1,6 @@
 #include "process.h"
 
-#include "verdict.h"
+#include "errors.h"
 
 namespace lister {
 

@@ -15,7 +15,6 @@ struct Budget {
     std::size_t mapsBytes = 64U << 20U;
 };
 
-/// Where the lister looks, and how.
 struct Roots {
     const char* proc = "/proc";
     /// Everything but listProcesses takes it for canonical: no link on the way, or nothing there.

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "cvlog.h"
+#include "errors.h"
 #include "interpreters.h"
 #include "names.h"
 #include "procparse.h"
@@ -199,7 +200,8 @@ void Scan::visitUnreadable(pid_t pid, int error) {
 
 void Scan::take(pid_t pid, const Verdict& verdict) {
     log(pid, verdict);
-    m_wasDenied = m_wasDenied || verdict.reason == Reason::Unreadable || verdict.reason == Reason::Stuck;
+    m_wasDenied = m_wasDenied || verdict.reason == Reason::Unreadable || verdict.reason == Reason::Stuck ||
+                  verdict.reason == Reason::AsksServer;
     if ((verdict.category & m_categories) == 0) {
         return;
     }

@@ -22,7 +22,6 @@ namespace lister {
 /// What the log calls a scan.
 inline constexpr char kScanName[] = "find_processes_CV";
 
-/// One pass over the process table.
 class Scan {
   public:
     Scan(const Roots& roots, Proc_categories categories, int verbosity)

@@ -3,15 +3,16 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <climits>
-#include <cstdlib>
+#include <utility>
 
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/stat.h>
 
 #include "cvcategories.h"
+#include "errors.h"
 #include "interpreters.h"
+#include "lookup.h"
 #include "names.h"
 #include "procparse.h"
 #include "shebang.h"
@@ -27,6 +28,9 @@ constexpr int kCommandLineReads = 1000;
 /// The kernel keeps 15 bytes of a process's name (TASK_COMM_LEN).
 constexpr std::size_t kCommSize = 15;
 
+/// One in another; deeper ones are not looked for.
+constexpr int kMostSubshells = 8;
+
 constexpr std::array kProgramFolders = {"/bin/", "/usr/bin/", "/usr/local/bin/"};
 
 /// An interpreter that nobody but root could have put there.
@@ -35,28 +39,43 @@ bool isTrustedInterpreter(const Caller& caller, const std::string& path, const F
            (status.mode & (S_IWGRP | S_IWOTH)) == 0;
 }
 
-bool leadsTo(const std::string& path, const std::string& interpreter) {
-    char resolved[PATH_MAX];
-    return realpath(path.c_str(), resolved) != nullptr && interpreter == resolved;
+/// What cannot be looked up is not taken for nothing.
+UniqueFd find(const Caller& caller, const std::string& path) {
+    UniqueFd file = findWithoutWaiting(caller, path);
+    if (!file && errno == EREMOTE) {
+        throw ProcessLost{Reason::AsksServer};
+    }
+    if (!file) {
+        throwIfRefused(errno);
+    }
+    return file;
+}
+
+bool leadsTo(const Caller& caller, const std::string& path, const std::string& interpreter) {
+    if (path == interpreter) {
+        return true;
+    }
+    const UniqueFd file = find(caller, path);
+    return file && required(pathOf(file)) == interpreter;
 }
 
 /// "#!/usr/bin/env python3" names the interpreter by its name alone: python3.11 answers to it, and whatever the host's
 /// own folders have under it.
-bool isCalled(const std::string& interpreter, std::string_view name) {
+bool isCalled(const Caller& caller, const std::string& interpreter, std::string_view name) {
     return !name.empty() && (lastComponent(interpreter).starts_with(name) ||
                              std::any_of(kProgramFolders.begin(), kProgramFolders.end(), [&](const char* folder) {
-                                 return leadsTo(std::string(folder).append(name), interpreter);
+                                 return leadsTo(caller, std::string(folder).append(name), interpreter);
                              }));
 }
 
-bool namesInterpreter(std::string_view firstBytes, const std::string& interpreter) {
+bool namesInterpreter(const Caller& caller, std::string_view firstBytes, const std::string& interpreter) {
     const std::optional<Shebang> shebang = parseShebang(firstBytes);
     const std::optional<std::string_view> program = shebang ? shebangProgram(*shebang) : std::nullopt;
     if (!program) {
         return false;
     }
-    return program->find('/') == std::string_view::npos ? isCalled(interpreter, *program)
-                                                        : leadsTo(std::string(*program), interpreter);
+    return program->find('/') == std::string_view::npos ? isCalled(caller, interpreter, *program)
+                                                        : leadsTo(caller, std::string(*program), interpreter);
 }
 
 /// The kernel names a process that it started from a "#!" file after that file.
@@ -66,9 +85,15 @@ bool isNamedAfter(const PinnedProcess& process, std::string_view script) {
     return stat && stat->comm == lastComponent(script).substr(0, kCommSize);
 }
 
-std::string firstBytesOf(int script) {
+/// Opened only now that it is known to be a regular file: opening a pipe lets its writer go on, and a device may do
+/// anything.
+std::string firstBytesOf(const UniqueFd& script) {
+    const UniqueFd file(open(nameOf(script).c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (!file) {
+        throwLost(errno);
+    }
     char bytes[kShebangSize];
-    const ssize_t count = ::read(script, bytes, sizeof bytes);
+    const ssize_t count = ::read(file.get(), bytes, sizeof bytes);
     if (count < 0) {
         throwIfShort(errno);
         throw ProcessLost{Reason::Unreadable};
@@ -106,23 +131,31 @@ std::string pathOfScript(const PinnedProcess& process, std::string_view argument
     return required(process.link("cwd")).append("/").append(argument);
 }
 
-/// The path below the install root that the process's script argument really leads to.
-std::optional<std::string> resolveScript(const Caller& caller, const PinnedProcess& process,
-                                         const std::string& interpreter) {
-    const std::string commandLine = readCommandLine(process);
+/// A file below the install root that is the script argument of a process.
+struct Script {
+    UniqueFd file;
+    FileStatus status;
+    std::string path;
+    std::string commandLine;
+    bool isRelative = false;
+};
+
+/// What the process's script argument really leads to.
+std::optional<Script> findScript(const Caller& caller, const PinnedProcess& process, const std::string& interpreter) {
+    std::string commandLine = readCommandLine(process);
     const std::optional<std::string_view> argument = scriptArgument(lastComponent(interpreter), commandLine);
-    char resolved[PATH_MAX];
-    if (!argument) {
+    const bool isRelative = argument && !argument->starts_with("/");
+    UniqueFd file = argument ? find(caller, pathOfScript(process, *argument)) : UniqueFd();
+    std::string path = file ? required(pathOf(file)) : "";
+    if (!isBelow(path, caller.installRoot())) {
         return std::nullopt;
     }
-    const std::string path = pathOfScript(process, *argument);
-    if (realpath(path.c_str(), resolved) == nullptr) {
-        if (isBelow(path, caller.installRoot())) {
-            throwIfRefused(errno);
-        }
-        return std::nullopt;
+    const FileStatus status = required(statusOf(file));
+    if (status.links == 0) {
+        // Removed just now, and it still had this path.
+        path = pathOfLink(path);
     }
-    return isBelow(resolved, caller.installRoot()) ? std::optional<std::string>(resolved) : std::nullopt;
+    return Script{std::move(file), status, std::move(path), std::move(commandLine), isRelative};
 }
 
 /// argv and comm are the process's own to forge: nobody but root or the script's owner makes a process of the product.
@@ -131,16 +164,64 @@ bool mayRun(const PinnedProcess& process, const FileStatus& script) {
     return user && (*user == 0 || *user == script.owner);
 }
 
-bool isScriptOf(const PinnedProcess& process, const std::string& script, const std::string& interpreter) {
-    const UniqueFd file(open(script.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    if (!file) {
-        throwIfRefused(errno);
-        return false;
+bool isScriptOf(const Caller& caller, const PinnedProcess& process, const Script& script,
+                const std::string& interpreter) {
+    return S_ISREG(script.status.mode) &&
+           (isNamedAfter(process, script.path) || namesInterpreter(caller, firstBytesOf(script.file), interpreter)) &&
+           mayRun(process, script.status);
+}
+
+/// Whether the process has the script open, by the name that the kernel gives it: an upgrade may have replaced it.
+bool holds(const PinnedProcess& process, const std::string& script) {
+    const UniqueFd folder = process.open("fd", O_RDONLY | O_DIRECTORY);
+    if (!folder) {
+        throwLost(errno);
     }
-    const FileStatus status = required(statusOf(file.get(), "", AT_EMPTY_PATH));
-    return S_ISREG(status.mode) &&
-           (namesInterpreter(firstBytesOf(file.get()), interpreter) || isNamedAfter(process, script)) &&
-           mayRun(process, status);
+    bool isHeld = false;
+    const int error = forEachName(folder.get(), [&](const char* name) {
+        LinkBuffer buffer;
+        const std::optional<std::string_view> link =
+            name[0] == '.' ? std::string_view() : readLink(folder.get(), name, buffer);
+        if (!link) {
+            throwIfRefused(errno); // or it was closed meanwhile
+        }
+        isHeld = link && pathOfLink(*link) == script;
+        return !isHeld;
+    });
+    if (error != 0) {
+        throwLost(error);
+    }
+    return isHeld;
+}
+
+/// The parent of a subshell runs the same script, by the same command line. Most shells close it in a subshell.
+std::optional<PinnedProcess> shellOf(const Caller& caller, const PinnedProcess& process, const Script& script) {
+    const std::string text = required(process.read("stat", kSmallFileSize));
+    const std::optional<StatLine> stat = parseStat(text);
+    if (!stat) {
+        return std::nullopt;
+    }
+    PinnedProcess parent = caller.pin(stat->parent);
+    const bool isShell = parent && parent.read("cmdline", kCommandLineSize) == script.commandLine;
+    return isShell ? std::optional(std::move(parent)) : std::nullopt;
+}
+
+/// A relative argument is one of the folder where the process was started, and it may have gone to another one since,
+/// with a script of the same name. Shells prove which one they run.
+bool isProven(const Caller& caller, const PinnedProcess& process, const Script& script,
+              const std::string& interpreter) {
+    if (!script.isRelative || !keepsScriptOpen(lastComponent(interpreter), script.commandLine) ||
+        holds(process, script.path)) {
+        return true;
+    }
+    std::optional<PinnedProcess> shell = shellOf(caller, process, script);
+    for (int count = 0; shell && count < kMostSubshells; ++count) {
+        if (holds(*shell, script.path)) {
+            return true;
+        }
+        shell = shellOf(caller, *std::exchange(shell, std::nullopt), script);
+    }
+    return false;
 }
 
 } // namespace
@@ -153,22 +234,25 @@ Verdict judgeScript(const Caller& caller, const PinnedProcess& process) {
     if (!isTrustedInterpreter(caller, interpreter, status) || caller.isAncestor(process.pid())) {
         return {0, Reason::NoRelation, ""};
     }
-    const std::optional<std::string> script = resolveScript(caller, process, interpreter);
-    if (!script || !isScriptOf(process, *script, interpreter)) {
+    const std::optional<Script> script = findScript(caller, process, interpreter);
+    if (!script || !isScriptOf(caller, process, *script, interpreter)) {
         return {0, Reason::NoRelation, ""};
     }
     if (const std::optional<Reason> reason = caller.outOfScope(process)) {
-        return {0, *reason, *script};
+        return {0, *reason, script->path};
     }
     // The argument was resolved from the caller's root: the process, which may have another (chroot(2)), must find the
     // same folder there.
     if (!caller.sharesInstallRoot(process)) {
-        return {0, Reason::NotTheHostsFile, *script};
+        return {0, Reason::NotTheHostsFile, script->path};
     }
-    if (!isFitPath(*script)) {
-        return {CAT_OTHER_THIRD_PARTY, Reason::UnfitPath, *script};
+    if (!isProven(caller, process, *script, interpreter)) {
+        return {0, Reason::Unproven, script->path};
     }
-    return {CAT_CORVANE, Reason::ProductScript, *script};
+    if (!isFitPath(script->path)) {
+        return {CAT_OTHER_THIRD_PARTY, Reason::UnfitPath, script->path};
+    }
+    return {CAT_CORVANE, Reason::ProductScript, script->path};
 }
 
 } // namespace lister

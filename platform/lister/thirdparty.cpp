@@ -10,6 +10,8 @@
 #include <fcntl.h>
 
 #include "cvbase.h"
+#include "errors.h"
+#include "lookup.h"
 #include "mappings.h"
 #include "names.h"
 #include "procparse.h"
@@ -148,10 +150,10 @@ Executable examineExecutable(Candidate& candidate, const std::optional<FileStatu
     if (!status) {
         return {link, false};
     }
-    const bool hasServer = candidate.caller().passesServer(pathOfLink(link));
+    const Caller& caller = candidate.caller();
     const LinkedFile file =
-        readLinkText(link, *status, withoutDeleted(link) ? lookUpWithoutWaiting(link, hasServer) : std::nullopt);
-    const std::optional<FileStatus> found = lookUpWithoutWaiting(file.path, hasServer);
+        readLinkText(link, *status, withoutDeleted(link) ? lookUpWithoutWaiting(caller, link) : std::nullopt);
+    const std::optional<FileStatus> found = lookUpWithoutWaiting(caller, file.path);
     const bool isVeryFile = found && !file.isDeleted && found->id == status->id;
     const bool isReplacement = found && file.isDeleted && candidate.sharesMounts();
     if (!isVeryFile && !isReplacement) {

@@ -1,13 +1,10 @@
-/// The verdict on a process, and the two ways in which it can fail to be reached.
+/// The verdict on a process, and why.
 #pragma once
 
 #include <algorithm>
-#include <cerrno>
 #include <cstddef>
 #include <iterator>
-#include <optional>
 #include <string>
-#include <utility>
 
 namespace lister {
 
@@ -32,6 +29,8 @@ enum class Reason {
     Unreadable,
     Unsettled,
     Stuck,
+    AsksServer,
+    Unproven,
     OverBudget,
     Count_,
 };
@@ -64,6 +63,8 @@ inline constexpr ReasonRow kReasons[] = {
     {"passed over: it cannot be read", Reason::Unreadable, true},
     {"passed over: it executes one program after another", Reason::Unsettled, true},
     {"passed over: it does not answer", Reason::Stuck, true},
+    {"passed over: what script it runs only a file server could tell", Reason::AsksServer, true},
+    {"passed over: nothing proves that its script is not another one of that name", Reason::Unproven, true},
     {"passed over: too many mappings or descriptors", Reason::OverBudget, true},
 };
 
@@ -82,39 +83,5 @@ struct Verdict {
     Reason reason = Reason::NoRelation;
     std::string path;
 };
-
-/// Aborts the scan with an errno value: our own shortage must never hide a product process.
-struct ScanFailure {
-    int error;
-};
-
-/// Ends the judgement of one process: something that a rule needs cannot be read.
-struct ProcessLost {
-    Reason reason;
-};
-
-/// Throws ScanFailure where the caller has no descriptor or no memory left.
-void throwIfShort(int error);
-
-/// Whether something may be there and was not given, by errno: all but the few that say that it is not there.
-bool isRefusal(int error);
-
-/// What became of something that could not be read, by errno: it is gone, or nothing is known of it.
-Reason lostReason(int error);
-
-/// Throws ProcessLost where what was asked for is there and was not given: a rule that took that for an answer would
-/// let a daemon of the product go unseen.
-void throwIfRefused(int error);
-
-/// Throws ScanFailure or ProcessLost, by errno.
-[[noreturn]] void throwLost(int error);
-
-/// What a rule cannot do without; throws ProcessLost where it is missing, with errno set.
-template <class Value> Value required(std::optional<Value> value) {
-    if (!value) {
-        throwLost(errno);
-    }
-    return *std::move(value);
-}
 
 } // namespace lister

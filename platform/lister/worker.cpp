@@ -20,8 +20,8 @@
 
 #include "UniqueFd.h"
 #include "cvlog.h"
+#include "errors.h"
 #include "procparse.h"
-#include "verdict.h"
 
 namespace lister {
 

@@ -159,7 +159,7 @@ class Host:
             command = shlex.join([CVSTOP, *args])
         if THROUGH:
             command = watched(command)
-            # Where any user may write what he watched.
+            # Any user may watch a shutdown, and writes there what was seen.
             self.inside(WATCHED).parent.chmod(0o1777)
         settings = [word for name, value in (env or {}).items() for word in ("--env", f"{name}={value}")]
         box = self.shell(SCRIPT.format(before=before, command=command, stdin=stdin, after=after), [*settings, *options])

@@ -25,7 +25,7 @@ NOT_THROUGH = {
     "test_little_memory_is_an_end_or_a_whole_listing": "limits the memory of the process that it starts",
     "test_few_descriptors_are_an_error_or_a_whole_listing": "leaves fewer descriptors than two programs need",
     "test_stranger_costs_one_system_call": "counts the calls of one process",
-    "test_interpreters_that_have_erased_their_arguments_hold_up_nobody": "takes the time of one process",
+    "test_interpreters_that_have_erased_their_arguments_hold_up_nobody": "counts the calls of one process",
 }
 
 

@@ -86,7 +86,7 @@ HAS_OTHERS = "\nThere are 3 3rd party processes active.\n"
 
 
 def test_third_parties_of_both_categories_beside_a_survivor(host):
-    """The survivor has everybody signalled who is alive, and still the editor and the caller's own shell live on."""
+    """Because of the survivor whatever is alive is signalled, and still the editor and the caller's own shell live on."""
     here = host(f"{BIN}/momuhe ignore=all\n" + THIRD_PARTIES)
     result = here.run("-k", "-3", before="cd /usr/quarn/corvane; echo $$ >/usr/quarn/sandbox/shell",
                       after=until_ended("/opt/other/mapper"))

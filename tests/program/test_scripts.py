@@ -33,7 +33,7 @@ SCRIPTS = [
     ("#!/usr/bin/ruby -w", RUBY), ("#!/usr/bin/tclsh", TCL), ("#!/usr/bin/lua", LUA), ("#!/usr/bin/lua -i", LUA),
     ("#!/usr/bin/php", f"<?php {PHP}"), ("#!/usr/bin/mawk -f", AWK), ("#!/usr/bin/gawk -f", AWK)]
 
-# How somebody starts a script by hand, of which interpreter it is, and where he stands.
+# How a script is started by hand, which interpreter it names, and in which folder.
 COMMANDS = [
     ("sh -- WORKER", "/bin/sh", SHELL, "/"), ("sh -eu WORKER", "/bin/sh", SHELL, "/"),
     ("sh -o errexit WORKER", "/bin/sh", SHELL, "/"), ("busybox sh -e WORKER", "/usr/bin/busybox", SHELL, "/"),
@@ -48,6 +48,8 @@ COMMANDS = [
     ("sh worker", "/bin/sh", SHELL, BIN), ("sh ./worker", "/bin/sh", SHELL, BIN),
     ("sh bin/worker", "/bin/sh", SHELL, "/usr/quarn/corvane"),
     ("python3 ../bin/worker", "/usr/bin/python3", PYTHON, f"{BIN}/../logs")]
+
+SHELLS = ["sh", "bash", "dash", "ksh", "mksh", "zsh", "busybox sh"]
 
 # A file of the product is among the arguments, and is not what is run.
 STRANGERS = [
@@ -144,6 +146,28 @@ def test_relative_script_of_an_ordinary_user_is_left_alone(host):
         here, running("setpriv --reuid 65534 --regid 65534 --clear-groups sh worker", BIN))
     assert rows == [WITNESS]
     assert worker in result.alive
+
+
+@pytest.mark.parametrize("shell", SHELLS)
+def test_script_of_another_folder_that_went_to_the_tree_is_left_alone(host, shell):
+    """There is one of its name, of this very shell."""
+    need(shell.split()[0])
+    here = make_host(host, f"#!{shutil.which(shell.split()[0], path='/usr/bin:/bin')}\n")
+    here.write("/opt/worker", f"cd {BIN}\n{SHELL}")
+    rows, result, worker = list_and_stop(here, running(f"{shell} worker", "/opt"))
+    assert rows == [WITNESS]
+    assert worker in result.alive
+    assert any(str(worker) in text for text in result.texts("find_processes_CV", "warning"))
+
+
+@pytest.mark.parametrize("shell", SHELLS)
+def test_subshell_of_a_relative_script_is_listed_and_stopped(host, shell):
+    need(shell.split()[0])
+    subshell = f"(echo >/tmp/begun; read line </tmp/fifo; :) &\nuntil test -s /tmp/begun; do :; done\n{SHELL}"
+    here = make_host(host, f"#!{shutil.which(shell.split()[0], path='/usr/bin:/bin')}\n{subshell}")
+    rows, result, worker = list_and_stop(here, running(f"{shell} worker", BIN))
+    assert rows == [WITNESS, (WORKER, "Corvane"), (WORKER, "Corvane")]
+    assert worker not in result.alive
 
 
 def test_editor_of_a_script_is_left_alone(host):

@@ -1,11 +1,11 @@
-"""Processes that nobody can ask for their arguments, for ever: they hold up neither a listing nor a shutdown of the others."""
+"""Processes that a dead file server protects from every question: they hold up neither a listing nor a shutdown of the others."""
 import pathlib
 import re
 
 import pytest
 
 from box import ALL_SPECIFIED, BIN, CVSTOP, assert_ends, initiating, rows_of_listing
-from stuck_host import BEFORE, SANDBOX, skip_without_file_server
+from stuck_host import BEFORE, SANDBOX, UNFINDABLE, skip_without_file_server
 
 HERE = pathlib.Path(__file__).parent
 WITNESS = (f"{BIN}/momuhe", "Corvane")
@@ -21,9 +21,9 @@ STARTS = {"a script of the product": [f"{BIN}/worker"], "another script": ["/opt
 class StuckHost:
     """A host with a witness, where some interpreters are stuck."""
 
-    def __init__(self, here, starts):
+    def __init__(self, here, before):
         self.here = here
-        self.before = BEFORE + "".join(f"start_stuck {path}\n" for path in starts)
+        self.before = before
         self.here.install(HERE / "stuckfs.py", "/opt/stuckfs.py")
         for path in (f"{BIN}/worker", "/opt/worker"):
             self.here.install(HERE / "stuck.py", path)
@@ -39,7 +39,12 @@ class StuckHost:
 
 @pytest.fixture(params=STARTS.values(), ids=STARTS)
 def stuck(host, request):
-    return StuckHost(host(f"{BIN}/momuhe\n"), request.param)
+    return StuckHost(host(f"{BIN}/momuhe\n"), BEFORE + "".join(f"start_stuck {path}\n" for path in request.param))
+
+
+@pytest.fixture(params=["/tmp/stuck/once", "/opt/link"], ids=["by its path", "by a link"])
+def unfindable(host, request):
+    return StuckHost(host(f"{BIN}/momuhe\n"), UNFINDABLE.replace("SCRIPT", request.param))
 
 
 def check_log(result, pids):
@@ -77,3 +82,20 @@ def test_shutdown_passes_over_what_is_stuck(stuck, option, found, third_parties)
     assert not result.is_alive("momuhe")
     assert set(stuck.pids()) <= result.alive
     check_log(result, stuck.pids())
+
+
+@pytest.mark.parametrize("option", ["", " -3"], ids=["product", "third_parties"])
+def test_listing_asks_no_server_for_a_script(unfindable, option):
+    result = unfindable.run(command=f"{AT_ONCE} {CVSTOP} -l{option}")
+    assert (result.status, result.stderr) == (0, "")
+    assert rows_of_listing(result.stdout)[:1] == [WITNESS]
+    check_log(result, unfindable.pids())
+
+
+def test_shutdown_asks_no_server_for_a_script(unfindable):
+    result = unfindable.run(command=f"{AT_ONCE} {CVSTOP} -k")
+    assert_ends(result.stdout, ALL_SPECIFIED)
+    assert (result.status, result.stderr) == (1, "")
+    assert not result.is_alive("momuhe")
+    assert set(unfindable.pids()) <= result.alive
+    check_log(result, unfindable.pids())

@@ -184,6 +184,15 @@ ssize_t __wrap___readlinkat_chk(int folder, const char* path, char* to, std::siz
     return __wrap_readlinkat(folder, path, to, size);
 }
 
+char* __real_realpath(const char* path, char* to);
+char* __wrap_realpath(const char* path, char* to) {
+    return isDue("realpath") ? nullptr : __real_realpath(path, to);
+}
+char* __wrap___realpath_chk(const char* path, char* to, std::size_t /*room*/);
+char* __wrap___realpath_chk(const char* path, char* to, std::size_t /*room*/) {
+    return __wrap_realpath(path, to);
+}
+
 int __wrap_statx(int folder, const char* path, int flags, unsigned int mask, struct statx* to);
 int __wrap_statx(int folder, const char* path, int flags, unsigned int mask, struct statx* to) {
     return isDue("statx") ? -1 : kernel::statx(folder, path, flags, mask, to);

@@ -27,18 +27,24 @@ TEST_P(ListerFaults, NoProcessIsMissingInSilence) {
     awaitExitOfLeader(exited.pid());
     const Child worker(writeScript("worker", "#!/bin/sh\nkill -STOP $$\n"), {"worker"});
     awaitStop(worker.pid());
+    const Child byHand("/bin/sh", {"sh", "worker"}, [this] { fs::current_path(m_root + "/bin"); });
+    awaitStop(byHand.pid());
+    fs::create_symlink(m_root + "/bin/worker", m_folder / "link");
+    const Child byLink("/bin/sh", {"sh", m_folder / "link"});
+    awaitStop(byLink.pid());
     fs::copy_file(mappedFile("libm.so"), m_root + "/bin/library.so");
     const Child mapper("/bin/sleep", {"sleep", "60"},
                        [this] { setenv("LD_PRELOAD", (m_root + "/bin/library.so").c_str(), 1); });
     const Child editor("/bin/sleep", {"sleep", "60"}, [this] { fs::current_path(m_root); });
-    for (const Child* child : std::initializer_list<const Child*>{
-             daemon.get(), hardened.get(), replaced.get(), contained.get(), &exited, &worker, &mapper, &editor}) {
+    for (const Child* child :
+         std::initializer_list<const Child*>{daemon.get(), hardened.get(), replaced.get(), contained.get(), &exited,
+                                             &worker, &byHand, &byLink, &mapper, &editor}) {
         show(child->pid());
     }
     Outcome whole;
     const auto haveTakenTheirShape = [&] {
         whole = scan();
-        return whole.found.size() == 8 && whole.found[mapper.pid()] == CAT_THIRD_PARTY;
+        return whole.found.size() == 10 && whole.found[mapper.pid()] == CAT_THIRD_PARTY;
     };
     ASSERT_TRUE(comesTrue(haveTakenTheirShape)) << whole.found.size() << " are listed\n" << whole.log;
     int tried = 0;
@@ -67,6 +73,21 @@ TEST_P(ListerFaults, NoProcessIsMissingInSilence) {
         EXPECT_LE(found.found.size(), whole.found.size());
     }
     EXPECT_GT(tried, 1) << call << " was never called";
+}
+
+/// By the name that a link has, nothing of the tree would be found.
+TEST_F(ListerLog, InstallRootThatCannotBeLookedUpEndsTheScan) {
+    const auto daemon = run(install("halvd"));
+    show(daemon->pid());
+    fs::create_symlink(m_root, m_folder / "link");
+    m_roots.install = m_folder / "link";
+    EXPECT_EQ(scan().found, (std::map<pid_t, int>{{daemon->pid(), CAT_CORVANE}}));
+    for (const int error : {EIO, ESTALE, ENOMEM, EACCES}) {
+        faults::arm("realpath", error, 1);
+        const Outcome found = scan();
+        EXPECT_TRUE(found.wasReached);
+        EXPECT_EQ(found.status, error);
+    }
 }
 
 TEST_F(ListerLog, TellsOfAPathThatIsTooLong) {
@@ -179,10 +200,11 @@ INSTANTIATE_TEST_SUITE_P(
     EachCall, ListerFaults,
     testing::Values(std::pair("open", EACCES), std::pair("open", EMFILE), std::pair("openat", EACCES),
                     std::pair("openat", EMFILE), std::pair("read", EIO), std::pair("read", ENOMEM),
-                    std::pair("readlinkat", EACCES), std::pair("readlinkat", ENOMEM), std::pair("statx", EACCES),
-                    std::pair("statx", ENOMEM), std::pair("getdents64", EIO), std::pair("close", EIO),
-                    std::pair("ioctl", EIO), std::pair("ioctl", ENOTTY), std::pair("ioctl", EINVAL),
-                    std::pair("ioctl", ENAMETOOLONG), std::pair("syscall", EACCES), std::pair("syscall", ENOSYS)),
+                    std::pair("readlinkat", EACCES), std::pair("readlinkat", ENOMEM), std::pair("realpath", EIO),
+                    std::pair("statx", EACCES), std::pair("statx", ENOMEM), std::pair("getdents64", EIO),
+                    std::pair("close", EIO), std::pair("ioctl", EIO), std::pair("ioctl", ENOTTY),
+                    std::pair("ioctl", EINVAL), std::pair("ioctl", ENAMETOOLONG), std::pair("syscall", EACCES),
+                    std::pair("syscall", ENOSYS)),
     [](const auto& test) { return std::string(test.param.first) + "_" + strerrorname_np(test.param.second); });
 
 } // namespace

@@ -74,16 +74,20 @@ TEST_F(CallerFacts, MalformedMountLinesAreSkipped) {
     EXPECT_FALSE(caller.seesMount(39, "/opt/x/y"));
 }
 
-TEST_F(CallerFacts, ServerIsPassedWhereItsFileSystemIsOnTheWay) {
+TEST_F(CallerFacts, LooksIntoNoServersMountButTheProductsOwn) {
+    m_roots.install = "/srv/product/quarn";
     write("self", "mountinfo",
-          "36 1 0:1 / / rw - ext4 x rw\n37 36 0:2 / /mnt/far rw - nfs4 x rw\n38 37 0:3 / /mnt/far/near rw - ext4 x rw\n"
-          "39 36 0:4 / /auto rw - autofs x rw\n40 39 0:5 / /auto rw - ext4 x rw\n");
+          "36 1 0:1 / / rw - nfs4 x rw\n37 36 0:2 / /mnt/far rw - nfs4 x rw\n38 37 0:3 / /mnt/far/near rw - ext4 x rw\n"
+          "39 36 0:4 / /srv/product rw - fuse.sshfs x rw\n40 39 0:5 / /srv/product/quarn/jobs rw - cifs x rw\n"
+          "41 36 0:6 / /srv/prod rw - autofs x rw\n");
     const Caller caller(m_roots);
-    EXPECT_FALSE(caller.passesServer("/usr/bin/x"));
-    EXPECT_TRUE(caller.passesServer("/mnt/far/x"));
-    EXPECT_FALSE(caller.passesServer("/mnt/farther/x"));
-    EXPECT_TRUE(caller.passesServer("/mnt/far/near/x")) << "the way leads over the server";
-    EXPECT_FALSE(caller.passesServer("/auto/x")) << "the last mount hides the one below it";
+    EXPECT_TRUE(caller.mayLookInto(36)) << "the host has nothing else";
+    EXPECT_FALSE(caller.mayLookInto(37));
+    EXPECT_TRUE(caller.mayLookInto(38)) << "a disk answers";
+    EXPECT_TRUE(caller.mayLookInto(39)) << "the tree lies on it";
+    EXPECT_TRUE(caller.mayLookInto(40)) << "it lies in the tree";
+    EXPECT_FALSE(caller.mayLookInto(41));
+    EXPECT_FALSE(caller.mayLookInto(42)) << "made since";
 }
 
 TEST_F(CallerFacts, InstallRootThatIsGoneKeepsItsName) {

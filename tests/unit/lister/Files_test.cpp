@@ -1,36 +1,13 @@
 #include "files.h"
 
-#include <atomic>
 #include <cerrno>
 #include <sstream>
 #include <thread>
 
-#include <linux/openat2.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 
 #include "Kernel.h"
 #include "ListerTest.h"
-
-namespace {
-
-/// How a look-up in the kernel's cache alone (RESOLVE_CACHED) is answered: 0 from the cache, or an errno value.
-constexpr int kReal = -1;
-
-std::atomic<int> g_answer = kReal;
-/// Calls of statx, which may ask a disk or a server.
-std::atomic<int> g_statusCalls = 0;
-
-long answerLookUp(long folder, long path, long how) {
-    const bool isCachedOnly = (reinterpret_cast<const open_how*>(how)->resolve & RESOLVE_CACHED) != 0;
-    if (g_answer != 0 && isCachedOnly) {
-        errno = g_answer;
-        return -1;
-    }
-    return openat(static_cast<int>(folder), reinterpret_cast<const char*>(path), O_PATH | O_CLOEXEC);
-}
-
-} // namespace
 
 // Names given by the linker's --wrap.
 // NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
@@ -40,11 +17,10 @@ int __wrap_statx(int folder, const char* path, int flags, unsigned int mask, str
 int __wrap_ioctl(int fd, unsigned long request, void* argument);
 
 long __wrap_syscall(long number, long a, long b, long c, long d) {
-    return number == SYS_openat2 && g_answer != kReal ? answerLookUp(a, b, c) : kernel::syscall(number, a, b, c, d);
+    return kernel::syscall(number, a, b, c, d);
 }
 
 int __wrap_statx(int folder, const char* path, int flags, unsigned int mask, struct statx* to) {
-    g_statusCalls += *path != '\0' ? 1 : 0; // what is open already is asked with an empty path
     return kernel::statx(folder, path, flags, mask, to);
 }
 
@@ -163,45 +139,6 @@ TEST_P(FolderWithoutLinks, IsNotFoundWhereThereIsNone) {
 
 INSTANTIATE_TEST_SUITE_P(Kernels, FolderWithoutLinks, testing::Values(nullptr, "5.4"),
                          [](const auto& parameter) { return parameter.param == nullptr ? "Todays" : "Linux5_4"; });
-
-/// What the kernel answers where it does not find a file without asking: that the cache does not have it, or that it
-/// knows no such look-up (before Linux 5.12), or not even the call (before 5.6, or behind an old filter).
-constexpr int kUnfound[] = {EAGAIN, EINVAL, ENOSYS, EPERM};
-
-/// Look-ups of an existing file that the kernel's cache has, or not.
-class LookUp : public testing::Test {
-  protected:
-    LookUp() {
-        g_answer = 0;
-        g_statusCalls = 0;
-    }
-    ~LookUp() override { g_answer = kReal; }
-};
-
-TEST_F(LookUp, TakesWhatTheCacheHas) {
-    EXPECT_TRUE(lookUpWithoutWaiting("/bin/sh", true));
-    EXPECT_TRUE(lookUpWithoutWaiting("/bin/sh", false));
-    EXPECT_EQ(g_statusCalls, 0);
-}
-
-/// It may never answer.
-TEST_F(LookUp, AsksNoServer) {
-    for (const int error : kUnfound) {
-        g_answer = error;
-        EXPECT_FALSE(lookUpWithoutWaiting("/bin/sh", true)) << error;
-        EXPECT_EQ(g_statusCalls, 0);
-    }
-}
-
-TEST_F(LookUp, AsksTheDiskForTheRest) {
-    for (const int error : kUnfound) {
-        g_answer = error;
-        g_statusCalls = 0;
-        EXPECT_TRUE(lookUpWithoutWaiting("/bin/sh", false)) << error;
-        EXPECT_FALSE(lookUpWithoutWaiting("/nonexistent/x", false)) << error;
-        EXPECT_EQ(g_statusCalls, 2);
-    }
-}
 
 } // namespace
 } // namespace lister

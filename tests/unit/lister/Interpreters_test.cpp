@@ -2,12 +2,14 @@
 
 #include <ctime>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 
 #include <gtest/gtest.h>
 
 #include "InterpreterLines.h"
+#include "interpretertable.h"
 
 namespace lister {
 namespace {
@@ -109,12 +111,44 @@ TEST(InterpreterOptions, LeadToTheScriptOrSayThatThereIsNone) {
     }
 }
 
+/// The options that a row's lines are read by; of busybox, those of the applets that its lines begin with.
+std::set<const Options*> testedOptions() {
+    std::set<const Options*> tested;
+    for (const InterpreterLines& row : kInterpreterLines) {
+        tested.insert(findInterpreter(row.interpreter));
+        for (const CommandLine& line : commandLinesIn(row.interpreter == "busybox" ? row.withScript : "")) {
+            tested.insert(findApplet(line.text.substr(0, line.text.find(' '))));
+        }
+    }
+    return tested;
+}
+
+TEST(InterpreterOptions, OfEachRowAreTested) {
+    const std::set<const Options*> tested = testedOptions();
+    for (const InterpreterRow& row : interpreterRows()) {
+        EXPECT_TRUE(tested.contains(&row.options))
+            << "no command line of " << row.name << " is tested: add a row to kInterpreterLines (InterpreterLines.h)";
+    }
+    for (const InterpreterRow& row : appletRows()) {
+        EXPECT_TRUE(tested.contains(&row.options)) << "no command line of the applet " << row.name
+                                                   << " is tested: add one to busybox's row of kInterpreterLines";
+    }
+}
+
 TEST(ScriptArgument, BusyboxIsWhatItIsCalled) {
     EXPECT_EQ(scriptArgument("busybox", "sh\0-e\0/opt/x\0"s), "/opt/x");
     EXPECT_EQ(scriptArgument("busybox", "-ash\0/opt/x\0"s), "/opt/x");
     EXPECT_EQ(scriptArgument("busybox", "/usr/bin/awk\0-f\0/opt/x\0"s), "/opt/x");
     EXPECT_EQ(scriptArgument("busybox", "vi\0/opt/x\0"s), std::nullopt);
     EXPECT_EQ(scriptArgument("busybox", "-\0sh\0/opt/x\0"s), std::nullopt);
+}
+
+TEST(ScriptFile, IsKeptOpenByShells) {
+    EXPECT_TRUE(keepsScriptOpen("bash", "bash\0x\0"s));
+    EXPECT_TRUE(keepsScriptOpen("busybox", "busybox\0sh\0x\0"s));
+    EXPECT_FALSE(keepsScriptOpen("busybox", "awk\0-f\0x\0"s));
+    EXPECT_FALSE(keepsScriptOpen("python3.11", "python3\0x\0"s));
+    EXPECT_FALSE(keepsScriptOpen("vi", "vi\0x\0"s));
 }
 
 TEST(ScriptArgument, MayBeRelative) {

@@ -1,8 +1,10 @@
 #include "judge.h"
 
+#include <cerrno>
 #include <optional>
 #include <string>
 
+#include "Kernel.h"
 #include "MadeUpProcess.h"
 
 namespace lister {
@@ -48,6 +50,19 @@ TEST_F(JudgeOfAll, ScriptOfTheProductIsNoThirdParty) {
     EXPECT_EQ(reason(fs::canonical("/bin/sh")), Reason::ProductScript);
     write("77", "cmdline", "");
     EXPECT_EQ(reason(fs::canonical("/bin/sh")), Reason::MapsProduct) << "without a script it may be one";
+}
+
+/// Nobody hides what he has mapped behind a server that does not answer.
+TEST_F(JudgeOfAll, ThirdPartyWhoseScriptOnlyAServerCouldFindIsOne) {
+    make("77", fs::canonical("/bin/sh"));
+    write("77", "cmdline", std::string("sh\0/proc/version\0", 17));
+    serveProc("fuse");
+    kernel::answerCachedLookUps(EAGAIN);
+    EXPECT_EQ(reason(fs::canonical("/bin/sh")), Reason::AsksServer);
+    EXPECT_EQ(reason(fs::canonical("/bin/sh"), false), Reason::AsksServer);
+    map(line());
+    EXPECT_EQ(reason(fs::canonical("/bin/sh")), Reason::MapsProduct);
+    kernel::answerCachedLookUps(kernel::kByItself);
 }
 
 /// It executed the daemon after its link was read.

@@ -1,11 +1,14 @@
 #include "Kernel.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 
+#include <fcntl.h>
+#include <linux/openat2.h>
 #include <sys/ioctl.h>
 #include <sys/syscall.h>
 
@@ -33,6 +36,20 @@ Version versionOf(const char* name) {
 }
 
 Version g_version = versionOf(std::getenv("CVSTOP_TEST_KERNEL"));
+
+std::atomic<int> g_cacheAnswer = kByItself;
+
+bool isCachedLookUp(long number, long how) {
+    return number == SYS_openat2 && (reinterpret_cast<const open_how*>(how)->resolve & RESOLVE_CACHED) != 0;
+}
+
+long answerLookUp(long folder, long path) {
+    if (g_cacheAnswer != kFromAll) {
+        errno = g_cacheAnswer;
+        return -1;
+    }
+    return openat(static_cast<int>(folder), reinterpret_cast<const char*>(path), O_PATH | O_CLOEXEC);
+}
 
 /// _IOWR('f', 17, struct procmap_query)
 bool isMappingQuery(unsigned long request) {
@@ -66,7 +83,14 @@ int statx(int folder, const char* path, int flags, unsigned int mask, struct sta
     return result;
 }
 
+void answerCachedLookUps(int how) {
+    g_cacheAnswer = how;
+}
+
 long syscall(long number, long a, long b, long c, long d) {
+    if (g_cacheAnswer != kByItself && isCachedLookUp(number, c)) {
+        return answerLookUp(a, b);
+    }
     if (number == SYS_openat2 && !knowsOpenat2()) {
         errno = ENOSYS;
         return -1;

@@ -14,6 +14,12 @@ namespace kernel {
 /// From now on the kernel is of this version, or of the environment's again with a null pointer.
 void pretend(const char* version);
 
+/// How a look-up in the kernel's cache alone (RESOLVE_CACHED) is answered from now on: from whatever there is, with an
+/// errno value, or by the kernel itself.
+constexpr int kFromAll = 0;
+constexpr int kByItself = -1;
+void answerCachedLookUps(int how);
+
 bool tellsMounts();
 bool knowsOpenat2();
 bool knowsMappingQuery();

@@ -25,6 +25,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "errors.h"
 #include "lister.h"
 #include "rules.h"
 

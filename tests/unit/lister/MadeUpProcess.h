@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdio>
+#include <sstream>
 #include <string>
 
 #include <fcntl.h>
@@ -51,6 +52,19 @@ class MadeUpProcess : public Lister {
         make(process, fs::canonical("/bin/sh"));
         write(process, "cmdline", std::string("sh\0", 3) + script.string() + '\0');
         return script;
+    }
+
+    /// From now on /proc is a file system of this type for the caller.
+    void serveProc(const std::string& type) const {
+        std::istringstream mounts(textOf("/proc/self/mountinfo"));
+        std::string text;
+        for (std::string line; std::getline(mounts, line);) {
+            const std::optional<MountLine> mount = parseMountLine(line);
+            text += mount && mount->mountPoint == "/proc"
+                        ? std::to_string(mount->id) + " 1 0:9 / /proc rw - " + type + " x rw\n"
+                        : line + "\n";
+        }
+        write("self", "mountinfo", text);
     }
 
     template <class Judge> Verdict judge(const std::string& process, const Judge& rule, pid_t pid = 77) const {

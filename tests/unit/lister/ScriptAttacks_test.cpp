@@ -78,6 +78,16 @@ TEST_F(ScriptAttack, RelativeScriptOfAnotherFolderIsNotTheProduct) {
     EXPECT_FALSE(find(child->pid(), CAT_CORVANE));
 }
 
+/// Somebody else's script that works in the tree must not pass for the one of its name there.
+TEST_F(ScriptAttack, ScriptOfAnotherFolderThatWentToTheTreeIsNotTheProduct) {
+    writeScript("start.sh", "#!/bin/sh\n");
+    std::ofstream(m_folder / "start.sh") << "cd " << m_root << "/bin\n" << kStop;
+    const auto child = runStopped("/bin/sh", {"sh", "start.sh"}, m_folder);
+    EXPECT_FALSE(find(child->pid(), CAT_CORVANE));
+    ASSERT_TRUE(find(child->pid())) << "it works in the tree";
+    EXPECT_EQ(find(child->pid())->category, CAT_OTHER_THIRD_PARTY);
+}
+
 TEST_F(ScriptAttack, OptionsOfItsInterpreterAreSkipped) {
     const fs::path script = writeScript("worker", std::string("#!/bin/sh -e\n") + kStop);
     for (const std::vector<std::string>& arguments :

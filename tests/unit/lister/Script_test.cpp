@@ -1,8 +1,10 @@
 #include <utility>
 #include <vector>
 
+#include <sys/inotify.h>
 #include <sys/stat.h>
 
+#include "Kernel.h"
 #include "MadeUpProcess.h"
 
 namespace lister {
@@ -117,11 +119,60 @@ TEST_F(ScriptRule, RelativeArgumentIsOneOfTheWorkingDirectory) {
     write("77", "cmdline", std::string("sh\0bin/worker\0", 14));
     EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation) << "it works in /";
     link("77", "cwd", m_root);
+    link("77", "fd/10", script);
     EXPECT_EQ(judge("77", judgeScript).path, script.string());
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::ProductScript);
     link("77", "cwd", m_root + "/bin");
     EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
     fs::remove(fs::path(m_proc) / "77/cwd");
     EXPECT_EQ(judge("77", judgeScript).reason, Reason::Vanished);
+}
+
+/// It may have been started elsewhere, and have come here since.
+TEST_F(ScriptRule, RelativeScriptThatItsShellDoesNotHoldIsUnproven) {
+    const fs::path script = makeScript("77", "#!/bin/sh");
+    write("77", "cmdline", std::string("sh\0worker\0", 10));
+    link("77", "cwd", m_root + "/bin");
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::Unproven);
+    link("77", "fd/3", "/dev/null");
+    link("77", "fd/10", m_folder / "worker");
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::Unproven);
+    link("77", "fd/10", script.string() + " (deleted)");
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::ProductScript) << "it was replaced by an upgrade";
+    fs::remove_all(fs::path(m_proc) / "77/fd");
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::Vanished);
+}
+
+/// Most shells close the script in a subshell.
+TEST_F(ScriptRule, RelativeScriptOfASubshellIsItsShells) {
+    const fs::path script = makeScript("77", "#!/bin/sh");
+    for (const char* process : {"78", "79"}) {
+        make(process, fs::canonical("/bin/sh"));
+        write(process, "stat", statLine(process, "sh", process == std::string("78") ? "79" : "1"));
+        write(process, "cmdline", std::string("sh\0worker\0", 10));
+    }
+    write("77", "stat", statLine("77", "sh", "78"));
+    write("77", "cmdline", std::string("sh\0worker\0", 10));
+    link("77", "cwd", m_root + "/bin");
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::Unproven);
+    link("79", "fd/10", script);
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::ProductScript);
+    write("78", "cmdline", std::string("sh\0worker\0-e\0", 13));
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::Unproven) << "the process above it is not its shell";
+    write("77", "stat", statLine("77", "sh", "4194303"));
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::Unproven) << "its shell is gone";
+    write("77", "stat", "no stat");
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::Unproven);
+}
+
+/// They read all of it before they begin.
+TEST_F(ScriptRule, RelativeScriptOfAnotherInterpreterNeedNotBeHeld) {
+    const fs::path perl = fs::canonical("/usr/bin/perl");
+    makeScript("77", "#!" + perl.string());
+    link("77", "exe", perl);
+    write("77", "cmdline", std::string("perl\0worker\0", 12));
+    link("77", "cwd", m_root + "/bin");
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::ProductScript);
 }
 
 /// What a chrooted process calls /usr/quarn is another folder, and its script another file.
@@ -172,6 +223,34 @@ TEST_F(ScriptRule, LoopOfLinksIsNoScript) {
     make("77", fs::canonical("/bin/sh"));
     write("77", "cmdline", std::string("sh\0", 3) + m_root + "/bin/here" + '\0');
     EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
+}
+
+/// What the server would say may be that it is one of the product: the way may lead over a link.
+TEST_F(ScriptRule, ScriptThatOnlyAServerCouldFindIsLeftOpen) {
+    make("77", fs::canonical("/bin/sh"));
+    fs::create_symlink("/proc/version", m_folder / "link");
+    kernel::answerCachedLookUps(EAGAIN);
+    for (const std::string& path : {std::string("/proc/version"), (m_folder / "link").string()}) {
+        write("77", "cmdline", std::string("sh\0", 3) + path + '\0');
+        serveProc("proc");
+        EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
+        serveProc("fuse");
+        EXPECT_EQ(judge("77", judgeScript).reason, Reason::AsksServer);
+    }
+    kernel::answerCachedLookUps(kernel::kByItself);
+}
+
+/// Opening it would let its writer go on.
+TEST_F(ScriptRule, PipeIsNotEvenOpened) {
+    const fs::path pipe = m_root + "/bin/pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    make("77", fs::canonical("/bin/sh"));
+    write("77", "cmdline", std::string("sh\0", 3) + pipe.string() + '\0');
+    const UniqueFd watch(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    ASSERT_GE(inotify_add_watch(watch.get(), pipe.c_str(), IN_OPEN), 0);
+    EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
+    char event[1024];
+    EXPECT_EQ(read(watch.get(), event, sizeof event), -1) << "it was opened";
 }
 
 TEST_F(LiveScript, ScriptThatNamesItsInterpreterIsTheProduct) {

@@ -99,16 +99,16 @@ TEST_F(ThirdPartyRule, ExecutableThatIsNowhereIsUnexcludable) {
 
 /// An exclude list would find the other file. A relative link leads from where it stands, its text from where the
 /// caller stands.
+/// The link leads to the file itself, and its text, looked up, to the one that is called like a removed one.
 TEST_F(ThirdPartyRule, ExecutableWhoseNameIsAnotherFilesIsUnexcludable) {
     map(line());
-    copySleep(fs::path(m_proc) / "77/mapper");
-    link("77", "exe", "mapper");
-    const fs::path before = fs::current_path();
-    fs::current_path(m_folder);
-    EXPECT_EQ(judgeAsThirdParty("77").reason, Reason::DemotedUnexcludable);
-    fs::current_path(fs::path(m_proc) / "77");
+    const fs::path file = copySleep(m_folder / "file");
+    const UniqueFd executable(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    link("77", "exe", "/proc/self/fd/" + std::to_string(executable.get()));
     EXPECT_EQ(judgeAsThirdParty("77").reason, Reason::MapsProduct) << "the very file";
-    fs::current_path(before);
+    fs::remove(file);
+    copySleep(m_folder / "file (deleted)");
+    EXPECT_EQ(judgeAsThirdParty("77").reason, Reason::DemotedUnexcludable);
 }
 
 TEST_F(ThirdPartyRule, PathThatNoRecordHoldsIsUnexcludable) {

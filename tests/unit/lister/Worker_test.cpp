@@ -16,7 +16,7 @@
 #include <gtest/gtest.h>
 
 #include "Threads.h"
-#include "verdict.h"
+#include "errors.h"
 
 namespace lister {
 namespace {

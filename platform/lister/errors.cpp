@@ -1,4 +1,4 @@
-#include "verdict.h"
+#include "errors.h"
 
 #include <cerrno>
 
