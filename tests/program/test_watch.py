@@ -166,12 +166,14 @@ def test_first_process_of_a_container_tells_of_a_death_by_its_status(host):
     assert here.run(command=f"unshare --pid --fork {WATCH} --no-report /opt/x/dies").status == 128 + signal.SIGTERM
 
 
-@pytest.mark.parametrize("moment", ["Name=strayd", "Waiting for", "Attempting to kill"])
-def test_watcher_that_is_killed_ends_nothing(host, moment):
+@pytest.mark.parametrize("stands, moment", [("", "Name=strayd"), ("", "Waiting for"), ("Waiting for", "Attempting to kill")])
+def test_watcher_that_is_killed_ends_nothing(host, stands, moment):
+    """What is killed ends at once, and the watcher with it: then it stands still before."""
     here = host(f"{BIN}/strayd ignore=all\n")
+    until = f"until grep -qs \"{{}}\" {LOG}; do :; done; "
+    stop = until.format(stands) + "kill -STOP $watcher; " if stands else ""
     result = here.run(command=(
-        f"sh -c '{WATCH} --json {WATCHED} -- -k & watcher=$!; "
-        f"until grep -qs \"{moment}\" {LOG}; do :; done; kill -KILL $watcher; "
+        f"sh -c '{WATCH} --json {WATCHED} -- -k & watcher=$!; {stop}{until.format(moment)}kill -KILL $watcher; "
         f"until ! readlink /proc/[0-9]*/exe | grep -qx {CVSTOP}; do sleep 0.1; done'"))
     assert_ends(result.stdout, ALL)
     assert not result.is_alive("strayd") and not here.inside(WATCHED).exists()
