@@ -36,7 +36,7 @@ class Walk {
     std::string next() {
         const std::size_t begin = std::min(m_rest.find_first_not_of('/'), m_rest.size());
         const std::size_t end = std::min(m_rest.find('/', begin), m_rest.size());
-        const std::string name = m_rest.substr(begin, end - begin);
+        std::string name = m_rest.substr(begin, end - begin);
         m_rest.erase(0, end);
         return name;
     }
