@@ -13,7 +13,7 @@ HERE = pathlib.Path(__file__).parent
 SLEEP = "/usr/bin/sleep"
 LIBRARY = "/usr/quarn/corvane/lib/libsampled.so"
 NO_SNAPSHOT = 130
-INTERPRETERS = 50
+INTERPRETERS = 2000
 # Stands beside whatever a test looks for: a listing that misses everything is not taken for one that is right.
 FLEET = f"{BIN}/momuhe\n"
 WITNESS = (f"{BIN}/momuhe", "Corvane")
