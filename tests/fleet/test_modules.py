@@ -340,7 +340,7 @@ def test_a_cvstop_watch_that_dies_in_the_middle_of_the_shutdown(client):
     client.runs((f"{B}/koka", 812, "ends"))
     log = client.folder / "log"
     late = client.program_at("late", LATE.format(program=client.program, log=log))
-    dying = f'shift 3; "$@" & while ! [ -e {log} ]; do :; done; kill -KILL $$'
+    dying = f'shift 3; "$@" & while ! [ -e {log} ]; do sleep 0.01; done; kill -KILL $$'
     result = client.call("cvstop", executable=late, **watch(client, dying))
     assert (result["outcome"], names(result["stopped"])) == ("stopped", ["koka"])
     assert log.read_text().split() == ["begin", "end", "begin", "end"]
