@@ -70,7 +70,7 @@ EXECUTABLES = "ls -l /proc/[0-9]*/exe 2>/dev/null | sed 's/.* -> //'"
 def until_ended(path):
     """Shell text that goes on when no process runs the file any more, or after a minute: one that was sent SIGKILL, and is not
     waited for, may live on for a moment."""
-    loop = f"until ! {EXECUTABLES} | grep -qxF {shlex.quote(path)}; do :; done"
+    loop = f"until ! {EXECUTABLES} | grep -qxF {shlex.quote(path)}; do sleep 0.01; done"
     return f"timeout 60 sh -c {shlex.quote(loop)}\n"
 
 
@@ -81,7 +81,7 @@ def watched(command):
 
 def until_logged(text):
     """Shell text that goes on when the program, started last in the background, has a record in its log that holds this."""
-    return f"until grep -qs '{text}' {LOG}; do kill -0 $! || exit 97; done\n"
+    return f"until grep -qs '{text}' {LOG}; do kill -0 $! || exit 97; sleep 0.01; done\n"
 
 
 @dataclasses.dataclass

@@ -7,7 +7,7 @@ SERVE = f"""
 mkdir /tmp/stuck
 /usr/bin/python3 /opt/stuckfs.py /tmp/stuck /opt/starter/start >/tmp/mounted 2>&1 &
 server=$!
-until test -s /tmp/mounted || ! kill -0 $server; do :; done
+until test -s /tmp/mounted || ! kill -0 $server; do sleep 0.01; done
 grep -q mounted /tmp/mounted || {{ cp /tmp/mounted {SANDBOX}/unmountable; exit 0; }}
 """
 

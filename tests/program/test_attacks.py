@@ -21,7 +21,7 @@ WITNESS = (f"{BIN}/momuhe", "Corvane")
 
 def background(command, ready):
     """Starts a command and waits until a shell condition holds, at most as long as the box lasts; $! is its pid."""
-    return f"{command} &\nuntil {ready}; do :; done\n"
+    return f"{command} &\nuntil {ready}; do sleep 0.01; done\n"
 
 
 def runs(path):
@@ -317,6 +317,20 @@ def test_interpreters_that_have_erased_their_arguments_hold_up_nobody(host):
     # Besides: the shells of the box, and the ancestors of the program.
     assert 2 * INTERPRETERS <= opened["cmdline"] <= 2 * INTERPRETERS + 20, opened
     assert INTERPRETERS <= opened["stat"] <= INTERPRETERS + 20, opened
+
+
+def test_interpreter_that_runs_no_file_of_the_product_is_asked_no_more_than_that(host):
+    """Hosts have hundreds: of each are read the arguments and what they lead to, and its executable's link once more."""
+    here = host(FLEET)
+    mksh = here.install(BUILD / "sandbox/mute", "/opt/shells/mksh")
+    here.write("/opt/shells/100", "exit\n")
+    shells = f"cd /opt/shells\n{background(f'{mksh} 100 >/tmp/ready', 'grep -qs ready /tmp/ready')}"
+    result = here.run(command=f"strace -f -e trace=openat,readlinkat,statx -o /opt/calls {CVSTOP} -l", before=shells)
+    assert listed(result) == [WITNESS]
+    calls = collections.Counter(re.findall(r'(\w+)\(\d+, "([a-z]+)"', here.inside("/opt/calls").read_text()))
+    # Besides: the daemon, and the program itself.
+    assert calls["openat", "cmdline"] >= 100 and 100 <= calls["readlinkat", "exe"] <= 110, calls
+    assert calls["statx", "exe"] <= 10 and calls["openat", "stat"] <= 20, calls
 
 
 # --- on the run

@@ -14,7 +14,7 @@ from box import ALL_SPECIFIED, BIN, GATHERING, JOURNAL, REPO, initiating
 PROGRAM = str(REPO / "sandbox/box")
 VOLMGR = "/usr/quarn/volmgr/bin"
 # Waits until a command succeeds; for a minute at most, so that a busy machine is no reason to fail.
-UNTIL = "until_true() { timeout 60 sh -c \"until $1; do :; done\" || { echo \"never: $1\" >&2; exit 1; }; }; "
+UNTIL = "until_true() { timeout 60 sh -c \"until $1; do sleep 0.01; done\" || { echo \"never: $1\" >&2; exit 1; }; }; "
 PID_OF = "pid_of() { awk -F'\\t' -v name=\"$1\" '$2 == \"ready\" && $4 == name { print $3; exit }' " + JOURNAL + "; }; "
 HELPERS = UNTIL + PID_OF
 
@@ -146,7 +146,7 @@ def test_ordinary_user_gets_the_box_too(host):
         pytest.skip(f"an ordinary user cannot reach {here.tree}")
     commands = ("/opt/starter/start --start /usr/quarn/sandbox/fleet; id -u; "
                 f"{BIN}/cvstop -l | awk 'NR > 2 {{ print $1 }}'; {BIN}/cvstop -k -q; echo $?; "
-                f"timeout 60 sh -c 'until [ -z \"$({BIN}/cvstop -l)\" ]; do :; done'; echo $?")
+                f"timeout 60 sh -c 'until [ -z \"$({BIN}/cvstop -l)\" ]; do sleep 0.01; done'; echo $?")
     result = subprocess.run([*as_nobody, PROGRAM, "--tree", here.tree, "--", "sh", "-c", commands],
                             capture_output=True, text=True, timeout=120, check=False)
     assert (result.stdout, result.stderr) == ("0\nhalvd\nmomuhe\n1\n0\n", "")

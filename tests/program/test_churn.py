@@ -14,7 +14,7 @@ STORM = "for n in 1 2 3 4; do /opt/hopper 0 brood & strangers=\"$strangers $!\";
 EXECS = "for n in 1 2 3 4; do /opt/hopper 0 exec & strangers=\"$strangers $!\"; done\n"
 LOAD = "for n in 1 2; do sh -c 'while :; do :; done' & strangers=\"$strangers $!\"; done\n"
 # Those that keep their pids are written down, once each has become what it is.
-WRITTEN_DOWN = ("for pid in $strangers; do until grep -qzE 'hopper|while' /proc/$pid/cmdline; do :; done; done\n"
+WRITTEN_DOWN = ("for pid in $strangers; do until grep -qzE 'hopper|while' /proc/$pid/cmdline; do sleep 0.01; done; done\n"
                 "echo $strangers >/usr/quarn/sandbox/strangers\n")
 DISTURBANCES = {"storm": STORM + WRITTEN_DOWN, "execs": EXECS + WRITTEN_DOWN, "load": LOAD + WRITTEN_DOWN}
 

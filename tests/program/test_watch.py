@@ -144,9 +144,9 @@ def test_ways_to_name_the_program(host, words):
 def test_death_by_a_signal_is_passed_on(host):
     """And the watcher itself heeds no Ctrl-C."""
     here = host(f"{BIN}/strayd ignore=all\n")
-    script = (f"import os, signal, subprocess\n"
+    script = (f"import os, signal, subprocess, time\n"
               f"run = subprocess.Popen(['{WATCH}', '--no-report', '--json', '{WATCHED}', '--', '-k'], start_new_session=True)\n"
-              f"while not os.path.exists('{LOG}') or 'Name=strayd' not in open('{LOG}').read(): pass\n"
+              f"while not os.path.exists('{LOG}') or 'Name=strayd' not in open('{LOG}').read(): time.sleep(0.01)\n"
               f"os.killpg(run.pid, signal.SIGINT)\nprint(run.wait())\n")
     here.write("/opt/interrupt.py", script)
     result = here.run(command="/usr/bin/python3 /opt/interrupt.py")
@@ -170,7 +170,7 @@ def test_first_process_of_a_container_tells_of_a_death_by_its_status(host):
 def test_watcher_that_is_killed_ends_nothing(host, stands, moment):
     """What is killed ends at once, and the watcher with it: then it stands still before."""
     here = host(f"{BIN}/strayd ignore=all\n")
-    until = f"until grep -qs \"{{}}\" {LOG}; do :; done; "
+    until = f"until grep -qs \"{{}}\" {LOG}; do sleep 0.01; done; "
     stop = until.format(stands) + "kill -STOP $watcher; " if stands else ""
     result = here.run(command=(
         f"sh -c '{WATCH} --json {WATCHED} -- -k & watcher=$!; {stop}{until.format(moment)}kill -KILL $watcher; "
@@ -251,7 +251,7 @@ def test_disk_under_the_log_that_is_full_in_the_middle(host):
     folder = LOG.rsplit("/", 1)[0]
     # The log's own last page is filled as well.
     fill = (f"mkdir -p {folder}; mount -t tmpfs -o size=64k tmpfs {folder}\n(until grep -qs 'Requesting .*kuror' {LOG}; "
-            f"do :; done; cat /dev/zero >{folder}/full; cat /dev/zero >>{LOG}) >/dev/null 2>&1 &\n")
+            f"do sleep 0.01; done; cat /dev/zero >{folder}/full; cat /dev/zero >>{LOG}) >/dev/null 2>&1 &\n")
     result, seen = watch(here, "-k", "-q", before=fill)
     assert result.status == 1 and not result.is_alive("halvd")
     assert seen.run["log_complete"] is False
@@ -264,7 +264,7 @@ def test_disk_under_the_log_that_is_full_in_the_middle(host):
 @pytest.mark.parametrize("name", ["cvstop.log.1", "elsewhere"])
 def test_log_that_is_rotated_in_the_middle(host, name):
     here = host(f"{BIN}/momuhe\n{BIN}/strayd ignore=all\n")
-    rotate = (f"(until grep -qs 'strayd (1)' {LOG}; do :; done; mv {LOG} {LOG.replace('cvstop.log', name)}; : >{LOG}) "
+    rotate = (f"(until grep -qs 'strayd (1)' {LOG}; do sleep 0.01; done; mv {LOG} {LOG.replace('cvstop.log', name)}; : >{LOG}) "
               ">/dev/null 2>&1 &\n")
     result, seen = watch(here, "-k", before=rotate)
     assert seen.asked("strayd") == ["SIGINT", "SIGTERM", "SIGQUIT", "SIGKILL"] and seen.run["notes"] == []
@@ -277,7 +277,7 @@ OTHERS_RECORD = "2026-11-21T19:53:02.123456+00:00 client cvstop[1] info Main: no
 @pytest.mark.parametrize("lines", [0, 3000], ids=["is short", "has outgrown what it was"])
 def test_log_that_is_truncated_in_the_middle(host, lines):
     here = host(f"{BIN}/momuhe\n{BIN}/strayd ignore=all\n")
-    truncate = (f"(until grep -qs 'Waiting for' {LOG}; do :; done; yes '{OTHERS_RECORD}' | head -n {lines} >{LOG}) "
+    truncate = (f"(until grep -qs 'Waiting for' {LOG}; do sleep 0.01; done; yes '{OTHERS_RECORD}' | head -n {lines} >{LOG}) "
                 ">/dev/null 2>&1 &\n")
     result, seen = watch(here, "-k", before=truncate)
     assert result.status == 1 and not result.is_alive("strayd")

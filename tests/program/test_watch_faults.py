@@ -118,6 +118,7 @@ deadline = time.monotonic() + 60
 def wait(condition):
     while not condition():
         assert time.monotonic() < deadline and run.poll() is None
+        time.sleep(0.01)
 def state(pid):
     return open(f'/proc/{{pid}}/stat').read().rsplit(')', 1)[1].split()[0]
 wait(lambda: os.path.exists('{LOG}') and 'Signaling process {BIN}/strayd' in open('{LOG}').read())

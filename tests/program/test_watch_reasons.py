@@ -10,9 +10,9 @@ from stuck_host import BEFORE, skip_without_file_server
 from watching import Watched, assert_asked_as_logged, assert_outcomes
 
 HERE = pathlib.Path(__file__).parent
-INTERRUPT = (f"import os, signal, subprocess, sys\n"
+INTERRUPT = (f"import os, signal, subprocess, sys, time\n"
              f"run = subprocess.Popen('{WATCH} --no-report --json {WATCHED} -- -k -q'.split(), start_new_session=True)\n"
-             f"while not os.path.exists('{LOG}') or sys.argv[1] not in open('{LOG}').read(): pass\n"
+             f"while not os.path.exists('{LOG}') or sys.argv[1] not in open('{LOG}').read(): time.sleep(0.01)\n"
              f"os.killpg(run.pid, signal.SIGINT)\nsys.exit(run.wait() + 2)\n")
 
 
@@ -113,7 +113,7 @@ def test_uninterruptible_sleep(host):
 mkdir /tmp/stuck
 /usr/bin/python3 /opt/stuckfs.py /tmp/stuck /opt/starter/start >/tmp/mounted 2>&1 &
 server=$!
-until test -s /tmp/mounted || ! kill -0 $server; do :; done
+until test -s /tmp/mounted || ! kill -0 $server; do sleep 0.01; done
 grep -q mounted /tmp/mounted || {{ cp /tmp/mounted /usr/quarn/sandbox/unmountable; exit 0; }}
 PYTHONHOME=/usr {BIN}/momuhe /opt/touch.py >/dev/null 2>&1 &
 stuck=$!
@@ -130,7 +130,7 @@ until grep -q request_wait_answer /proc/$stuck/wchan; do kill -0 $stuck || exit 
 def test_who_came_back(host):
     """A supervisor starts its daemon again: it is not the one that was stopped."""
     here = host(f"{BIN}/momuhe\n{BIN}/kuror stop=3\n")
-    here.write("/opt/x/supervise", f"#!/bin/sh\nuntil grep -qs 'momuhe (1)' {LOG}; do :; done\n"
+    here.write("/opt/x/supervise", f"#!/bin/sh\nuntil grep -qs 'momuhe (1)' {LOG}; do sleep 0.01; done\n"
                f"{BIN}/late --serve 1 >/dev/null & echo $$ $! >/opt/back; wait\n")
     here.inside("/opt/x/supervise").chmod(0o755)
     here.install(here.inside("/opt/starter/start"), f"{BIN}/late")

@@ -29,7 +29,7 @@ SIGNALS = {"KILL": (1, ["SIGTERM"]), "KILLH": (0, ["SIGHUP"]), "KILL9": (4, [])}
 
 
 # hiwik is only marked, and no tool stops it: it ends, at somebody else's request, while everything is waited for.
-ASK_HIWIK = (f"(until grep -qs 'Looking for remaining' {LOG}; do :; done; "
+ASK_HIWIK = (f"(until grep -qs 'Looking for remaining' {LOG}; do sleep 0.01; done; "
              f"kill -USR1 $(awk '$2 == \"ready\" && $4 == \"hiwik\" {{ print $3 }}' {JOURNAL})) &\n")
 
 

@@ -74,7 +74,7 @@ TEST_F(MountNamespace, ReplacedDaemonOfAnotherTreeIsNotTheProducts) {
 TEST_F(MountNamespace, HardenedScriptIsTheProducts) {
     const Child script(writeScript("worker", kStopsItself), {"worker"}, harden);
     awaitStop(script.pid());
-    EXPECT_EQ(judge(script.pid(), judgeScript).reason, Reason::ProductScript);
+    EXPECT_EQ(judge(script.pid(), judgeScriptByLink).reason, Reason::ProductScript);
 }
 
 TEST_F(MountNamespace, ScriptOfAnotherTreeIsNotTheProducts) {
@@ -82,7 +82,7 @@ TEST_F(MountNamespace, ScriptOfAnotherTreeIsNotTheProducts) {
     fs::copy_file(path, m_copy / "bin/worker");
     const Child script(path, {"worker"}, [this] { contain(); });
     awaitStop(script.pid());
-    const Verdict verdict = judge(script.pid(), judgeScript);
+    const Verdict verdict = judge(script.pid(), judgeScriptByLink);
     EXPECT_EQ(verdict.reason, Reason::NotTheHostsFile);
     EXPECT_EQ(verdict.category, 0);
 }

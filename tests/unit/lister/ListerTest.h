@@ -59,6 +59,10 @@ template <class Judge> Verdict verdictOf(const Judge& judge) {
 inline Verdict judgeByLink(const Caller& caller, const PinnedProcess& process) {
     return judgeExecutable(caller, process, required(process.link("exe")));
 }
+/// The same of judgeScript.
+inline Verdict judgeScriptByLink(const Caller& caller, const PinnedProcess& process) {
+    return judgeScript(caller, process, required(process.link("exe")));
+}
 
 /// Whether the condition comes true within a minute, which is longer than any machine needs.
 inline bool comesTrue(const std::function<bool()>& condition) {

@@ -34,6 +34,11 @@ TEST_F(LookUp, TakesWhatTheCacheHas) {
     }
 }
 
+TEST_F(LookUp, TakesTheCachesWordForWhatIsNotThere) {
+    kernel::answerCachedLookUps(ENOENT);
+    EXPECT_EQ(find("/proc/version"), "ENOENT");
+}
+
 /// It may never answer.
 TEST_F(LookUp, AsksNoServer) {
     fs::create_symlink("/proc", m_folder / "link");

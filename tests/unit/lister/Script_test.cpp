@@ -18,7 +18,7 @@ class LiveScript : public Lister {};
 
 TEST_F(ScriptRule, ScriptOfTheProduct) {
     const fs::path script = makeScript("77", "#!/bin/sh");
-    const Verdict verdict = judge("77", judgeScript);
+    const Verdict verdict = judge("77", judgeScriptByLink);
     EXPECT_EQ(verdict.reason, Reason::ProductScript);
     EXPECT_EQ(verdict.path, script.string());
 }
@@ -26,7 +26,7 @@ TEST_F(ScriptRule, ScriptOfTheProduct) {
 TEST_F(ScriptRule, ArgumentsBeyondWhatIsReadDoNotMatter) {
     const fs::path script = makeScript("77", "#!/bin/sh");
     write("77", "cmdline", std::string("sh\0", 3) + script.string() + '\0' + std::string(kTwoMegabytes, 'x'));
-    EXPECT_EQ(judge("77", judgeScript).reason, Reason::ProductScript);
+    EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::ProductScript);
 }
 
 TEST_F(ScriptRule, ScriptBehindMoreArgumentsThanAreReadIsNoRelation) {
@@ -36,7 +36,7 @@ TEST_F(ScriptRule, ScriptBehindMoreArgumentsThanAreReadIsNoRelation) {
         options += std::string("-e\0", 3);
     }
     write("77", "cmdline", std::string("sh\0", 3) + options + script.string() + '\0');
-    EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
+    EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::NoRelation);
 }
 
 TEST_F(ScriptRule, InterpreterThatRunsNothingOfTheProductIsNoRelation) {
@@ -44,7 +44,7 @@ TEST_F(ScriptRule, InterpreterThatRunsNothingOfTheProductIsNoRelation) {
     for (const std::string& arguments : {std::string(), std::string("sh\0", 3), std::string("sh\0-c\0true\0", 11),
                                          std::string("sh\0/nonexistent\0", 16), std::string("sh\0/bin/sh\0", 11)}) {
         write("77", "cmdline", arguments);
-        EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation) << arguments;
+        EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::NoRelation) << arguments;
     }
 }
 
@@ -52,20 +52,20 @@ TEST_F(ScriptRule, ScriptOfAnotherInterpreterIsNoRelation) {
     for (const char* line :
          {"#!/nonexistent/sh", "#!/usr/bin/env", "#!/usr/bin/env nonesuch", "#!/bin/cat", "text", ""}) {
         makeScript("77", line);
-        EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation) << line;
+        EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::NoRelation) << line;
     }
     makeScript("77", "#!/usr/bin/env sh");
-    EXPECT_EQ(judge("77", judgeScript).reason, Reason::ProductScript);
+    EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::ProductScript);
 }
 
 TEST_F(ScriptRule, KernelsNameOfTheProcessMakesItAScript) {
     makeScript("77", "no line of an interpreter");
     write("77", "stat", "77 (worker) S 1 77 77 0 -1\n");
-    EXPECT_EQ(judge("77", judgeScript).reason, Reason::ProductScript);
+    EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::ProductScript);
     write("77", "stat", "77 (worke) S 1 77 77 0 -1\n");
-    EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
+    EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::NoRelation);
     write("77", "stat", "no stat");
-    EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
+    EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::NoRelation);
 }
 
 TEST_F(ScriptRule, OnlyRootOrTheOwnerRunsAScriptOfTheProduct) {
@@ -75,16 +75,16 @@ TEST_F(ScriptRule, OnlyRootOrTheOwnerRunsAScriptOfTheProduct) {
                                          std::pair("Name:\tx\nUid:\t0\t4242\t0\t0\n", Reason::NoRelation),
                                          std::pair("Name:\tno user\n", Reason::NoRelation)}) {
         write("77", "status", status);
-        EXPECT_EQ(judge("77", judgeScript).reason, reason) << status;
+        EXPECT_EQ(judge("77", judgeScriptByLink).reason, reason) << status;
     }
     write("77", "status", "Name:\tx\nUid:\t0\t" + owner + "\t0\t0\n");
-    EXPECT_EQ(judge("77", judgeScript).reason, Reason::ProductScript);
+    EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::ProductScript);
     if (geteuid() == 0) {
         ASSERT_EQ(chown(script.c_str(), 4242, 0), 0);
         write("77", "status", "Name:\tx\nUid:\t0\t4242\t0\t0\n");
-        EXPECT_EQ(judge("77", judgeScript).reason, Reason::ProductScript);
+        EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::ProductScript);
         write("77", "status", "Name:\tx\nUid:\t0\t4243\t0\t0\n");
-        EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
+        EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::NoRelation);
     }
 }
 
@@ -95,37 +95,37 @@ TEST_F(ScriptRule, InterpreterThatAnybodyCouldHaveMadeIsNotTrusted) {
     write("77", "stat", "77 (worker) S 1 77 77 0 -1\n");
     link("77", "exe", copy);
     const Reason asRoot = geteuid() == 0 ? Reason::ProductScript : Reason::NoRelation;
-    EXPECT_EQ(judge("77", judgeScript).reason, asRoot);
+    EXPECT_EQ(judge("77", judgeScriptByLink).reason, asRoot);
     for (const fs::perms writable : {fs::perms::group_write, fs::perms::others_write}) {
         fs::permissions(copy, fs::perms::owner_all | writable);
-        EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
+        EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::NoRelation);
     }
     fs::permissions(copy, fs::perms::owner_all);
     if (geteuid() == 0) {
         ASSERT_EQ(chown(copy.c_str(), 4242, 0), 0);
-        EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
+        EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::NoRelation);
         ASSERT_EQ(chown(copy.c_str(), 0, 0), 0);
     }
     fs::rename(copy, m_root + "/bin/sh");
     link("77", "exe", m_root + "/bin/sh");
-    EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation)
+    EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::NoRelation)
         << "the product's own shell is a program of the product";
     link("77", "exe", "/bin/sleep");
-    EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
+    EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::NoRelation);
 }
 
 TEST_F(ScriptRule, RelativeArgumentIsOneOfTheWorkingDirectory) {
     const fs::path script = makeScript("77", "#!/bin/sh");
     write("77", "cmdline", std::string("sh\0bin/worker\0", 14));
-    EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation) << "it works in /";
+    EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::NoRelation) << "it works in /";
     link("77", "cwd", m_root);
     link("77", "fd/10", script);
-    EXPECT_EQ(judge("77", judgeScript).path, script.string());
-    EXPECT_EQ(judge("77", judgeScript).reason, Reason::ProductScript);
+    EXPECT_EQ(judge("77", judgeScriptByLink).path, script.string());
+    EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::ProductScript);
     link("77", "cwd", m_root + "/bin");
-    EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
+    EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::NoRelation);
     fs::remove(fs::path(m_proc) / "77/cwd");
-    EXPECT_EQ(judge("77", judgeScript).reason, Reason::Vanished);
+    EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::Vanished);
 }
 
 /// It may have been started elsewhere, and have come here since.
@@ -133,14 +133,14 @@ TEST_F(ScriptRule, RelativeScriptThatItsShellDoesNotHoldIsUnproven) {
     const fs::path script = makeScript("77", "#!/bin/sh");
     write("77", "cmdline", std::string("sh\0worker\0", 10));
     link("77", "cwd", m_root + "/bin");
-    EXPECT_EQ(judge("77", judgeScript).reason, Reason::Unproven);
+    EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::Unproven);
     link("77", "fd/3", "/dev/null");
     link("77", "fd/10", m_folder / "worker");
-    EXPECT_EQ(judge("77", judgeScript).reason, Reason::Unproven);
+    EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::Unproven);
     link("77", "fd/10", script.string() + " (deleted)");
-    EXPECT_EQ(judge("77", judgeScript).reason, Reason::ProductScript) << "it was replaced by an upgrade";
+    EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::ProductScript) << "it was replaced by an upgrade";
     fs::remove_all(fs::path(m_proc) / "77/fd");
-    EXPECT_EQ(judge("77", judgeScript).reason, Reason::Vanished);
+    EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::Vanished);
 }
 
 /// Most shells close the script in a subshell.
@@ -154,15 +154,15 @@ TEST_F(ScriptRule, RelativeScriptOfASubshellIsItsShells) {
     write("77", "stat", statLine("77", "sh", "78"));
     write("77", "cmdline", std::string("sh\0worker\0", 10));
     link("77", "cwd", m_root + "/bin");
-    EXPECT_EQ(judge("77", judgeScript).reason, Reason::Unproven);
+    EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::Unproven);
     link("79", "fd/10", script);
-    EXPECT_EQ(judge("77", judgeScript).reason, Reason::ProductScript);
+    EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::ProductScript);
     write("78", "cmdline", std::string("sh\0worker\0-e\0", 13));
-    EXPECT_EQ(judge("77", judgeScript).reason, Reason::Unproven) << "the process above it is not its shell";
+    EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::Unproven) << "the process above it is not its shell";
     write("77", "stat", statLine("77", "sh", "4194303"));
-    EXPECT_EQ(judge("77", judgeScript).reason, Reason::Unproven) << "its shell is gone";
+    EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::Unproven) << "its shell is gone";
     write("77", "stat", "no stat");
-    EXPECT_EQ(judge("77", judgeScript).reason, Reason::Unproven);
+    EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::Unproven);
 }
 
 /// They read all of it before they begin.
@@ -172,39 +172,39 @@ TEST_F(ScriptRule, RelativeScriptOfAnotherInterpreterNeedNotBeHeld) {
     link("77", "exe", perl);
     write("77", "cmdline", std::string("perl\0worker\0", 12));
     link("77", "cwd", m_root + "/bin");
-    EXPECT_EQ(judge("77", judgeScript).reason, Reason::ProductScript);
+    EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::ProductScript);
 }
 
 /// What a chrooted process calls /usr/quarn is another folder, and its script another file.
 TEST_F(ScriptRule, ScriptOfAnotherRootIsNotTheHosts) {
     makeScript("77", "#!/bin/sh");
     link("77", "root", m_folder);
-    EXPECT_EQ(judge("77", judgeScript).reason, Reason::NotTheHostsFile);
+    EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::NotTheHostsFile);
 }
 
 TEST_F(ScriptRule, AncestorIsNoScriptOfTheProduct) {
     makeScript("77", "#!/bin/sh");
-    EXPECT_EQ(judge("77", judgeScript, getppid()).reason, Reason::NoRelation);
+    EXPECT_EQ(judge("77", judgeScriptByLink, getppid()).reason, Reason::NoRelation);
 }
 
 TEST_F(ScriptRule, ScriptOfAnotherPidNamespaceIsOutOfScope) {
     makeScript("77", "#!/bin/sh");
     link("77", "ns/pid", "pid:[1]");
-    EXPECT_EQ(judge("77", judgeScript).reason, Reason::OtherPidNamespace);
+    EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::OtherPidNamespace);
 }
 
 TEST_F(ScriptRule, ScriptOfAnUnfitPathIsOnlyListed) {
     const fs::path script = writeScript("wor ker", "#!/bin/sh\n");
     make("77", fs::canonical("/bin/sh"));
     write("77", "cmdline", std::string("sh\0", 3) + script.string() + '\0');
-    const Verdict verdict = judge("77", judgeScript);
+    const Verdict verdict = judge("77", judgeScriptByLink);
     EXPECT_EQ(verdict.reason, Reason::UnfitPath);
     EXPECT_EQ(verdict.category, CAT_OTHER_THIRD_PARTY);
 }
 
 TEST_F(ScriptRule, InterpreterThatIsGoneHasVanished) {
     make("77", "/nonexistent/sh");
-    EXPECT_EQ(judge("77", judgeScript).reason, Reason::Vanished);
+    EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::Vanished);
 }
 
 TEST_F(ScriptRule, FolderIsNoScript) {
@@ -213,7 +213,7 @@ TEST_F(ScriptRule, FolderIsNoScript) {
     make("77", fs::canonical("/bin/sh"));
     for (const char* name : {"/bin/folder", "/bin/socket"}) {
         write("77", "cmdline", std::string("sh\0", 3) + m_root + name + '\0');
-        EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation) << name;
+        EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::NoRelation) << name;
     }
 }
 
@@ -222,7 +222,7 @@ TEST_F(ScriptRule, LoopOfLinksIsNoScript) {
     fs::create_symlink("here", m_root + "/bin/there");
     make("77", fs::canonical("/bin/sh"));
     write("77", "cmdline", std::string("sh\0", 3) + m_root + "/bin/here" + '\0');
-    EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
+    EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::NoRelation);
 }
 
 /// What the server would say may be that it is one of the product: the way may lead over a link.
@@ -233,9 +233,9 @@ TEST_F(ScriptRule, ScriptThatOnlyAServerCouldFindIsLeftOpen) {
     for (const std::string& path : {std::string("/proc/version"), (m_folder / "link").string()}) {
         write("77", "cmdline", std::string("sh\0", 3) + path + '\0');
         serveProc("proc");
-        EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
+        EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::NoRelation);
         serveProc("fuse");
-        EXPECT_EQ(judge("77", judgeScript).reason, Reason::AsksServer);
+        EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::AsksServer);
     }
     kernel::answerCachedLookUps(kernel::kByItself);
 }
@@ -248,7 +248,7 @@ TEST_F(ScriptRule, PipeIsNotEvenOpened) {
     write("77", "cmdline", std::string("sh\0", 3) + pipe.string() + '\0');
     const UniqueFd watch(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
     ASSERT_GE(inotify_add_watch(watch.get(), pipe.c_str(), IN_OPEN), 0);
-    EXPECT_EQ(judge("77", judgeScript).reason, Reason::NoRelation);
+    EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::NoRelation);
     char event[1024];
     EXPECT_EQ(read(watch.get(), event, sizeof event), -1) << "it was opened";
 }
