@@ -1,6 +1,6 @@
-// A crowd of idle processes: crowd COUNT [MAPPINGS DESCRIPTORS]. Each child has that many more mappings of a file,
-// every second one executable, and that many more descriptors. Prints "ready" when all are there, ends when its input
-// does.
+// A crowd of idle processes: crowd [/SCRIPT] COUNT [MAPPINGS DESCRIPTORS]. Each child has that many more mappings of a
+// file, every second one executable, and that many more descriptors. Prints "ready" when all are there, ends when its
+// input does. The script is not looked at: it is there for who reads the arguments of an interpreter.
 
 #include <cstdio>
 #include <cstdlib>
@@ -44,9 +44,10 @@ bool addDescriptors(int count) {
 } // namespace
 
 int main(int argc, char** argv) {
-    const auto number = [&](int index) { return index < argc ? std::atoi(argv[index]) : 0; };
+    const int script = argc > 1 && argv[1][0] == '/' ? 1 : 0;
+    const auto number = [&](int index) { return script + index < argc ? std::atoi(argv[script + index]) : 0; };
     if (number(1) <= 0 || !addMappings(number(2)) || !addDescriptors(number(3))) {
-        std::fprintf(stderr, "usage: crowd COUNT [MAPPINGS DESCRIPTORS]\n");
+        std::fprintf(stderr, "usage: crowd [/SCRIPT] COUNT [MAPPINGS DESCRIPTORS]\n");
         return 1;
     }
     for (int i = 0; i < number(1); ++i) {

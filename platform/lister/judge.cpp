@@ -32,7 +32,7 @@ Verdict judgeInterpreter(const Caller& caller, const PinnedProcess& process, std
         return {};
     }
     try {
-        return judgeScript(caller, process);
+        return judgeScript(caller, process, link);
     } catch (const ProcessLost& lost) {
         if (lost.reason != Reason::AsksServer) {
             throw;

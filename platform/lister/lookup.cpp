@@ -102,7 +102,8 @@ UniqueFd findWithoutWaiting(const Caller& caller, const std::string& path) {
         return {};
     }
     UniqueFd file = findAt(AT_FDCWD, path.c_str(), 0, RESOLVE_CACHED | RESOLVE_NO_MAGICLINKS);
-    return file ? std::move(file) : Walk(caller, path).run();
+    // The cache also knows of names that they lead nowhere.
+    return file || errno == ENOENT ? std::move(file) : Walk(caller, path).run();
 }
 
 std::optional<FileStatus> lookUpWithoutWaiting(const Caller& caller, const std::string& path) {

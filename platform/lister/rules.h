@@ -19,8 +19,8 @@ bool isHostsExecutable(const Caller& caller, const PinnedProcess& process, const
 /// whoever asks makes sure that it says the same afterwards.
 Verdict judgeExecutable(const Caller& caller, const PinnedProcess& process, std::string_view link);
 
-/// The verdict on a process whose executable has an interpreter's name.
-Verdict judgeScript(const Caller& caller, const PinnedProcess& process);
+/// The verdict on a process whose executable has an interpreter's name, by the same link.
+Verdict judgeScript(const Caller& caller, const PinnedProcess& process, std::string_view link);
 
 /// The verdict on a process that is not the product's own.
 Verdict judgeThirdParty(const Roots& roots, const Caller& caller, const PinnedProcess& process);

@@ -226,16 +226,17 @@ bool isProven(const Caller& caller, const PinnedProcess& process, const Script& 
 
 } // namespace
 
-Verdict judgeScript(const Caller& caller, const PinnedProcess& process) {
-    // An upgrade in place must not hide the scripts that the old interpreter still runs.
-    const std::string interpreter(pathOfLink(required(process.link("exe"))));
-    const FileStatus status = required(process.status("exe"));
+Verdict judgeScript(const Caller& caller, const PinnedProcess& process, std::string_view link) {
     // A product script that calls the program is not stopped by it.
-    if (!isTrustedInterpreter(caller, interpreter, status) || caller.isAncestor(process.pid())) {
+    if (caller.isAncestor(process.pid())) {
         return {0, Reason::NoRelation, ""};
     }
+    // An upgrade in place must not hide the scripts that the old interpreter still runs.
+    const std::string interpreter(pathOfLink(link));
+    // First what tells most interpreters of a host apart: they run no file of the product.
     const std::optional<Script> script = findScript(caller, process, interpreter);
-    if (!script || !isScriptOf(caller, process, *script, interpreter)) {
+    if (!script || !isTrustedInterpreter(caller, interpreter, required(process.status("exe"))) ||
+        !isScriptOf(caller, process, *script, interpreter)) {
         return {0, Reason::NoRelation, ""};
     }
     if (const std::optional<Reason> reason = caller.outOfScope(process)) {

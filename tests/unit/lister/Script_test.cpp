@@ -203,7 +203,8 @@ TEST_F(ScriptRule, ScriptOfAnUnfitPathIsOnlyListed) {
 }
 
 TEST_F(ScriptRule, InterpreterThatIsGoneHasVanished) {
-    make("77", "/nonexistent/sh");
+    makeScript("77", "#!/bin/sh");
+    link("77", "exe", "/nonexistent/sh");
     EXPECT_EQ(judge("77", judgeScriptByLink).reason, Reason::Vanished);
 }
 
