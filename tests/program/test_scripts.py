@@ -163,7 +163,7 @@ def test_script_of_another_folder_that_went_to_the_tree_is_left_alone(host, shel
 @pytest.mark.parametrize("shell", SHELLS)
 def test_subshell_of_a_relative_script_is_listed_and_stopped(host, shell):
     need(shell.split()[0])
-    subshell = f"(echo >/tmp/begun; read line </tmp/fifo; :) &\nuntil test -s /tmp/begun; do sleep 0.01; done\n{SHELL}"
+    subshell = f"(echo >/tmp/begun; read line </tmp/fifo; :) &\nuntil test -s /tmp/begun; do :; done\n{SHELL}"
     here = make_host(host, f"#!{shutil.which(shell.split()[0], path='/usr/bin:/bin')}\n{subshell}")
     rows, result, worker = list_and_stop(here, running(f"{shell} worker", BIN))
     assert rows == [WITNESS, (WORKER, "Corvane"), (WORKER, "Corvane")]
