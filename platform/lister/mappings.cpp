@@ -1,5 +1,7 @@
 #include "mappings.h"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -58,9 +60,11 @@ int nextMapping(int maps, std::uint64_t address, procmap_query& query, char (&na
     return ioctl(maps, kProcmapQuery, &query) == 0 ? 0 : errno;
 }
 
-/// An older kernel does not know the query; a name beyond a page stops it, while the text goes on behind that line.
+/// An older kernel does not know the query, and a filter of system calls may refuse it, which the kernel never does
+/// once the file is open; a name beyond a page stops it, while the text goes on behind that line.
 bool mustReadText(int error) {
-    return error == ENOTTY || error == EINVAL || error == ENAMETOOLONG;
+    constexpr std::array kErrors = {ENOTTY, EINVAL, ENAMETOOLONG, EPERM, EACCES, ENOSYS};
+    return std::find(kErrors.begin(), kErrors.end(), error) != kErrors.end();
 }
 
 /// Nothing where the text has to be read instead.

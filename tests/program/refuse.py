@@ -7,7 +7,8 @@ import platform
 import struct
 import sys
 
-NUMBERS = {"statx": {"x86_64": 332, "aarch64": 291, "ppc64le": 383, "s390x": 379}}
+NUMBERS = {"statx": {"x86_64": 332, "aarch64": 291, "ppc64le": 383, "s390x": 379},
+           "ioctl": {"x86_64": 16, "aarch64": 29, "ppc64le": 54, "s390x": 54}}
 NEWER = {"clone3": 435, "openat2": 437}  # on every processor
 LOAD_NUMBER, JUMP_IF_EQUAL, ANSWER = 0x20, 0x15, 0x06  # BPF_LD|BPF_W|BPF_ABS, BPF_JMP|BPF_JEQ|BPF_K, BPF_RET|BPF_K
 ALLOW, FAIL = 0x7FFF0000, 0x00050000  # SECCOMP_RET_ALLOW, SECCOMP_RET_ERRNO

@@ -32,12 +32,13 @@ KERNELS = {
              {"statx": INJECTED, "openat2": INJECTED, "clone3": INJECTED, "rseq": INJECTED}),
     "6.6": (f"{TRACE} {NO_QUERY}", {"ioctl": INJECTED}),
     "filtered": (f"/usr/bin/python3 /opt/refuse.py openat2 EPERM {TRACE}", {"openat2": "= -1 EPERM"}),
+    "filtered query": (f"/usr/bin/python3 /opt/refuse.py ioctl EPERM {TRACE}", {"ioctl": "= -1 EPERM"}),
 }
 FLEET = (f"{BIN}/halvd\n{BIN}/momuhe\n{BIN}/koka ignore=INT,TERM\n{BIN}/worker script=yes\n/opt/x/mapper map={LIBRARY}\n"
          f"/opt/x/editor cwd={BIN}\n")
 # In mounts of their own: a daemon, one that was replaced since, and one that runs the product's code; and a container's copy.
 HARDENED = f"""
-starts() {{ until readlink /proc/[0-9]*/exe | grep -qx "$1"; do kill -0 $! || exit 98; done; }}
+starts() {{ until readlink /proc/[0-9]*/exe | grep -qx "$1"; do kill -0 $! || exit 98; sleep 0.01; done; }}
 cp {SLEEP} {BIN}/hardened; unshare --mount {BIN}/hardened 600 & starts {BIN}/hardened
 cp {SLEEP} {BIN}/replaced; unshare --mount {BIN}/replaced 600 & starts {BIN}/replaced
 rm {BIN}/replaced; cp {SLEEP} {BIN}/replaced
