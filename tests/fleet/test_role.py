@@ -7,6 +7,7 @@ import signal
 import pytest
 from clients import wait_for
 from local import HALVD, Fleet
+from test_fleet import recap
 
 
 def test_nobody_is_left_and_the_rest_again_is_nobody(tmp_path):
@@ -61,6 +62,30 @@ def test_clients_with_a_bad_variable_are_named_and_nobody_is_touched(tmp_path):
         for name in BAD_VARIABLES:
             assert re.search(rf"^{name} +failed ", shown.stdout, re.M), name
     assert fleet.shut_down("--limit", "good").returncode == 0 and fleet.shutdowns("good") == 1
+
+
+OWN_TASK = """\
+- hosts: all
+  gather_facts: false
+  tasks:
+    - quarn.corvane.cvstop:
+        executable: "{{ shutdown_executable }}"
+        settle: 0
+        on_survivors: "{{ on_survivors }}"
+"""
+
+
+@pytest.mark.parametrize("on_survivors, failed", [("warn", []), ("fail", ["left"])])
+def test_the_module_as_a_task_of_ones_own(tmp_path, on_survivors, failed):
+    """Ansible takes a status other than 0 for a failure, and that of a shutdown is 1."""
+    fleet = Fleet(tmp_path, client="", left="")
+    fleet.set("left", "processes", HALVD.replace("ends", "stays"))
+    (tmp_path / "own.yml").write_text(OWN_TASK)
+    result = fleet.play("own.yml", "-e", f"on_survivors={on_survivors}")
+    counts = recap(result.stdout)
+    assert [name for name in counts if counts[name]["failed"] != "0"] == failed, result.stdout
+    assert counts["client"]["changed"] == "1" and "Still running: halvd (801)." in result.stdout
+    assert (fleet.shutdowns("client"), fleet.shutdowns("left")) == (1, 1)
 
 
 LOST_IN_ITS_WAVE = """\

@@ -335,14 +335,15 @@ def main():
     with only_one(module):
         ended, result = finish(module, cvstop, entries)
     if not ended.survivors:
-        module.exit_json(**result)
+        # Said, since Ansible takes every rc but 0 for a failure otherwise, and 1 is the program's success.
+        module.exit_json(failed=False, **result)
     message = 'Still running: %s.' % ', '.join(
         '%s (%d)%s' % (listing.show(process.name), process.pid, '' if process in ended.found else ', started again')
         for process in ended.survivors)
     if module.params['on_survivors'] == 'fail':
         module.fail_json(msg=message, **result)
     module.warn(message)
-    module.exit_json(msg=message, **result)
+    module.exit_json(failed=False, msg=message, **result)
 
 
 if __name__ == '__main__':
