@@ -37,6 +37,12 @@ def test_a_warning_before_the_listing_is_no_row():
     assert listing.parse(warning + LISTING) == listing.parse(LISTING)
 
 
+def test_a_process_that_is_called_like_the_warning_is_not_overlooked():
+    name = b"Unable to create log file."
+    row = (name, B + b"/" + name, b"7", b"Corvane")
+    assert listing.parse(printed([row])) == [(name, B + b"/" + name, 7, listing.PRODUCT)]
+
+
 @pytest.mark.parametrize("text, reason", [
     (b"koka 812\n", "no row of dashes"),
     (b"Currently only supported on clients.\n", "no row of dashes"),
@@ -56,7 +62,8 @@ def test_what_cannot_be_read_is_refused(text, reason):
 # What a name may be made of: blanks, digits that look like a pid, words of the category column, dashes, letters of two to
 # four bytes, bytes that are no UTF-8, markup.
 PIECES = [b"a", b"koka", b" ", b"  ", b"-", b"---- ", b"12 ", b" 7 Corvane", b"Third Party", "ä".encode(), "名".encode(),
-          "𝄞".encode(), b"\xff", b"\xc3", b"?", b"<b>", b"'", b"%s", b"\\"]
+          "𝄞".encode(), b"\xff", b"\xc3", b"?", b"<b>", b"'", b"%s", b"\\",
+          b"Unable to create log file."]
 
 
 def random_name(chance):

@@ -44,7 +44,10 @@ def characters(cell):
 
 def parse_rows(text):
     """(name, path, pid, category word) of each row, in any language. Raises ListingError."""
-    lines = [line for line in text.split(b'\n') if line and not WARNING.match(line)]
+    lines = [line for line in text.split(b'\n') if line]
+    # Further down it is a process that is called so.
+    while lines and WARNING.match(lines[0]):
+        lines.pop(0)
     if not lines:
         return []
     dashes = DASHES.match(lines[1]) if len(lines) > 1 else None
