@@ -27,6 +27,13 @@ def fleet():
     return records(reports.fleet(500))
 
 
+def test_warnings_are_told():
+    """Whoever misses a time line finds out why."""
+    warned, = records({"a": {"outcome": "stopped", "stopped": [], "warnings": ["cvstop-watch ended with status 3", HOSTILE]}})
+    text = page.page([warned], MOMENT)
+    assert "Warnings: 2" in text and "<li>cvstop-watch ended with status 3</li>" in text and "<script>" not in text
+
+
 class Checker(html.parser.HTMLParser):
     """Whether the page is well formed, and of what it is made."""
 

@@ -82,6 +82,9 @@ def details(record):
             state = " open" if key == "survivors" else ""
             parts.append(f"<details{state}><summary>{label}: {len(processes)}</summary>"
                          f"{listed(map(process, processes))}</details>")
+    if record.get("warnings"):
+        parts.append(f"<details><summary>Warnings: {len(record['warnings'])}</summary>"
+                     f"{listed(map(escape, record['warnings']))}</details>")
     if record["failed"] and record.get("output"):
         text = "\n".join(escape(line) for line in record["output"][-40:])
         parts.append(f"<details><summary>What the program printed</summary><pre>{text}</pre></details>")
