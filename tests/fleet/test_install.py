@@ -16,8 +16,15 @@ B = "/usr/quarn/corvane/bin"
 CONF = "/usr/quarn/corvane/host.conf"
 # Below /var, which is each box's own.
 EDITED = "/var/lib/cvstop/rotate"
-# What a test makes to have an installation fail.
-UNLESS_BROKEN = "[ ! -e /tmp/broken ]"
+# What a test makes to have an installation fail, or to have the client's line cut in the middle of one.
+UNLESS_BROKEN = """\
+if [ -e /tmp/cut ]; then
+  for process in /proc/[0-9]*; do
+    [ "$(readlink "$process/exe")" != /usr/sbin/sshd ] || kill -9 "${process#/proc/}"
+  done
+  exit 1
+fi
+[ ! -e /tmp/broken ]"""
 OWN_VAR = ("mkdir /tmp/upper /tmp/work && mount -t overlay -o lowerdir=/var,upperdir=/tmp/upper,workdir=/tmp/work overlay "
            f"/var && rm {B}/cvstop")
 DEBIAN_NAME = {"x86_64": "amd64", "aarch64": "arm64", "ppc64le": "ppc64el"}.get(platform.machine(), platform.machine())
@@ -217,10 +224,11 @@ def test_an_installation_that_failed_is_tried_again(make_fleet, tmp_path, kind):
     course.build("1.0")
     assert course.install().returncode == 0
     course.build("1.0", "b")
-    on(course.fresh, "touch", "/tmp/broken")
-    for _ in range(2):
-        assert course.install().returncode == 2 and installed(course.fresh) == "1.0"
-    on(course.fresh, "rm", "/tmp/broken")
+    for how, count in (("/tmp/broken", "failed"), ("/tmp/cut", "unreachable")):
+        on(course.fresh, "touch", how)
+        result = course.install()
+        assert recap(result.stdout)["fresh"][count] == "1" and installed(course.fresh) == "1.0", result.stdout
+        on(course.fresh, "rm", how)
     again = course.install()
     assert again.returncode == 0 and installed(course.fresh) == "1.0b", again.stdout
 
