@@ -48,6 +48,25 @@ find_rpm() {
   ask_rpm -qa | grep -q . || fail "cannot tell what belongs to a package: nothing here reads the rpm database $root$database"
 }
 
+# A link in the other system, an absolute one for instance, may lead to this one's files, which are not to be changed in its place.
+check_inside() { # PATH...
+  [ -n "$root" ] || return 0
+  top=$(readlink -f "$root")
+  for path in "$@"; do
+    folder=${path%/*}
+    # A line of a damaged list may have no folder.
+    while [ "$folder" != "${folder%/*}" ] && [ ! -e "$root$folder" ] && [ ! -L "$root$folder" ]; do
+      folder=${folder%/*}
+    done
+    # It cannot follow a link to what is not there.
+    where=$(readlink -f "$root$folder") || where=$(readlink "$root$folder")
+    case $where/ in
+      "${top%/}"/*) ;;
+      *) fail "$root$folder leads to $where, which is no folder below $root; nothing was changed" ;;
+    esac
+  done
+}
+
 # Dpkg's own lists, which can be read wherever its programs run.
 dpkg_has() { # PATH
   find "$root/var/lib/dpkg/info" -name '*.list' -exec grep -lxF -e "$1" {} + 2>/dev/null | grep -q .

@@ -18,6 +18,10 @@ RUNNING = f"readlink /proc/[0-9]*/exe | grep -c '^{BIN}/[hm]' || true\n"
 READ_ONLY_USR = "mount --bind /usr /usr; mount -o remount,bind,ro /usr\n"
 USAGE = ("Usage:\n {0} [ -k | -kill [ -3 | -third_party ] [ -q | -quiet ] ]\n"
          " {0} -l | -list [ -3 | -third_party ]\n {0} -h | -help\n")
+# What the .rpm may ask of rpm itself: the oldest that shall install it, 4.11 of SLES 12, has all of this. It refuses a package
+# that asks for what came later, as PayloadIsZstd did.
+RPM_FEATURES = {"rpmlib(CompressedFileNames) <= 3.0.4-1", "rpmlib(FileDigests) <= 4.6.0-1",
+                "rpmlib(PayloadFilesHavePrefix) <= 4.0-1", "rpmlib(PayloadIsXz) <= 5.2-1"}
 
 
 def files_of_deb(deb):
@@ -51,7 +55,7 @@ def test_packages_need_no_library(deb, rpm):
     depends = subprocess.run(["dpkg-deb", "-f", deb, "Depends"], capture_output=True, text=True, check=True).stdout
     assert depends.strip() == ""
     requires = subprocess.run(["rpm", "-qp", "--requires", rpm], capture_output=True, text=True, check=True).stdout
-    assert [line for line in requires.splitlines() if not line.startswith(("rpmlib(", "config(cvstop)"))] == []
+    assert {line for line in requires.splitlines() if not line.startswith("config(cvstop)")} <= RPM_FEATURES
     assert subprocess.run(["rpm", "-qp", "--suggests", rpm], capture_output=True, text=True, check=True).stdout == "logrotate\n"
 
 

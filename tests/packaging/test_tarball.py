@@ -1,7 +1,9 @@
 """The archive for hosts without a package of ours: installed, used, upgraded, removed. It stops nothing and loses nothing, and
 what is damaged changes nothing. And the archive of object files, which makes the programs again."""
+import os
 import re
 import shutil
+import subprocess
 
 import pytest
 
@@ -225,12 +227,18 @@ def test_removal_leaves_the_files_of_a_later_package(root, tarball, packaged):
     assert root.run(packaged[1] + "cvstop -h") == USAGE.format("cvstop")
 
 
-def test_programs_can_be_linked_again(root, packages, deb, tmp_path):
+@pytest.fixture
+def linker(packages, tmp_path):
+    """The script that links the object files."""
     archive = only(packages, f"cvstop-*-linux-{MACHINE}-objects.tar.gz")
+    run(["tar", "-xzf", archive, "-C", tmp_path])
+    return tmp_path / archive.name.removesuffix(".tar.gz") / "link"
+
+
+def test_programs_can_be_linked_again(root, linker, deb, tmp_path):
     again = tmp_path / "again"
     again.mkdir()
-    run(["tar", "-xzf", archive, "-C", tmp_path])
-    run([tmp_path / archive.name.removesuffix(".tar.gz") / "link", "again"], cwd=tmp_path)
+    run([linker, "again"], cwd=tmp_path)
     root.run(install(root, deb))
     configure(root)
     for shipped in PROGRAMS:
@@ -239,3 +247,23 @@ def test_programs_can_be_linked_again(root, packages, deb, tmp_path):
         program.write_bytes(made.read_bytes())
     assert root.run("cvstop -h") == USAGE.format("cvstop")
     assert root.run("cvstop-watch --no-report cvstop -h") == USAGE.format("cvstop")
+
+
+def test_programs_can_be_linked_again_where_the_compiler_has_another_name(linker, tmp_path):
+    """Not everyone calls it by processor, as Debian does."""
+    folders = tools, named, found = [tmp_path / name for name in ("tools", "named", "found")]
+    for folder in folders:
+        folder.mkdir()
+    for tool in ("dirname", "uname", "g++", "ld"):
+        (tools / tool).symlink_to(shutil.which(tool))
+    elsewhere = {"PATH": str(tools)}
+    run([linker, named])
+    run([linker, found], env=elsewhere)
+    for program in map(os.path.basename, PROGRAMS):
+        assert (named / program).read_bytes() == (found / program).read_bytes()
+    # What was chosen is not replaced, nor is one that is for another processor.
+    (tools / "uname").unlink()
+    (tools / "uname").write_text("#!/bin/sh\necho another\n")
+    (tools / "uname").chmod(0o755)
+    for chosen in ({"CXX": "another-g++"}, {}):
+        assert subprocess.run([linker, found], env=elsewhere | chosen, capture_output=True, check=False).returncode == 127

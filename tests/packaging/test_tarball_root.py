@@ -1,6 +1,7 @@
 """The archive's scripts for another system's root: they change that and nothing else, and leave to its packages what is theirs,
 although its programs may not run here."""
 import os
+import shutil
 import subprocess
 
 import pytest
@@ -124,3 +125,67 @@ def test_rpm_database_that_nothing_here_reads_is_told_and_nothing_is_changed(unp
         status, told = asked(unpacked / script, root)
         assert status != 0 and told.startswith("cvstop: cannot tell what belongs to a package: ")
     assert (root / BIN.lstrip("/") / "cvstop").read_text() == "a package's" and not installed.exists()
+
+
+@pytest.mark.parametrize("folder", ["/usr/quarn", "/usr/share/man", "/usr/lib/cvstop"])
+def test_link_out_of_the_root_is_told_and_nothing_is_changed(unpacked, tmp_path, folder):
+    root, here = tmp_path / "root", tmp_path / "here"
+    root.mkdir()
+    assert asked(unpacked / "install", root)[0] == 0
+    # Of an older archive, so that an upgrade would remove it.
+    (root / "usr/lib/cvstop").mkdir(parents=True)
+    (root / "usr/lib/cvstop/old").write_text("this system's own")
+    with open((root / REMOVE.lstrip("/")).with_name("installed"), "a", encoding="ascii") as installed:
+        installed.write("/usr/lib/cvstop/old\n")
+    link = root / folder.lstrip("/")
+    shutil.move(link, here)
+    link.symlink_to(here)
+    for file in everything(here):
+        if file.name != "installed":
+            file.write_text("this system's own")
+    before = everything(tmp_path)
+    for script in ("install", "remove"):
+        status, told = asked(unpacked / script, root)
+        assert status == 1 and told.startswith(f"cvstop: {link}") and f" leads to {here}" in told
+        assert told.endswith(f", which is no folder below {root}; nothing was changed\n")
+        assert everything(tmp_path) == before
+
+
+@pytest.mark.parametrize("target", ["/srv/nowhere/at/all", "quarn"])
+def test_link_in_the_root_that_leads_nowhere_is_told_and_nothing_is_changed(unpacked, tmp_path, target):
+    (tmp_path / "root/usr").mkdir(parents=True)
+    link = tmp_path / "root/usr/quarn"
+    link.symlink_to(target)
+    for script in ("install", "remove"):
+        assert asked(unpacked / script, tmp_path / "root") == (
+            1, f"cvstop: {link} leads to {target}, which is no folder below {tmp_path}/root; nothing was changed\n")
+    assert sorted((tmp_path / "root").rglob("*")) == [tmp_path / "root/usr", link]
+
+
+def test_list_that_was_damaged_does_not_lead_out_of_the_root(unpacked, tmp_path):
+    root, installed = tmp_path / "root", tmp_path / "root" / REMOVE.lstrip("/").replace("remove", "installed")
+    installed.parent.mkdir(parents=True)
+    for line in "beside", "/../here/file":
+        installed.write_text(line + "\n")
+        for file in tmp_path / "rootbeside", tmp_path / "here/file":
+            file.parent.mkdir(exist_ok=True)
+            file.write_text("this system's own")
+        before = everything(tmp_path)
+        for script in ("install", "remove"):
+            status, told = asked(unpacked / script, root)
+            assert status == 1 and told.endswith("; nothing was changed\n") and everything(tmp_path) == before
+
+
+@pytest.mark.parametrize("target", ["../data/quarn", "{root}/data/quarn"])
+@pytest.mark.parametrize("named", ["root", "another"])
+def test_link_that_stays_in_the_root_is_followed(unpacked, tmp_path, target, named):
+    data = tmp_path / "root/data/quarn"
+    data.mkdir(parents=True)
+    (tmp_path / "root/usr").mkdir()
+    (tmp_path / "root/usr/quarn").symlink_to(target.format(root=tmp_path / "root"))
+    (tmp_path / "another").symlink_to("root")
+    for _ in "install", "upgrade":
+        assert asked(unpacked / "install", tmp_path / named)[0] == 0
+    assert (data / "corvane/bin/cvstop").is_file()
+    assert asked(unpacked / "remove", tmp_path / named) == (0, "")
+    assert list(data.iterdir()) == [] and (tmp_path / "root/usr/quarn").is_symlink()
