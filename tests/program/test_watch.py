@@ -146,7 +146,7 @@ def test_death_by_a_signal_is_passed_on(host):
     here = host(f"{BIN}/strayd ignore=all\n")
     script = (f"import os, signal, subprocess, time\n"
               f"run = subprocess.Popen(['{WATCH}', '--no-report', '--json', '{WATCHED}', '--', '-k'], start_new_session=True)\n"
-              f"while not os.path.exists('{LOG}') or 'Name=strayd' not in open('{LOG}').read(): time.sleep(0.01)\n"
+              f"while not os.path.exists('{LOG}') or 'strayd (1)' not in open('{LOG}').read(): time.sleep(0.01)\n"
               f"os.killpg(run.pid, signal.SIGINT)\nprint(run.wait())\n")
     here.write("/opt/interrupt.py", script)
     result = here.run(command="/usr/bin/python3 /opt/interrupt.py")
