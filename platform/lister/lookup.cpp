@@ -111,6 +111,12 @@ std::optional<FileStatus> lookUpWithoutWaiting(const Caller& caller, const std::
     return file ? statusOf(file) : std::nullopt;
 }
 
+/// The kernel gives no path with empty names or dots.
+bool isOwnPath(const std::string& path) {
+    return path.starts_with('/') && path.find("//") == std::string::npos && path.find("/.") == std::string::npos &&
+           (findAt(AT_FDCWD, path.c_str(), 0, RESOLVE_CACHED | RESOLVE_NO_SYMLINKS) || errno == ENOENT);
+}
+
 /// The thread's own folder: it may have a table of descriptors of its own.
 std::string nameOf(const UniqueFd& file) {
     return "/proc/thread-self/fd/" + std::to_string(file.get());

@@ -20,6 +20,10 @@ UniqueFd findWithoutWaiting(const Caller& caller, const std::string& path);
 /// The status of what is found so.
 std::optional<FileStatus> lookUpWithoutWaiting(const Caller& caller, const std::string& path);
 
+/// Whether it is certain, from the kernel's cache alone, that a file at this path has no other one, no link being on
+/// it, or that there is none.
+bool isOwnPath(const std::string& path);
+
 /// The path that the kernel gives a descriptor: no link is on it. Nothing where it does not tell it, with errno set.
 std::optional<std::string> pathOf(const UniqueFd& file);
 

@@ -41,6 +41,9 @@ constexpr int kMostRevisits = 8;
 /// cache when it is judged, and the process still be there: in batches of 512 a judgement took 3 % longer.
 constexpr std::size_t kBatch = 32;
 
+/// So few while the other thread has nothing to do.
+constexpr std::size_t kFirstBatch = 8;
+
 /// Batches that wait while another one is judged. Without one the thread slept after each until it was handed the next.
 constexpr std::size_t kMostWaiting = 1;
 
@@ -57,7 +60,7 @@ int Scan::run(RecordList& records) {
             m_metPid1 = m_metPid1 || *pid == 1;
             visit(name, *pid, 0);
         }
-        if (m_deferred.size() >= kBatch) {
+        if (m_deferred.size() >= (m_inJudgement.empty() ? kFirstBatch : kBatch)) {
             handOver();
         }
         return true;

@@ -144,9 +144,16 @@ struct Script {
 std::optional<Script> findScript(const Caller& caller, const PinnedProcess& process, const std::string& interpreter) {
     std::string commandLine = readCommandLine(process);
     const std::optional<std::string_view> argument = scriptArgument(lastComponent(interpreter), commandLine);
-    const bool isRelative = argument && !argument->starts_with("/");
-    UniqueFd file = argument ? find(caller, pathOfScript(process, *argument)) : UniqueFd();
-    std::string path = file ? required(pathOf(file)) : "";
+    if (!argument) {
+        return std::nullopt;
+    }
+    const bool isRelative = !argument->starts_with("/");
+    std::string path = pathOfScript(process, *argument);
+    if (!isBelow(path, caller.installRoot()) && isOwnPath(path)) {
+        return std::nullopt;
+    }
+    UniqueFd file = find(caller, path);
+    path = file ? required(pathOf(file)) : "";
     if (!isBelow(path, caller.installRoot())) {
         return std::nullopt;
     }

@@ -95,6 +95,38 @@ TEST_F(LookUp, FindsNothingWhereTheKernelDoesNot) {
     }
 }
 
+TEST_F(LookUp, KnowsAPathThatIsTheFilesOwn) {
+    if (!kernel::knowsOpenat2()) {
+        GTEST_SKIP() << "the kernel does not tell";
+    }
+    kernel::answerCachedLookUps(kernel::kByItself);
+    const std::string file = install("halvd").string();
+    const std::string folder = fs::path(file).parent_path().string();
+    fs::create_symlink("halvd", folder + "/link");
+    fs::create_symlink(folder, m_folder / "folder");
+    // What has been found once is in the cache from then on.
+    for (const char* name : {"/halvd", "/link", "/nonesuch"}) {
+        static_cast<void>(statusOf(AT_FDCWD, (folder + name).c_str()));
+    }
+    for (const std::string& path : {file, folder, folder + "/nonesuch"}) {
+        EXPECT_TRUE(isOwnPath(path)) << path;
+    }
+    for (const std::string& path :
+         {folder + "/link", (m_folder / "folder/halvd").string(), folder + "//halvd", folder + "/./halvd",
+          folder + "/../bin/halvd", std::string("/proc/self/exe"), std::string("halvd"), std::string()}) {
+        EXPECT_FALSE(isOwnPath(path)) << path;
+    }
+}
+
+TEST_F(LookUp, IsNotSureOfAPathThatTheCacheDoesNotKnow) {
+    for (const int error : kUnfound) {
+        kernel::answerCachedLookUps(error);
+        EXPECT_FALSE(isOwnPath("/proc/version")) << error;
+    }
+    kernel::answerCachedLookUps(ENOENT);
+    EXPECT_TRUE(isOwnPath("/proc/version"));
+}
+
 /// The kernel follows 40.
 TEST_F(LookUp, FollowsSoManyLinks) {
     const fs::path file = install("0");
