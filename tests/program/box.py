@@ -153,7 +153,7 @@ class Host:
             [REPO / "sandbox/box", "--tree", self.tree, "--timeout", str(timeout), *options, "--", "sh", "-c", script],
             capture_output=True, timeout=timeout + 30, check=False)
 
-    def run(self, *args, stdin="/dev/null", before="", after="", command=None, env=None, options=()):
+    def run(self, *args, stdin="/dev/null", before="", after="", command=None, env=None, options=(), timeout=200):
         """Starts the fleet, runs the program with the arguments (or `command`), and reads what happened."""
         if command is None:
             command = shlex.join([CVSTOP, *args])
@@ -162,7 +162,7 @@ class Host:
             # Any user may watch a shutdown, and writes there what was seen.
             self.inside(WATCHED).parent.chmod(0o1777)
         settings = [word for name, value in (env or {}).items() for word in ("--env", f"{name}={value}")]
-        box = self.shell(SCRIPT.format(before=before, command=command, stdin=stdin, after=after), [*settings, *options])
+        box = self.shell(SCRIPT.format(before=before, command=command, stdin=stdin, after=after), [*settings, *options], timeout)
         if box.returncode != 0:
             raise RuntimeError(f"the box ended with {box.returncode}: {box.stderr.decode(errors='replace')}")
         result = self.read_result()
@@ -191,7 +191,8 @@ class Host:
         return Result(
             stdout=self.file("stdout"), stderr=self.file("stderr"), status=int(self.file("status")), starts=starts,
             signals=signals, ends=ends, pids=pids, log=self.read_log(),
-            alive={int(pid) for pid, state, _ in left if state not in ("Z", "X", "")}, tree=self.tree)
+            # Who has written its last word has nothing left but to exit.
+            alive={int(pid) for pid, state, _ in left if state not in ("Z", "X", "")} - set(ends), tree=self.tree)
 
     def read_log(self):
         path = self.quarn / "corvane/logs/cvstop/cvstop.log"

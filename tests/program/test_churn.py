@@ -7,6 +7,8 @@ from box import ALL_SPECIFIED, BIN, BUILD, CVSTOP, assert_ends
 FLEET = f"{BIN}/halvd\n{BIN}/momuhe count=3\n{BIN}/koka\n/opt/a/editor cwd={BIN}\n"
 LIVING = sorted([f"{BIN}/halvd", *3 * [f"{BIN}/momuhe"], f"{BIN}/koka"])
 LISTINGS, SHUTDOWNS = 200, 20
+# Several of these tests may share two processors, each with a load of its own.
+PATIENCE = 900
 
 # Strangers that have children without a pause, that change their pid every other millisecond, that exec without a pause.
 # Dead children are awaited: pid 1 of the box would not keep up with orphans, and the machine would run out of pids.
@@ -34,7 +36,7 @@ def listings(text):
 @pytest.mark.parametrize("disturbance", DISTURBANCES)
 @pytest.mark.parametrize("option", ["-l", "-l -3"])
 def test_listings_miss_nobody_who_lived_throughout(churning, disturbance, option):
-    result = churning.run(before=DISTURBANCES[disturbance],
+    result = churning.run(before=DISTURBANCES[disturbance], timeout=PATIENCE,
                           command=f"for n in $(seq {LISTINGS}); do {CVSTOP} {option} || echo failed; done")
     assert "failed" not in result.stdout and result.stderr == ""
     found = listings(result.stdout)
@@ -47,7 +49,8 @@ def test_listings_miss_nobody_who_lived_throughout(churning, disturbance, option
 
 @pytest.mark.parametrize("option", ["-l", "-l -3"])
 def test_listings_two_at_once(churning, option):
-    result = churning.run(command=f"for n in $(seq {LISTINGS}); do {CVSTOP} {option} >/opt/one & {CVSTOP} {option}; wait; "
+    result = churning.run(timeout=PATIENCE,
+                          command=f"for n in $(seq {LISTINGS}); do {CVSTOP} {option} >/opt/one & {CVSTOP} {option}; wait; "
                                   "cat /opt/one; done")
     found = listings(result.stdout)
     assert len(found) == 2 * LISTINGS

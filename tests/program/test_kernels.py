@@ -43,6 +43,7 @@ cp {SLEEP} {BIN}/hardened; unshare --mount {BIN}/hardened 600 & starts {BIN}/har
 cp {SLEEP} {BIN}/replaced; unshare --mount {BIN}/replaced 600 & starts {BIN}/replaced
 rm {BIN}/replaced; cp {SLEEP} {BIN}/replaced
 cp {SLEEP} /opt/x/service; LD_PRELOAD={LIBRARY} unshare --mount /opt/x/service 600 & starts /opt/x/service
+until grep -q 'r-xp.*libsampled' /proc/$!/maps; do kill -0 $! || exit 98; sleep 0.01; done
 cp {SLEEP} {BIN}/contained
 unshare --mount sh -c 'mount -t tmpfs tmpfs /usr/quarn; mkdir -p {BIN}; cp {SLEEP} {BIN}/contained; exec {BIN}/contained 600' &
 starts {BIN}/contained

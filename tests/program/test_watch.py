@@ -26,10 +26,11 @@ def test_course_of_a_whole_shutdown(host):
     assert ends == sorted(ends) and all(stage["begin"] <= stage["end"] for stage in seen.stages)
     stage = {stage["name"] or stage["kind"]: stage for stage in seen.stages}
     assert stage["kuror"]["waited_for"] == [result.pid("kuror")]
-    assert 2 < stage["kuror"]["end"] - stage["kuror"]["begin"] < 4
+    # Each upper bound leaves a busy machine room, and none for a wait of twice 30 seconds.
+    assert 2 < stage["kuror"]["end"] - stage["kuror"]["begin"] < 20
     assert stage["sweep"]["waited_for"] == [result.pid("strayd")]
     assert stage["wait"]["waited_for"][0] == result.pid("strayd")
-    assert 28.5 < stage["wait"]["end"] - stage["wait"]["begin"] < 31
+    assert 28.5 < stage["wait"]["end"] - stage["wait"]["begin"] < 55
     assert seen.asked("halvd") == [f"{BIN}/halvd -terminate"] and seen.asked("kuror") == [f"{BIN}/kuror -terminate_local"]
     assert seen.asked("strayd") == ["SIGINT", "SIGTERM", "SIGQUIT", "SIGKILL"]
     assert seen.asked("nanid") == [] and seen.asked("mapper") == ["SIGKILL", *again]
@@ -61,7 +62,7 @@ def test_excluded_process_that_a_row_waits_for(host):
     assert {process["name"]: process["excluded"] for process in seen.json["processes"]} == {"gowid": True, "momuhe": True}
     assert set(seen.outcomes().values()) == {"spared"}
     row, = (stage for stage in seen.stages if stage["name"] == "gowid")
-    assert row["waited_for"] == [result.pid("gowid")] and 29 < row["end"] - row["begin"] < 32
+    assert row["waited_for"] == [result.pid("gowid")] and 29 < row["end"] - row["begin"] < 55
 
 
 def test_excluded_file_of_a_name_that_another_file_has(host):
@@ -81,8 +82,12 @@ def test_excluded_file_of_a_name_that_another_file_has(host):
 
 def test_sharers_of_a_path_of_which_one_is_gone_are_told_apart(host):
     """One of three is gone before its row: the two that are left were asked, and it was not."""
-    here = host(f"{BIN}/kuror stop=2\n{BIN}/pazed count=2\n{BIN}/pazed life=1\n")
-    result, seen = watch(here, "-k")
+    here = host(f"{BIN}/kuror stop=5\n{BIN}/pazed count=3\n")
+    one_ends = f"""
+set -- $(awk '$2 == "ready" && $4 == "pazed" {{ print $3 }}' /usr/quarn/sandbox/journal)
+(until grep -qs 'kuror -terminate_local' {LOG}; do sleep 0.01; done; kill -USR1 $3) >/dev/null 2>&1 &
+"""
+    result, seen = watch(here, "-k", before=one_ends)
     outcomes = [seen.processes[result.pid("pazed", place)]["outcome"] for place in range(3)]
     assert outcomes == ["ended", "ended", "ended before it was asked"]
     assert all(process["certain"] for process in seen.json["processes"])
@@ -154,8 +159,8 @@ def test_death_by_a_signal_is_passed_on(host):
     seen = Watched(here.inside(WATCHED).read_text())
     assert (seen.run["status"], seen.run["signal"]) == (None, signal.SIGINT)
     assert seen.outcomes() == {"strayd": "survived"}
-    # It may still be at what its signal makes it do.
-    assert seen.named("strayd")["reason"]["state"] in ("sleeping", "running")
+    # It may still be at what its signal makes it do, which is to write to a file.
+    assert seen.named("strayd")["reason"]["state"] in ("sleeping", "running", "sleeping uninterruptibly")
 
 
 def test_first_process_of_a_container_tells_of_a_death_by_its_status(host):

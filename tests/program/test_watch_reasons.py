@@ -75,9 +75,9 @@ def test_zombie_that_its_parent_does_not_reap(host):
     zombie = seen.named("momuhe")
     # It has ended for a pidfd, and is there for signal 0: the program waited for it to the end, and sent it SIGKILL as well.
     assert zombie["outcome"] == "survived" and zombie["reason"]["state"] == "zombie"
-    assert zombie["ended"] - zombie["asked"][0]["time"] < 1
-    assert zombie["parent"]["name"] == "keep"
     wait, = (stage for stage in seen.stages if stage["kind"] == "wait")
+    assert zombie["ended"] < wait["begin"] + 9
+    assert zombie["parent"]["name"] == "keep"
     assert wait["waited_for"] == [result.pid("momuhe")] and wait["end"] - wait["begin"] > 28
     assert_asked_as_logged(result, seen)
 
@@ -90,10 +90,10 @@ def test_zombie_that_its_parent_takes_late(host):
     result, seen = watch(here, "-k", "-q", before=late, options=("--svg", "/opt/watch/run.svg"))
     zombie = seen.named("momuhe")
     assert zombie["outcome"] == "ended" and zombie["reason"] is None
-    assert zombie["ended"] - zombie["asked"][0]["time"] < 1 and zombie["gone"] - zombie["ended"] > 8
-    assert seen.stages[-1]["waited_for"] == [result.pid("momuhe")] and seen.stages[-1]["end"] >= zombie["gone"] - 0.2
+    assert zombie["ended"] - zombie["asked"][0]["time"] < 5 and zombie["gone"] - zombie["ended"] > 3
+    assert seen.stages[-1]["waited_for"] == [result.pid("momuhe")] and seen.stages[-1]["end"] >= zombie["gone"] - 1
     took, until = re.search(r"^  momuhe \(\d+\) +(\S+) s .*  SIGTERM, zombie until (\S+) s$", result.stderr, re.M).groups()
-    assert float(took) > 8 and abs(float(until) - zombie["gone"]) < 0.1
+    assert float(took) > 3 and abs(float(until) - zombie["gone"]) < 0.1
     assert '<path class="zombie" d="M' in here.inside("/opt/watch/run.svg").read_text()
     assert_asked_as_logged(result, seen)
     assert_outcomes(result, seen)
@@ -143,9 +143,9 @@ def test_who_came_back(host):
 
 def test_stop_command_that_is_still_at_work_has_not_come_back(host):
     """Nor has the product's process that it uses."""
-    here = host(f"{BIN}/dbsrv17 life=2\n")
+    here = host(f"{BIN}/dbsrv17\n")
     here.install("/bin/sleep", f"{BIN}/helper")
-    here.write(f"{BIN}/duzahi_start_stop", f"#!/bin/sh\n{BIN}/helper 30\n:\n")
+    here.write(f"{BIN}/duzahi_start_stop", f"#!/bin/sh\nkill -USR1 {pid_of('dbsrv17')}\n{BIN}/helper 30\n:\n")
     here.inside(f"{BIN}/duzahi_start_stop").chmod(0o755)
     result, seen = watch(here, "-k", "-q")
     assert seen.asked("dbsrv17") == [f"{BIN}/duzahi_start_stop stop"]

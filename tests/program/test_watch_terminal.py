@@ -160,7 +160,7 @@ def test_nothing_is_added_where_nothing_is_wanted(host, arguments):
 def test_dumb_terminal_gets_whole_lines(host):
     shown = on_terminal(host(FLEET), [WATCH, "--", "-k"], env={"TERM": "dumb"})
     assert b"\x1b" not in shown.bytes
-    assert re.search(r"^cvstop-watch: 3 of 5 ended  2 s  waiting for kuror ", shown.text.replace("\r", ""), re.M)
+    assert re.search(r"^cvstop-watch: 3 of 5 ended  [2-4] s  waiting for kuror ", shown.text.replace("\r", ""), re.M)
 
 
 def test_standard_output_in_a_file_is_the_programs_own(host):
@@ -175,7 +175,9 @@ def test_lines_in_a_file(host):
     here = host(f"{BIN}/kuror stop=13\n")
     result = here.run(command=f"{WATCH} -- -k")
     lines = [line for line in result.stderr.splitlines() if line.startswith("cvstop-watch: 0 of 1 ended")]
-    assert [int(re.search(r"ended  (\d+) s", line)[1]) for line in lines] == [2, 12]
+    first, second = (int(re.search(r"ended  (\d+) s", line)[1]) for line in lines)
+    # A busy machine makes them late.
+    assert 2 <= first and 10 <= second - first and second < 15
     quick = here.run(command=f"{WATCH} -- -k -q", before=f"rm -f {LOG}\n")
     assert "ended  2 s" not in quick.stderr
 
@@ -186,7 +188,7 @@ def test_background_of_a_terminal_that_stops_writers(host):
     here.write("/opt/x/job", f"stty tostop\nset -m\n{WATCH} -- -k >/opt/output &\nwait $!\necho ended with $?\n")
     shown = on_terminal(here, ["/usr/bin/timeout", "--foreground", "-s", "KILL", "60", "/bin/sh", "/opt/x/job"])
     assert here.inside("/opt/output").read_text() == written(5)
-    assert re.search(r"^cvstop-watch: 3 of 5 ended  2 s  waiting for kuror ", shown.screen(), re.M), shown.text
+    assert re.search(r"^cvstop-watch: 3 of 5 ended  [2-4] s  waiting for kuror ", shown.screen(), re.M), shown.text
     assert "5 processes in" in shown.screen() and "ended with 1" in shown.screen()
     assert b"\x1b" not in shown.bytes
 

@@ -82,7 +82,8 @@ def lateness(here, seen):
     late = {}
     for line in here.file("journal").splitlines():
         time, kind, pid, *_ = line.split("\t")
-        if kind == "end":
+        # On a busy machine one may have ended before the watcher looked for the first time.
+        if kind == "end" and int(pid) in seen.processes:
             late[int(pid)] = seen.at(seen.processes[int(pid)]["ended"]) - float(time)
     for pid, process in seen.processes.items():
         if process["outcome"] == "killed" and pid not in late:

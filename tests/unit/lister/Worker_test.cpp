@@ -5,6 +5,7 @@
 #include <functional>
 #include <future>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -210,14 +211,16 @@ class BusyProcessor {
 TEST(Worker, JobThatWaitsForAProcessorIsWaitedFor) {
     Worker worker;
     const auto isDone = std::make_shared<std::atomic<bool>>(false);
+    // The job does not wait for its end, which would be idle.
+    const auto busy = std::make_shared<std::optional<BusyProcessor>>();
     EXPECT_TRUE(run(
         worker,
-        [isDone] {
+        [isDone, busy] {
             stayHere();
-            const BusyProcessor busy;
+            busy->emplace();
             const sched_param none = {};
             ASSERT_EQ(sched_setscheduler(0, SCHED_IDLE, &none), 0);
-            while (!busy.isOver()) {
+            while (!(*busy)->isOver()) {
             }
             *isDone = true;
         },
