@@ -1,6 +1,7 @@
 """A fleet of client hosts in boxes, each with an sshd of its own that the real OpenSSH client reaches without a network: its
 ProxyCommand enters the box and starts sshd there, for that one connection."""
 import collections
+import contextlib
 import os
 import pathlib
 import subprocess
@@ -24,6 +25,7 @@ ANSIBLE = """\
 collections_path = {root}/fleet
 inventory = {folder}/inventory
 forks = {forks}
+timeout = 60
 retry_files_enabled = false
 interpreter_python = /usr/bin/python3
 remote_user = root
@@ -60,7 +62,7 @@ mount -t tmpfs tmpfs /root && mkdir -p /run/sshd /root/.ansible || exit 98
 : >/usr/quarn/sandbox/up
 exec cat
 """
-TIMEOUT = 900
+TIMEOUT = 3600
 WATCH = box.BUILD / "watch/cvstop-watch"
 # Where its package puts it: beside the product, never in it.
 WATCHED = ("mkdir /tmp/upper /tmp/work && mount -t overlay -o lowerdir=/usr/sbin,upperdir=/tmp/upper,workdir=/tmp/work overlay "
@@ -87,8 +89,8 @@ def is_in_a_box(pid):
                if line.startswith("NSpid:"))
 
 
-def wait_for(condition, what, seconds=60):
-    """Waits until a condition holds; its answer."""
+def wait_for(condition, what, seconds=600):
+    """Waits until a condition holds; its answer. The time is one that no busy machine takes."""
     deadline = time.monotonic() + seconds
     while not (answer := condition()):
         if time.monotonic() > deadline:
@@ -141,9 +143,11 @@ class Client:
         (self.fleet.folder / f"{self.name}.cut").touch()
         connections = self.fleet.folder / f"{self.name}.connections"
         for pid in {int(line) for line in connections.read_text().split()}:
-            for child in children(pid):
-                if os.path.basename(os.readlink(f"/proc/{pid}/exe")) == "nsenter":
-                    os.kill(child, 9)
+            # It may end by itself meanwhile.
+            with contextlib.suppress(FileNotFoundError, ProcessLookupError):
+                for child in children(pid):
+                    if os.path.basename(os.readlink(f"/proc/{pid}/exe")) == "nsenter":
+                        os.kill(child, 9)
 
     def was_refused(self):
         """Whether anybody tried to reach the client while its line was cut."""

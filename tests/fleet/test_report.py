@@ -221,6 +221,11 @@ def test_the_page_of_five_hundred(fleet):
 CHROMIUM = shutil.which("chromium")
 
 
+# Where it is allowed, a class before all else that keeps this machine busy (sched(7)): the time is to be the page's own.
+REAL_TIME = ["chrt", "--rr", "1"]
+FIRST = REAL_TIME if subprocess.run([*REAL_TIME, "true"], capture_output=True, check=False).returncode == 0 else []
+
+
 def browse(folder, text, probe, *options):
     """The value of a script's expression in a browser, once the page is laid out."""
     path = folder / "index.html"
@@ -228,8 +233,8 @@ def browse(folder, text, probe, *options):
               f"document.title='found '+({probe})+' end'}})</script>")
     path.write_text(text.replace("<title>", script + "<title>", 1))
     run = subprocess.run(
-        [CHROMIUM, "--headless", "--no-sandbox", "--disable-gpu", f"--user-data-dir={folder}/profile", *options, "--dump-dom",
-         f"file://{path}"], capture_output=True, text=True, check=True, timeout=120)
+        [*FIRST, CHROMIUM, "--headless", "--no-sandbox", "--disable-gpu", f"--user-data-dir={folder}/profile", *options,
+         "--dump-dom", f"file://{path}"], capture_output=True, text=True, check=True, timeout=120)
     return re.search(r"<title>found (.*) end</title>", run.stdout).group(1)
 
 

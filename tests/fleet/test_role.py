@@ -165,7 +165,7 @@ def test_a_controller_that_ends_in_the_middle_has_told_who_is_stopping(tmp_path)
 
 
 def test_a_result_that_was_never_written_is_asked_of_the_listing(tmp_path):
-    fleet = Fleet(tmp_path, down="shutdown_async=4", stuck="shutdown_async=4", lost="shutdown_async=4")
+    fleet = Fleet(tmp_path, down="shutdown_async=15", stuck="shutdown_async=15", lost="shutdown_async=15")
     for name, how in (("down", "spoils"), ("stuck", "spoils"), ("lost", "removes")):
         (tmp_path / name / "jobs").mkdir()
         fleet.set(name, how, str(tmp_path / name / "jobs"))

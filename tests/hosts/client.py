@@ -55,7 +55,7 @@ class Client(box.Host):
         return {"files": ("\n".join(files) + "\n").encode(), "script": script.encode(), "seconds": str(seconds).encode(),
                 "environment": "\n".join(f"{name}={value}" for name, value in settings.items()).encode(), **blobs}
 
-    def shell(self, script, options=(), timeout=200):
+    def shell(self, script, options=(), timeout=600):
         options = list(options)
         settings = dict(SETTINGS)
         while options:

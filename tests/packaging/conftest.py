@@ -127,6 +127,12 @@ def skip_if_missing(codename):
             pytest.skip(f"the archive has no {codename} any more: {missing}")
 
 
+def bootstrap(codename, folder, options):
+    shutil.rmtree(folder, ignore_errors=True)
+    return subprocess.run(["debootstrap", "--variant=minbase", *options, codename, folder / "root", archive.mirror()],
+                          capture_output=True, text=True, check=False)
+
+
 def debian(codename, folder, *options):
     """A root of that Debian, made once; a test that wants one which the archive no longer has is skipped."""
     if os.geteuid() != 0:
@@ -134,11 +140,11 @@ def debian(codename, folder, *options):
     done = folder / "done"
     with alone(folder.name):
         if not done.exists():
-            shutil.rmtree(folder, ignore_errors=True)
-            made = subprocess.run(["debootstrap", "--variant=minbase", *options, codename, folder / "root", archive.mirror()],
-                                  capture_output=True, text=True, check=False)
+            made = bootstrap(codename, folder, options)
             if made.returncode != 0:
                 skip_if_missing(codename)
+                # It does not ask again where a name was not resolved, or a connection refused for a moment.
+                made = bootstrap(codename, folder, options)
             assert made.returncode == 0, made.stdout[-3000:] + made.stderr[-3000:]
             done.touch()
     return folder / "root"
@@ -204,9 +210,15 @@ class Root:
         return [event[2:] for event in events if event[1] == kind]
 
     def remove(self):
-        if self.is_mounted:
-            run(["umount", "--lazy", self.path])
-        shutil.rmtree(self.path.parent, ignore_errors=True)
+        if not self.is_mounted:
+            shutil.rmtree(self.path.parent, ignore_errors=True)
+            return
+        run(["umount", "--lazy", self.path])
+        # The folder itself stays. To remove it would take the mount away from every namespace (rmdir(2), "EBUSY"), and a box
+        # that is being made beside this test has just copied all mounts of this machine, to mount each once more.
+        for entry in self.path.parent.iterdir():
+            if entry.is_dir() and entry != self.path:
+                shutil.rmtree(entry, ignore_errors=True)
 
 
 @pytest.fixture

@@ -169,9 +169,9 @@ def test_ancestor_that_runs_the_products_code_is_spared(host, between):
 
 def test_mapper_in_a_pid_namespace_of_its_own_is_spared(host):
     here = host(FLEET)
-    # Of the two that map the library the one in the namespace; its executable shows before it has.
-    maps = f"for map in $(grep -l 'r-xp.*{SLEEP}' /proc/[0-9]*/maps 2>/dev/null); do grep -q 'r-xp.*libsampled' $map && break; done"
-    before = background(f"LD_PRELOAD={LIBRARY} unshare --pid --fork {SLEEP} 600", f"{runs(SLEEP)} && {{ {maps}; }}")
+    # Its executable shows before it has mapped the library.
+    maps = f"grep -l 'r-xp.*{SLEEP}' /proc/[0-9]*/maps 2>/dev/null | xargs -r grep -q 'r-xp.*libsampled'"
+    before = background(f"LD_PRELOAD={LIBRARY} unshare --pid --fork {SLEEP} 600", maps)
     listing = listed(here.run("-l", "-3", before=before))
     assert WITNESS in listing and (SLEEP, "Third Party") in listing
     result = here.run("-k", "-3", before=before, after=f"{runs(SLEEP)} && echo alive >/usr/quarn/sandbox/alive")
