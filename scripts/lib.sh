@@ -5,6 +5,10 @@
 # shellcheck disable=SC2034
 INTERPRETERS=(ksh mksh zsh ruby lua5.4 php-cli tcl gawk original-awk busybox)
 
+# What the collection's tests need, besides a build of the program.
+# shellcheck disable=SC2034
+FLEET_TESTS=(ansible-core ansible-lint bubblewrap git openssh-client openssh-server python3 python3-yaml)
+
 # The processors that there are packages for, as Debian calls them, each with a preset of that name; and what builds for them
 # on this machine: its own compiler for its own processor.
 # shellcheck disable=SC2034
