@@ -228,7 +228,7 @@ def test_nothing_is_left_behind_on_the_clients(run):
     for name in ("clean", "busy", "keeping"):
         # What started the job looks every five seconds whether it may remove its folder.
         wait_for(lambda client=run.fleet[name], before=run.before[name]: not left_behind(client, before),
-                 f"what is left behind on {name}", 30)
+                 f"{name} to have nothing left behind", 30)
 
 
 @pytest.mark.xdist_group("course")

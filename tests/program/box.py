@@ -176,6 +176,8 @@ class Host:
 
     def read_result(self):
         starts, signals, ends, pids = [], [], {}, collections.defaultdict(list)
+        # Whose last word is written has nothing left but to exit. A later run in this tree may have its pid again.
+        ending = set()
         for line in self.file("journal").splitlines():
             time, kind, pid, *rest = line.split("\t")
             pid = int(pid)
@@ -183,16 +185,17 @@ class Host:
                 starts.append(Start(pid, rest))
             elif kind == "ready":
                 pids[rest[0]].append(pid)
+                ending.discard(pid)
             elif kind == "signal":
                 signals.append(Signal(float(time), pid, *rest))
             elif kind == "end":
                 ends[pid] = rest[1]
+                ending.add(pid)
         left = [line.split(" ", 2) for line in self.file("left").splitlines()]
         return Result(
             stdout=self.file("stdout"), stderr=self.file("stderr"), status=int(self.file("status")), starts=starts,
             signals=signals, ends=ends, pids=pids, log=self.read_log(),
-            # Who has written its last word has nothing left but to exit.
-            alive={int(pid) for pid, state, _ in left if state not in ("Z", "X", "")} - set(ends), tree=self.tree)
+            alive={int(pid) for pid, state, _ in left if state not in ("Z", "X", "")} - ending, tree=self.tree)
 
     def read_log(self):
         path = self.quarn / "corvane/logs/cvstop/cvstop.log"
